@@ -1,0 +1,92 @@
+// Two tables: preferences by workload class, and what each band of the power slider makes of them.
+#include "controller/workload.h"
+
+#include "controller/actuators.h"
+#include "controller/state.h"
+#include "diagnostics/diagnostic_log.h"
+#include "framework/primitives.h"
+
+#include <limits>
+
+namespace kelvane {
+
+namespace {
+
+struct WorkloadClass {
+    int workload;
+    int low;
+    int mid;
+    int high;
+    int avgSampleLimit;
+    int pwrDeltaThresholdMw;
+};
+
+constexpr WorkloadClass workloadClasses[] = {
+    // class, preference low, mid, high, samples, rise mW
+    { 1, 1500, 2000, 2500, 100, 100 },
+    { 2, 1500, 2000, 2500, 100, 100 },
+    { 3, 1600, 2100, 2600, 100, 20 },
+    { 4, 3500, 4000, 4500, 100, 20 },
+};
+constexpr WorkloadClass otherWorkload = { 0, 1300, 1800, 2300, 200, 100 };
+
+struct SliderBand {
+    int fromPosition;
+    int mode;  // Kv_opt
+    int WorkloadClass::*preference;
+    int PL1Mw;
+};
+
+constexpr SliderBand sliderBands[] = {
+    { std::numeric_limits<int>::min(), 3, &WorkloadClass::mid, defaultPL1Mw },
+    { 1, 2, &WorkloadClass::low, quietPL1Mw },
+    { 51, 3, &WorkloadClass::mid, defaultPL1Mw },
+    { 100, 1, &WorkloadClass::high, startPL1Mw },
+};
+
+constexpr int unsetSliderPosition = 75;  // what a slider below its first position stands for
+
+const WorkloadClass& findClass(int workload)
+{
+    for (const WorkloadClass& row : workloadClasses) {
+        if (row.workload == workload) return row;
+    }
+    return otherWorkload;
+}
+
+const SliderBand& findBand(int position)
+{
+    const SliderBand* found = sliderBands;
+    for (const SliderBand& band : sliderBands) {
+        if (position >= band.fromPosition) found = &band;
+    }
+    return *found;
+}
+
+void takeSlider(const WorkloadClass& row)
+{
+    const int position = g_powerSlider;
+    const SliderBand& band = findBand(position);
+    if (position < 1) g_powerSlider = unsetSliderPosition;
+    Kv_opt = band.mode;
+    PerfRange = row.*band.preference;
+    setPL1(static_cast<unsigned>(band.PL1Mw));
+    if (position >= 51 && position <= 99) cpuPL1 = defaultPL1Mw;
+    g_powerSliderChanged = 0;
+}
+
+}  // namespace
+
+void readWorkloadClassification()
+{
+    socWorkload = getSocWorkload(g_sessionHandle);
+    const int workload = g_workload;
+    if (workload == -1) logLine(logError, "workload classification is failed : ", workload);
+    const WorkloadClass& row = findClass(workload);
+    PerfRange = row.mid;
+    avgSampleLimit = row.avgSampleLimit;
+    pwrDeltaThreshold = row.pwrDeltaThresholdMw;
+    if (g_powerSliderChanged != 0) takeSlider(row);
+}
+
+}  // namespace kelvane

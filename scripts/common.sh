@@ -1,0 +1,44 @@
+# Shared by the project's scripts: where things lie, what they need, how Wine is ended. To be sourced by bash.
+# shellcheck shell=bash disable=SC2034
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+export WINEPREFIX="${WINEPREFIX:-$root/build/wine}"
+
+build_packages=(g++-mingw-w64-x86-64-posix cmake ninja-build wine64)
+
+# Installs those of the named Debian packages that this machine lacks.
+install_packages() {
+    local missing=() package
+    for package in "$@"; do
+        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return
+    echo "installing ${missing[*]}" >&2
+    local as_root=()
+    [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+    "${as_root[@]}" apt-get update -qq >&2
+    DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+}
+
+# build PRESET [TARGET...]: configures once and builds what is missing; says nothing unless it fails.
+build() {
+    local preset=$1 log
+    shift
+    mkdir -p "$root/build"
+    log="$root/build/$preset.log"
+    if ! (cd "$root" && { [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset"; } &&
+        cmake --build --preset "$preset" ${1:+--target "$@"}) >"$log" 2>&1; then
+        cat "$log" >&2
+        echo "the $preset build failed" >&2
+        return 1
+    fi
+}
+
+# Ends the Wine server of the project's own prefix, and with it every program in there.
+stop_wine() {
+    [ ! -d "$WINEPREFIX" ] || /usr/lib/wine/wineserver -k >/dev/null 2>&1 || true
+}
+
+run_windows_program() {
+    "$root/cmake/wine-run.sh" "$@"
+}

@@ -1,0 +1,83 @@
+// The virtual clock: only Sleep moves it, and delivers on its way what the scenario has due.
+#include "simulator/replay.h"
+
+#include "controller/scaling_loop.h"
+#include "engine/state.h"
+#include "simulator/platform.h"
+#include "simulator/recorded_log.h"
+#include "simulator/simulated_core.h"
+#include "simulator/trace.h"
+
+namespace kelvane::simulator {
+
+namespace {
+
+struct ClockStoodStill {};
+
+class Clock {
+public:
+    explicit Clock(const Scenario& inputs) : scenario(inputs) {}
+
+    std::uint64_t now() const { return nowMs; }
+
+    // Inputs take effect in the file's order, each at its own time.
+    void advance(std::uint64_t ms)
+    {
+        const std::uint64_t endMs = nowMs + ms;
+        for (; next < scenario.size() && scenario[next].timeMs <= endMs; ++next) {
+            nowMs = scenario[next].timeMs;
+            std::visit([](const auto& input) { apply(input); }, scenario[next].input);
+        }
+        nowMs = endMs;
+    }
+
+private:
+    static void apply(const Reading& reading) { setReading(reading); }
+
+    static void apply(const PowerSource& source) { setPowerSource(source); }
+
+    static void apply(const Answer& answer) { setAnswer(answer); }
+
+    static void apply(const FrameworkEvent& event) { deliverEvent(event); }
+
+    static void apply(const Stop& stop) { requestEngineStop(stop.service); }
+
+    const Scenario& scenario;
+    std::size_t next = 0;  // the first line that is not yet due
+    std::uint64_t nowMs = 0;
+};
+
+}  // namespace
+
+ReplayEnd replay(const Scenario& scenario, std::ostream& out)
+{
+    Trace trace(out);
+    Clock clock(scenario);
+    int primitivesSinceSleep = 0;
+    startCore(
+        trace, [&] { return clock.now(); },
+        [&] {
+            primitivesSinceSleep += 1;
+            if (primitivesSinceSleep == primitivesWithoutSleepMax) throw ClockStoodStill();
+        });
+    recordLog([&](int level, const std::string& text) { trace.log(clock.now(), level, text); });
+    replacePlatform([&](std::uint32_t ms) {
+        trace.sleep(clock.now(), ms);
+        primitivesSinceSleep = 0;
+        clock.advance(ms);
+    });
+    g_wmiConnected = 1;  // as the engine's start-up leaves them
+    g_wmiQueryIssued = 1;
+
+    ReplayEnd end = ReplayEnd::loopEnded;
+    clock.advance(0);
+    try {
+        scalingLoop();
+    } catch (const ClockStoodStill&) {
+        end = ReplayEnd::clockStoodStill;
+    }
+    recordLog(nullptr);
+    return end;
+}
+
+}  // namespace kelvane::simulator

@@ -1,0 +1,171 @@
+// The core's slots: look up the scripted answer, write the row, and hand over or take the value.
+#include "simulator/simulated_core.h"
+
+#include "framework/session.h"
+#include "framework/status.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <map>
+#include <string_view>
+
+namespace kelvane::simulator {
+
+namespace {
+
+constexpr SessionHandle sessionHandle = 1;
+constexpr std::string_view commandHead = "execute-primitive TCPU ";
+constexpr int commandInvalid = 1500;  // TOVA_E_COMMAND_DATA_INVALID
+
+struct Core {
+    Trace* trace = nullptr;
+    std::function<std::uint64_t()> nowMs;
+    std::function<void()> onPrimitive;
+    std::uint32_t readings[std::size(primitiveNames)] = {};
+    std::map<std::string, int> answers;                       // operation -> status; none: success
+    std::map<std::uint32_t, EventCallback> registeredEvents;  // type -> callback
+};
+
+Core core;
+
+int answerTo(const std::string& operation)
+{
+    const auto answer = core.answers.find(operation);
+    return answer == core.answers.end() ? TOVA_OK : answer->second;
+}
+
+int recordCall(const char* operation, int status)
+{
+    core.trace->call(core.nowMs(), operation, std::nullopt, status);
+    return status;
+}
+
+int init() { return recordCall("INIT", answerTo("INIT")); }
+
+SessionHandle sessionCreate(const ApplicationRecord* /*application*/)
+{
+    return recordCall("SESSION_CREATE", answerTo("SESSION_CREATE")) == TOVA_OK ? sessionHandle : noSession;
+}
+
+int sessionConnect(SessionHandle /*session*/) { return recordCall("SESSION_CONNECT", answerTo("SESSION_CONNECT")); }
+
+void sessionDisconnect(SessionHandle /*session*/) { recordCall("SESSION_DISCONNECT", TOVA_OK); }
+
+void sessionDestroy(SessionHandle /*session*/) { recordCall("SESSION_DESTROY", TOVA_OK); }
+
+// The index of the primitive that a command names, or -1.
+int findPrimitive(const OrqData* command)
+{
+    if (!command || command->type != orqTypeText || !command->buf_ptr || command->data_len == 0) return -1;
+    const auto* const bytes = static_cast<const char*>(command->buf_ptr);
+    if (bytes[command->data_len - 1] != '\0') return -1;
+    const std::string_view text(bytes, command->data_len - 1);
+    if (!text.starts_with(commandHead)) return -1;
+    const auto* const name =
+        std::find(std::begin(primitiveNames), std::end(primitiveNames), text.substr(commandHead.size()));
+    return name == std::end(primitiveNames) ? -1 : static_cast<int>(name - primitiveNames);
+}
+
+bool holdsWord(const OrqData* data) { return data && data->buf_ptr && data->buf_len >= sizeof(std::uint32_t); }
+
+int sessionExecute(SessionHandle /*session*/, const OrqData* command, const OrqData* request, OrqData* response)
+{
+    const int index = findPrimitive(command);
+    if (index < 0 || (!holdsWord(request) && !holdsWord(response))) return commandInvalid;
+    const char* const name = primitiveNames[index];
+    const int status = answerTo(name);
+    std::optional<std::uint32_t> value;
+    if (holdsWord(request)) {
+        std::memcpy(&value.emplace(), request->buf_ptr, sizeof(std::uint32_t));
+    } else if (status == TOVA_OK) {
+        value = core.readings[index];
+        std::memcpy(response->buf_ptr, &*value, sizeof(std::uint32_t));
+        response->data_len = sizeof(std::uint32_t);
+    }
+    core.trace->primitive(core.nowMs(), name, value, status);
+    core.onPrimitive();
+    return status;
+}
+
+int registerEvent(SessionHandle /*session*/, std::uint32_t eventType, const char* /*participant*/,
+                  EventCallback callback, std::uint64_t /*context*/)
+{
+    const int status = answerTo("REGISTER_EVENT/" + std::to_string(eventType));
+    core.trace->call(core.nowMs(), "REGISTER_EVENT", eventType, status);
+    if (status == TOVA_OK) core.registeredEvents[eventType] = callback;
+    return status;
+}
+
+int unregisterEvent(SessionHandle /*session*/, std::uint32_t eventType, const char* /*participant*/,
+                    EventCallback /*callback*/, std::uint64_t /*context*/)
+{
+    core.trace->call(core.nowMs(), "UNREGISTER_EVENT", eventType, TOVA_OK);
+    core.registeredEvents.erase(eventType);
+    return TOVA_OK;
+}
+
+int unusedSlot() { return TOVA_E_NOT_IMPLEMENTED; }
+
+struct EventPayload {
+    std::uint32_t type;
+    std::uint32_t bytes;
+    const char* participant;
+};
+
+EventPayload payloadOf(std::uint32_t eventType)
+{
+    switch (eventType) {
+    case 5:
+    case 6: return { eventType, 0, "TCPU" };
+    case 34:
+    case 106: return { eventType, 4, nullptr };
+    case 72: return { eventType, 16, nullptr };
+    case 183: return { eventType, 4, "TCPU" };
+    default: return { eventType, 0, nullptr };
+    }
+}
+
+}  // namespace
+
+void startCore(Trace& trace, std::function<std::uint64_t()> nowMs, std::function<void()> onPrimitive)
+{
+    core = {};
+    core.trace = &trace;
+    core.nowMs = std::move(nowMs);
+    core.onPrimitive = std::move(onPrimitive);
+}
+
+void setReading(const Reading& reading) { core.readings[static_cast<std::size_t>(reading.getter)] = reading.value; }
+
+void setAnswer(const Answer& answer) { core.answers[answer.operation] = answer.status; }
+
+void deliverEvent(const FrameworkEvent& event)
+{
+    const auto registered = core.registeredEvents.find(event.type);
+    if (registered == core.registeredEvents.end()) return;
+    const EventPayload kind = payloadOf(event.type);
+    static unsigned char buffer[16];  // outlives the callback, which keeps a pointer to some payloads
+    std::memset(buffer, 0, sizeof buffer);
+    std::memcpy(buffer, &event.value, sizeof event.value);
+    const OrqData payload = { orqTypeUint32, buffer, kind.bytes, kind.bytes };
+    registered->second(0, event.type, kind.participant, kind.bytes ? &payload : nullptr);
+}
+
+int getSimulatedInterface(OrqInterface* record)
+{
+    record->Init = init;
+    record->slot2 = unusedSlot;
+    record->slot3 = unusedSlot;
+    record->SessionCreate = sessionCreate;
+    record->SessionDestroy = sessionDestroy;
+    record->SessionConnect = sessionConnect;
+    record->SessionDisconnect = sessionDisconnect;
+    record->slot8 = unusedSlot;
+    record->SessionExecute = sessionExecute;
+    record->RegisterEvent = registerEvent;
+    record->UnregisterEvent = unregisterEvent;
+    return TOVA_OK;
+}
+
+}  // namespace kelvane::simulator

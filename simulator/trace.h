@@ -1,0 +1,26 @@
+// simulator/trace.h: what reached the processor, and what the service said, row by row (docs/replay.md).
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+
+namespace kelvane::simulator {
+
+// Writes CSV rows with LF line ends to a stream that the caller keeps open and checks for errors.
+class Trace {
+public:
+    explicit Trace(std::ostream& stream);
+
+    void call(std::uint64_t timeMs, const char* operation, std::optional<std::uint32_t> eventType, int status);
+    void primitive(std::uint64_t timeMs, const char* name, std::optional<std::uint32_t> value, int status);
+    void sleep(std::uint64_t timeMs, std::uint32_t ms);
+    // `text` without the line feed that ends it.
+    void log(std::uint64_t timeMs, int level, const std::string& text);
+
+private:
+    std::ostream& out;
+};
+
+}  // namespace kelvane::simulator

@@ -1,0 +1,116 @@
+"""Rules of the tree that a machine can check."""
+
+import pathlib
+import re
+import subprocess
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+LISTED = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, capture_output=True, text=True,
+                        check=True).stdout.splitlines()
+FILES = [ROOT / name for name in LISTED if (ROOT / name).is_file()]
+SOURCES = [path for path in FILES if path.suffix in (".h", ".cpp")]
+
+# What the files of a folder may include of the project.
+MAY_INCLUDE = {
+    "diagnostics": {"diagnostics"},
+    "framework": {"framework", "diagnostics", "controller/state.h"},
+    "controller": {"controller", "framework", "diagnostics", "engine/state.h", "engine/process_watch_stop.h"},
+    "engine": {"engine", "controller", "framework", "diagnostics"},
+    "service": {"service", "engine", "diagnostics"},
+}
+
+
+def folder_of(path):
+    return path.relative_to(ROOT).parts[0]
+
+
+def includes_of(path):
+    found = re.findall(r'^#include "([^"]+)"', path.read_text(), re.MULTILINE)
+    return [name for name in found if "/" in name]
+
+
+def test_there_are_sources_to_check():
+    assert len(SOURCES) > 40
+
+
+def test_sources_stay_under_400_lines():
+    lengths = {str(path.relative_to(ROOT)): len(path.read_text().splitlines()) for path in SOURCES}
+    assert {name: length for name, length in lengths.items() if length >= 400} == {}
+
+
+def test_no_line_ends_in_blanks_and_every_file_ends_in_a_line_feed():
+    faults = []
+    for path in FILES:
+        text = path.read_bytes()
+        if re.search(rb"[ \t]+(\r?\n|$)", text) or not text.endswith(b"\n"):
+            faults.append(str(path.relative_to(ROOT)))
+    assert faults == []
+
+
+def test_sources_are_plain_ascii():
+    assert [str(path) for path in SOURCES if not path.read_bytes().isascii()] == []
+
+
+def test_folders_include_only_what_lies_below_them():
+    faults = []
+    for path in SOURCES:
+        allowed = MAY_INCLUDE.get(folder_of(path))
+        for name in includes_of(path) if allowed else []:
+            if name not in allowed and name.split("/")[0] not in allowed:
+                faults.append(f"{path.relative_to(ROOT)} includes {name}")
+    assert faults == []
+
+
+def test_the_controllers_state_includes_nothing_of_the_project():
+    assert includes_of(ROOT / "controller/state.h") == []
+
+
+def test_no_two_files_include_each_other():
+    graph = {str(path.relative_to(ROOT)): includes_of(path) for path in SOURCES}
+
+    def reaches(start):
+        seen, todo = set(), list(graph[start])
+        while todo:
+            name = todo.pop()
+            if name not in seen:
+                seen.add(name)
+                todo.extend(graph.get(name, []))
+        return seen
+
+    assert [name for name in graph if name in reaches(name)] == []
+
+
+def test_functions_of_the_product_fit_a_screen():
+    """Counts from a function's opening brace in column 0 to its closing one; tables end in `};` and are not meant."""
+    faults = []
+    for path in SOURCES:
+        if folder_of(path) not in MAY_INCLUDE or path.suffix != ".cpp":
+            continue
+        start = None
+        for number, line in enumerate(path.read_text().splitlines(), 1):
+            if line == "{":
+                start = number
+            elif line == "}" and start is not None:
+                if number - start - 1 > 45:
+                    faults.append(f"{path.relative_to(ROOT)}:{start}: {number - start - 1} lines")
+                start = None
+    assert faults == []
+
+
+def test_every_source_is_formatted():
+    subprocess.run(["clang-format", "--dry-run", "-Werror", *map(str, SOURCES)], check=True)
+
+
+def test_scripts_pass_shellcheck():
+    scripts = [str(path) for path in FILES if path.suffix == ".sh"] + [str(ROOT / ".ci/run")]
+    subprocess.run(["shellcheck", *scripts], cwd=ROOT, check=True)
+
+
+def test_sources_are_listed_by_name_in_the_build():
+    lists = (ROOT / "CMakeLists.txt").read_text() + (ROOT / "tests/CMakeLists.txt").read_text()
+    missing = []
+    for path in SOURCES:
+        name = str(path.relative_to(ROOT)).removeprefix("tests/")
+        if path.suffix == ".cpp" and name not in lists:
+            missing.append(name)
+    assert missing == []
