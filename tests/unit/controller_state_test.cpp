@@ -1,0 +1,159 @@
+// What the controller starts with, and the constants it works by.
+#include "controller/loop_state.h"
+#include "controller/state.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <type_traits>
+#include <vector>
+
+namespace kelvane::tests {
+namespace {
+
+static_assert(std::is_same_v<decltype(pkgPower), int> && std::is_same_v<decltype(acMode), std::uint32_t>);
+static_assert(std::is_same_v<decltype(pwrSum), std::int64_t> && std::is_same_v<decltype(prefSum), std::int64_t>);
+static_assert(std::is_same_v<decltype(g_sessionHandle), std::atomic<std::uint64_t>>);
+static_assert(std::is_same_v<decltype(g_sessionOpen), std::atomic<std::uint8_t>>);
+static_assert(std::is_same_v<decltype(g_stopDone), std::atomic<std::uint8_t>>);
+static_assert(std::is_same_v<decltype(g_stopEnabled), std::atomic<std::uint8_t>>);
+
+struct NamedValue {
+    const char* name;
+    std::int64_t actual;
+    std::int64_t expected;
+};
+
+void expectEach(const std::vector<NamedValue>& values)
+{
+    for (const NamedValue& value : values) EXPECT_EQ(value.actual, value.expected) << value.name;
+}
+
+TEST(ControllerState, EveryVariableHasItsStartValue)
+{
+    expectEach({
+        { "g_sessionHandle", static_cast<std::int64_t>(g_sessionHandle.load()), -1 },
+        { "g_sessionOpen", g_sessionOpen, 1 },
+        { "g_stopDone", g_stopDone, 1 },
+        { "g_stopEnabled", g_stopEnabled, 1 },
+        { "sessionRetry", sessionRetry, 0 },
+        { "g_orqStatus", g_orqStatus, 0 },
+        { "pkgPower", pkgPower, -1 },
+        { "pkgPowerPrev", pkgPowerPrev, 0 },
+        { "cpuPL1", cpuPL1, 17000 },
+        { "pl1ResetLevel", pl1ResetLevel, 17000 },
+        { "pwrCeiling", pwrCeiling, 2000 },
+        { "acMode", acMode, 0 },
+        { "PerfRange", PerfRange, 0 },
+        { "appliedPrefMax", appliedPrefMax, 0 },
+        { "PrevPerf", PrevPerf, 0 },
+        { "lastPrefMax", lastPrefMax, 0 },
+        { "pwrDeltaThreshold", pwrDeltaThreshold, 0 },
+        { "leastRangeStep", leastRangeStep, 300 },
+        { "leastRangeLimit", leastRangeLimit, 3 },
+        { "leastRangeCount", leastRangeCount, 0 },
+        { "exitCount", exitCount, -1 },
+        { "NewPID", NewPID, 0 },
+        { "PID_Change", PID_Change, 0 },
+        { "noOfPids", noOfPids, 0 },
+        { "Kv_opt", Kv_opt, 3 },
+        { "kv_off_f", kv_off_f, 1 },
+        { "activeIdle", activeIdle, 0 },
+        { "activeIdleCount", activeIdleCount, 0 },
+        { "pidOnTestState", pidOnTestState, 0 },
+        { "perfRestored", perfRestored, 0 },
+        { "clipPending", clipPending, 0 },
+        { "minPrefReset", minPrefReset, -1 },
+        { "prevClipCount", prevClipCount, 0 },
+        { "NewPIDAvgPwr", NewPIDAvgPwr, 10000 },
+        { "avgSum", avgSum, 0 },
+        { "avgN", avgN, 0 },
+        { "avgCnt", avgCnt, 0 },
+        { "avgWindowMin", avgWindowMin, 5 },
+        { "avgSampleLimit", avgSampleLimit, 5 },
+        { "lastLoopAvg", lastLoopAvg, 0 },
+        { "clipSum", clipSum, 0 },
+        { "avgCount", avgCount, 0 },
+        { "pwrSum", pwrSum, 0 },
+        { "prefSum", prefSum, 0 },
+        { "g_workload", g_workload, 0 },
+        { "g_powerSlider", g_powerSlider, 0 },
+        { "g_powerSliderChanged", g_powerSliderChanged, 0 },
+        { "g_workloadEventSeen", g_workloadEventSeen, 0 },
+        { "g_workloadEventPending", g_workloadEventPending, 0 },
+        { "g_workloadEventHold", g_workloadEventHold, 0 },
+        { "prevWorkload", prevWorkload, -1 },
+        { "PwrPause", PwrPause, 0 },
+    });
+}
+
+TEST(ControllerState, EachRunOfTheLoopStartsItsLocalsAfresh)
+{
+    const LoopState loop;
+
+    expectEach({
+        { "prefMax", loop.prefMax, 10000 },
+        { "PostPID", loop.PostPID, 0 },
+        { "restorePending", loop.restorePending, 0 },
+        { "delayedRestore", loop.delayedRestore, 0 },
+        { "probeSleep", loop.probeSleep, 200 },
+    });
+}
+
+TEST(ControllerState, ConstantsHaveTheirValues)
+{
+    expectEach({
+        { "first PL1 at start", startPL1Mw, 37000 },
+        { "second PL1 at start", defaultPL1Mw, 17000 },
+        { "PL1 of the quiet slider band", quietPL1Mw, 10500 },
+        { "default preference", defaultPreference, 1200 },
+        { "full performance", fullPreference, 10000 },
+        { "preference in place of a negative one", negativePreference, 2000 },
+        { "power reads after connecting", initialPowerReads, 5 },
+        { "connect attempts", maxConnectAttempts, 1 },
+        { "probe samples", probeSamples, 10 },
+        { "probe samples in Active Idle", probeSamplesIdle, 2 },
+        { "probe sleep", probeSleepMs, 300 },
+        { "probe sleep after waking", probeSleepMsAfterWake, 200 },
+        { "probe power cap", pkgPowerMwMax, 50000 },
+        { "clip bit", clipBit, 1024 },
+        { "Active Idle pause", idlePauseMs, 5000 },
+        { "further pause of the first Active Idle", firstIdlePauseMs, 2000 },
+        { "pause on a clip with a process start", clipPauseMs, 2000 },
+        { "Active Idle exit step", idleExitStep, 500 },
+        { "least range limit", leastRangeRepeats, 5 },
+        { "Active Idle entry, mains", idleEntryMw.mains, 1100 },
+        { "Active Idle entry, battery", idleEntryMw.battery, 1300 },
+        { "Active Idle entry, step before, mains", idleEntryPrevMw.mains, 1500 },
+        { "Active Idle entry, step before, battery", idleEntryPrevMw.battery, 1700 },
+        { "PID ON test, mains", pidOnTestMw.mains, 1600 },
+        { "PID ON test, battery", pidOnTestMw.battery, 1800 },
+        { "ceiling below PL1, mains", ceilingBelowPL1Mw.mains, 2000 },
+        { "ceiling below PL1, battery", ceilingBelowPL1Mw.battery, 1000 },
+        { "full performance on a clip, mains", clipFullMw.mains, 6500 },
+        { "full performance on a clip, battery", clipFullMw.battery, 7500 },
+    });
+}
+
+TEST(PowerSource, OnlyALineStatusOfZeroIsBattery)
+{
+    struct Row {
+        std::uint32_t acMode;
+        bool mains;
+        int factor;
+        int chosen;
+    };
+
+    constexpr BySource value = { 11, 22 };
+    for (const Row& row : { Row{ 0, false, 0, 22 }, Row{ 1, true, 1, 11 }, Row{ 255, true, 255, 11 } }) {
+        SCOPED_TRACE(row.acMode);
+        acMode = row.acMode;
+
+        EXPECT_EQ(onMains(), row.mains);
+        EXPECT_EQ(acFactor(), row.factor);
+        EXPECT_EQ(bySource(value), row.chosen);
+    }
+}
+
+}  // namespace
+}  // namespace kelvane::tests
