@@ -34,9 +34,10 @@ build() {
     fi
 }
 
-# Ends the Wine server of the project's own prefix, and with it every program in there.
+# Ends the Wine server of the project's own prefix, and with it every program in there; unless KELVANE_KEEP_WINE says
+# that others are at work in it.
 stop_wine() {
-    [ ! -d "$WINEPREFIX" ] || /usr/lib/wine/wineserver -k >/dev/null 2>&1 || true
+    [ -n "${KELVANE_KEEP_WINE:-}" ] || [ ! -d "$WINEPREFIX" ] || /usr/lib/wine/wineserver -k >/dev/null 2>&1 || true
 }
 
 run_windows_program() {

@@ -29,6 +29,11 @@ def includes_of(path):
     return [name for name in found if "/" in name]
 
 
+def test_the_readme_names_the_version_of_the_build():
+    version = re.search(r"VERSION (\d+(?:\.\d+){3})", (ROOT / "CMakeLists.txt").read_text()).group(1)
+    assert f"Version {version}." in (ROOT / "README.md").read_text()
+
+
 def test_there_are_sources_to_check():
     assert len(SOURCES) > 40
 
@@ -98,12 +103,14 @@ def test_functions_of_the_product_fit_a_screen():
 
 
 def test_every_source_is_formatted():
-    subprocess.run(["clang-format", "--dry-run", "-Werror", *map(str, SOURCES)], check=True)
+    check = subprocess.run(["clang-format", "--dry-run", "-Werror", *SOURCES], capture_output=True, text=True)
+    assert check.stderr == "" and check.returncode == 0
 
 
 def test_scripts_pass_shellcheck():
     scripts = [str(path) for path in FILES if path.suffix == ".sh"] + [str(ROOT / ".ci/run")]
-    subprocess.run(["shellcheck", *scripts], cwd=ROOT, check=True)
+    check = subprocess.run(["shellcheck", *scripts], cwd=ROOT, capture_output=True, text=True)
+    assert check.stdout == "" and check.returncode == 0
 
 
 def test_sources_are_listed_by_name_in_the_build():

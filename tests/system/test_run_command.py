@@ -1,0 +1,88 @@
+"""scripts/run.sh as a new user calls it."""
+
+import os
+import pathlib
+import subprocess
+import xml.etree.ElementTree
+
+import pytest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+OUT = ROOT / "build" / "run"
+
+
+def run(*arguments, cwd=ROOT):
+    # The Wine server is shared with the tests that run at the same time.
+    environment = dict(os.environ, KELVANE_KEEP_WINE="1")
+    return subprocess.run([str(ROOT / "scripts/run.sh"), *map(str, arguments)], cwd=cwd, env=environment,
+                          capture_output=True, text=True, timeout=300, check=False)
+
+
+@pytest.fixture(scope="module", name="office")
+def run_without_arguments():
+    result = run()
+    assert result.returncode == 0, result.stderr
+    return result.stdout
+
+
+def readme_sample():
+    """The lines of the README's sample output."""
+    text = (ROOT / "README.md").read_text(encoding="utf-8")
+    sample = text[text.index("    minute   mean power"):].split("\n\n*Ceiling*")[0]
+    return [line.removeprefix("    ") for line in sample.splitlines() if line.strip() and line.strip() != "..."]
+
+
+def test_the_readme_shows_what_the_command_prints(office):
+    printed = office.splitlines()
+    assert len(readme_sample()) > 10
+    assert [line for line in readme_sample() if line not in printed] == []
+
+
+def test_every_minute_of_the_recording_has_a_row(office):
+    rows = [line.split() for line in office.splitlines()[1:26]]
+    assert [row[0] for row in rows] == [str(minute) for minute in range(25)]
+
+
+def test_the_picture_is_a_drawing_with_the_three_curves(office):
+    assert "build/run/office-laptop.svg" in office
+    picture = xml.etree.ElementTree.parse(OUT / "office-laptop.svg").getroot()
+    texts = " ".join("".join(element.itertext()) for element in picture.iter())
+    for label in ("office-laptop", "power, W", "ceiling, preference", "PL1, W"):
+        assert label in texts
+
+
+def test_another_scenario_is_replayed_from_any_folder(tmp_path):
+    (tmp_path / "quiet evening.csv").write_text("time_ms,input,value\n0,power_mw,3200\n9000,stop,scaling\n")
+
+    result = run("quiet evening.csv", cwd=tmp_path)
+
+    assert result.returncode == 0, result.stderr
+    # Start-up, then the stop path: floor 0, full performance, PL1 as it was.
+    assert "SET_PERF_PREFERENCE_MIN 2, SET_RAPL_POWER_LIMIT_1 3" in result.stdout
+    assert (OUT / "quiet evening.svg").exists()
+
+
+def test_a_framework_that_cannot_be_initialised_makes_no_step(tmp_path):
+    (tmp_path / "no-framework.csv").write_text("time_ms,input,value\n0,status,INIT=3000\n")
+
+    result = run(tmp_path / "no-framework.csv")
+
+    assert result.returncode == 0, result.stderr
+    assert "no control step was made" in result.stdout
+
+
+def test_a_malformed_scenario_is_named_with_its_line(tmp_path):
+    (tmp_path / "bad.csv").write_text("time_ms,input,value\n0,power,3200\n")
+
+    result = run(tmp_path / "bad.csv")
+
+    assert result.returncode == 3
+    assert 'bad.csv:2: unknown input "power"' in result.stderr
+
+
+@pytest.mark.parametrize("arguments", [("a.csv", "b.csv"), ("--help",)])
+def test_wrong_usage_is_told(arguments):
+    result = run(*arguments)
+
+    assert result.returncode == 2
+    assert "usage: scripts/run.sh [SCENARIO.csv]" in result.stderr
