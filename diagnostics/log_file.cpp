@@ -2,6 +2,7 @@
 //
 // The file lies below the roaming application-data folder of the account that runs the process. It is emptied when the
 // process starts and once more when it is opened for good. Each line is flushed as it is written; there is no rotation.
+#include "diagnostics/ansi_text.h"
 #include "diagnostics/diagnostic_log.h"
 
 #include <windows.h>
@@ -18,15 +19,6 @@
 namespace kelvane {
 
 namespace {
-
-std::string toAnsi(const std::wstring& wide)
-{
-    const int wideLength = static_cast<int>(wide.size());
-    const int length = WideCharToMultiByte(CP_ACP, 0, wide.c_str(), wideLength, nullptr, 0, nullptr, nullptr);
-    std::string narrow(static_cast<std::size_t>(length), '\0');
-    WideCharToMultiByte(CP_ACP, 0, wide.c_str(), wideLength, narrow.data(), length, nullptr, nullptr);
-    return narrow;
-}
 
 std::wstring roamingFolder()
 {

@@ -6,7 +6,6 @@
 #include "simulator/csv.h"
 #include "simulator/platform.h"
 #include "simulator/recorded_log.h"
-#include "simulator/replay.h"
 #include "simulator/simulated_core.h"
 
 #include <stdexcept>
@@ -106,17 +105,5 @@ std::vector<std::string> SimulatedMachine::messages() const
 }
 
 void SimulatedMachine::forget() { out.str(""); }
-
-std::vector<std::string> replayRows(const std::string& scenarioRows)
-{
-    std::istringstream file("time_ms,input,value\n" + scenarioRows);
-    std::ostringstream out;
-    simulator::replay(simulator::readScenario(file, "scenario"), out);
-    std::vector<std::string> rows;
-    std::istringstream lines(out.str());
-    for (std::string line; std::getline(lines, line);) rows.push_back(line);
-    rows.erase(rows.begin());
-    return rows;
-}
 
 }  // namespace kelvane::tests

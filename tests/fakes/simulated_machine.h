@@ -47,8 +47,4 @@ private:
     simulator::Trace trace;
 };
 
-// Reads a scenario from its rows (without the header), runs the scaling loop on it, and returns the trace's rows
-// (without the header). Once per process.
-std::vector<std::string> replayRows(const std::string& scenarioRows);
-
 }  // namespace kelvane::tests

@@ -1,6 +1,6 @@
 #include "engine/process_watch_stop.h"
 
-#include "controller/state.h"
+#include "controller/control_step.h"
 #include "engine/state.h"
 #include "simulator/recorded_log.h"
 #include "tests/fakes/import_swap.h"
@@ -287,6 +287,19 @@ TEST_F(StopProcessWatch, HandsItsArgumentOnBeforeAnythingIsReleased)
         EXPECT_EQ(wrong, 0);
         EXPECT_EQ(g_serviceStopping, argument);
     }
+}
+
+TEST_F(StopProcessWatch, FirstActiveIdleStopsTheWatchButNotTheService)
+{
+    fillSlots();
+    g_serviceStopping = 1;
+    pkgPower = 1000;
+    LoopState loop;
+
+    stepThroughActiveIdle(loop);
+
+    EXPECT_EQ(calls.size(), 9U);
+    EXPECT_EQ(g_serviceStopping, 0);
 }
 
 TEST_F(StopProcessWatch, HoldsTheStopLockWhileItReleasesAndNoLonger)

@@ -1,3 +1,4 @@
+#include "tests/fakes/replay_rows.h"
 #include "tests/fakes/simulated_machine.h"
 #include "tests/fakes/trace_rows.h"
 

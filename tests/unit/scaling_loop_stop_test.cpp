@@ -8,11 +8,13 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <thread>
 
 namespace kelvane::tests {
 namespace {
 
+using namespace std::chrono_literals;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
@@ -143,6 +145,32 @@ TEST_F(ScalingLoopStop, OfScalingHoldsTheStopLockWhileItRuns)
 
     EXPECT_THAT(seen, ElementsAre("free done 1 session open", "held done 0 session open", "held done 0 session open",
                                   "held done 0 session open", "held done 0 session open"));
+}
+
+// The stop path waits for the lock, and takes every stop that came until then for the one that it is about.
+TEST_F(ScalingLoopStop, OfTheServiceBeforeTheStopPathGetsTheLockIsForgotten)
+{
+    std::atomic<bool> locked = false;
+    bool stopBegan = false;
+    std::thread holder;
+    loop.at(2000, [&] {
+        stopScaling();
+        holder = std::thread([&] {
+            const std::lock_guard hold(g_loopStopLock);
+            locked = true;
+            for (int wait = 0; wait < 10000 && g_stopDone != 0; ++wait) std::this_thread::sleep_for(1ms);
+            stopBegan = g_stopDone == 0;
+            g_serviceStopping = 1;
+        });
+        while (!locked) std::this_thread::yield();
+    });
+
+    loop.run();
+    holder.join();
+
+    EXPECT_TRUE(stopBegan);
+    EXPECT_EQ("0 Stop is called from the registry ", loop.messages().back());
+    EXPECT_EQ(0, g_serviceStopping);
 }
 
 TEST_F(ScalingLoopStop, OfTheServiceDuringTheStopPathIsNotForgotten)

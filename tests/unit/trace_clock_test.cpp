@@ -1,6 +1,7 @@
 #include "controller/state.h"
 #include "engine/state.h"
 #include "simulator/replay.h"
+#include "tests/fakes/replay_rows.h"
 #include "tests/fakes/simulated_machine.h"
 #include "tests/fakes/trace_rows.h"
 

@@ -2,6 +2,7 @@
 #include "framework/primitives.h"
 #include "framework/session.h"
 #include "simulator/simulated_core.h"
+#include "tests/fakes/replay_rows.h"
 #include "tests/fakes/simulated_machine.h"
 #include "tests/fakes/trace_rows.h"
 

@@ -1,0 +1,18 @@
+#include "diagnostics/event_log.h"
+
+#include <windows.h>
+
+namespace kelvane {
+
+const wchar_t serviceName[] = L"Tarvo(R) Kelvane";
+
+void reportServiceEvent(const std::wstring& message)
+{
+    HANDLE source = RegisterEventSourceW(nullptr, serviceName);
+    if (!source) return;
+    const wchar_t* strings[] = { serviceName, message.c_str() };
+    ReportEventW(source, EVENTLOG_ERROR_TYPE, 0, 0, nullptr, 2, 0, strings, nullptr);
+    DeregisterEventSource(source);
+}
+
+}  // namespace kelvane

@@ -1,0 +1,12 @@
+// tests/fakes/fake_reports.h: the service host's two channels, noted as "data MESSAGE" and "event MESSAGE".
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace kelvane::tests {
+
+// Called before an event is noted: the place to throw something.
+extern std::function<void(const std::wstring& message)>& onServiceEvent;
+
+}  // namespace kelvane::tests

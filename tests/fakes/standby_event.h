@@ -1,0 +1,34 @@
+// tests/fakes/standby_event.h: an event of the System log on its way to the standby watcher.
+#pragma once
+
+#include "controller/state.h"
+#include "engine/standby_watcher.h"
+#include "engine/state.h"
+#include "tests/fakes/call_list.h"
+#include "tests/fakes/fake_event_service.h"
+
+#include <gmock/gmock.h>
+
+namespace kelvane::tests {
+
+constexpr std::uint64_t noFrameworkSession = 0xFFFFFFFFFFFFFFFF;
+const auto standbyEvent = reinterpret_cast<EVT_HANDLE>(0xE7);  // 231
+
+class Standby : public testing::Test {
+protected:
+    Standby()
+    {
+        noteLog();
+        g_sessionHandle = 5;
+        SetLastError(0);
+    }
+
+    // The event as the log renders it.
+    static void deliver(const std::wstring& eventId)
+    {
+        eventService.setXml(L"<Event><System><EventID>" + eventId + L"</EventID></System></Event>");
+        SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, standbyEvent);
+    }
+};
+
+}  // namespace kelvane::tests

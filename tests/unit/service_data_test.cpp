@@ -1,0 +1,133 @@
+#include "diagnostics/service_data.h"
+
+#include "tests/fakes/data_file.h"
+#include "tests/fakes/fixed_clock.h"
+
+#include <gmock/gmock.h>
+#include <windows.h>
+
+#include <cstdlib>
+#include <fstream>
+
+namespace kelvane::tests {
+namespace {
+
+constexpr std::time_t morning = 1794807364;  // 2026-11-16 05:36:04 UTC
+constexpr long ms = 1000000;                 // ns
+
+class ServiceData : public testing::Test {
+protected:
+    ServiceData()
+    {
+        setZone("UTC0");
+        stopClockAt(morning, 7 * ms);
+    }
+
+    static void setZone(const char* zone)
+    {
+        _putenv_s("TZ", zone);
+        _tzset();
+    }
+
+    DataFile file;
+};
+
+TEST_F(ServiceData, LineIsTheTimeACommaAndTheMessageWithAWindowsLineEnd)
+{
+    writeServiceData("Capability key is present");
+
+    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,Capability key is present\r\n");
+}
+
+TEST_F(ServiceData, MissingFileIsCreatedAndAnExistingOneAppendedTo)
+{
+    EXPECT_FALSE(file.exists());
+    writeServiceData("first");
+    stopClockAt(morning + 1, 20 * ms);
+
+    writeServiceData("second");
+
+    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,first\r\n2026/11/16 05:36:05:020,second\r\n");
+}
+
+TEST_F(ServiceData, ForeignContentStays)
+{
+    std::ofstream(g_serviceDataFileName, std::ios::binary) << "kept";
+
+    writeServiceData("x");
+
+    EXPECT_EQ(file.bytes(), "kept2026/11/16 05:36:04:007,x\r\n");
+}
+
+TEST_F(ServiceData, FileIsClosedAfterEachLine)
+{
+    writeServiceData("x");
+
+    EXPECT_TRUE(DeleteFileA("KVServicedata.txt"));
+    EXPECT_FALSE(file.exists());
+}
+
+TEST_F(ServiceData, FileThatAnotherProgramHoldsOpenIsWrittenAllTheSame)
+{
+    std::ofstream other(g_serviceDataFileName, std::ios::app);
+    other << "theirs " << std::flush;
+
+    writeServiceData("ours");
+
+    EXPECT_EQ(file.bytes(), "theirs 2026/11/16 05:36:04:007,ours\r\n");
+}
+
+TEST_F(ServiceData, FileThatCannotBeOpenedIsSilentlyDoneWithout)
+{
+    CreateDirectoryA("KVServicedata.txt", nullptr);
+
+    EXPECT_NO_THROW(writeServiceData("lost"));
+
+    EXPECT_EQ(file.bytes(), "");
+    RemoveDirectoryA("KVServicedata.txt");
+    writeServiceData("kept");
+    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,kept\r\n");
+}
+
+TEST_F(ServiceData, EmptyMessageIsALine)
+{
+    writeServiceData("");
+
+    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,\r\n");
+}
+
+TEST_F(ServiceData, MillisecondsHaveThreeDigitsAndAreCutNotRounded)
+{
+    struct Row {
+        long nanoseconds;
+        const char* text;
+    };
+
+    for (const Row& row : { Row{ 0, "000" }, Row{ 999999, "000" }, Row{ 7 * ms, "007" }, Row{ 42 * ms, "042" },
+                            Row{ 999 * ms, "999" }, Row{ 999 * ms + 999999, "999" } }) {
+        stopClockAt(morning, row.nanoseconds);
+
+        EXPECT_EQ(formatTimestamp(""), row.text);
+    }
+}
+
+TEST_F(ServiceData, FormatIsTheCallers) { EXPECT_EQ(formatTimestamp("%H.%M "), "05.36 007"); }
+
+TEST_F(ServiceData, TimeIsTheLocalOne)
+{
+    setZone("ABC-5");  // five hours east
+
+    EXPECT_EQ(formatTimestamp("%Y/%m/%d %H:%M:%S:"), "2026/11/16 10:36:04:007");
+}
+
+TEST_F(ServiceData, ClockIsReadOnce)
+{
+    formatTimestamp("%S");
+
+    EXPECT_EQ(clockReadings(), 1);
+}
+
+TEST(ServiceDataFile, HasItsBareName) { EXPECT_STREQ(g_serviceDataFileName, "KVServicedata.txt"); }
+
+}  // namespace
+}  // namespace kelvane::tests
