@@ -1,27 +1,55 @@
 #!/usr/bin/env bash
-# run.sh [SCENARIO.csv]: replays a recording through the service's own scaling loop, and shows what it did.
+# run.sh: the service for real: installed under Wine, started by the service control manager, switched on and off.
+# run.sh --replay [SCENARIO.csv]: a recording through the service's scaling loop in virtual time, and what it did.
 #
-# By default the recording is 25 minutes of a laptop at office work. Trace and picture go to build/run/. Exit codes are
-# those of scripts/replay.sh.
+# The first takes about 90 seconds and shows a line for each control step. What both leave behind lies in build/run/.
+# Exit codes of a replay are those of scripts/replay.sh.
 set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
-
-if [ $# -gt 1 ] || [ "${1:-}" = --help ]; then
-    echo "usage: scripts/run.sh [SCENARIO.csv]" >&2
-    exit 2
-fi
-scenario=${1:-$root/scenarios/office-laptop.csv}
-name=$(basename "$scenario" .csv)
 out=$root/build/run
-trap stop_wine EXIT
 
+usage() {
+    echo "usage: scripts/run.sh" >&2
+    echo "       scripts/run.sh --replay [SCENARIO.csv]" >&2
+    exit 2
+}
+
+# show_trace TRACE NAME: the summary, and the picture build/run/NAME.svg.
+show_trace() {
+    local data=$out/$2.dat
+    /usr/bin/python3 "$root/scripts/summarize.py" "$1" "$data"
+    gnuplot -e "data='$data'; picture='$out/$2.svg'; name='$2'" "$root/scripts/picture.gp"
+    rm "$data"
+    echo
+    echo "trace    build/run/$2.trace.csv"
+    echo "picture  build/run/$2.svg"
+}
+
+replay() {
+    local scenario=${1:-$root/scenarios/office-laptop.csv} name
+    name=$(basename "$scenario" .csv)
+    trap stop_wine EXIT
+    "$root/scripts/replay.sh" "$scenario" "$out/$name.trace.csv"
+    show_trace "$out/$name.trace.csv" "$name"
+}
+
+live() {
+    echo "--- building the service"
+    build release
+    /usr/bin/python3 "$root/scripts/live.py" "$root/build/release" "$out"
+    echo
+    show_trace "$out/service.trace.csv" service
+}
+
+case ${1:-} in
+--replay) [ $# -le 2 ] || usage ;;
+*) [ $# -eq 0 ] || usage ;;
+esac
 install_packages "${build_packages[@]}" python3 gnuplot-nox
 mkdir -p "$out"
-"$root/scripts/replay.sh" "$scenario" "$out/$name.trace.csv"
-/usr/bin/python3 "$root/scripts/summarize.py" "$out/$name.trace.csv" "$out/$name.dat"
-gnuplot -e "data='$out/$name.dat'; picture='$out/$name.svg'; name='$name'" "$root/scripts/picture.gp"
-rm "$out/$name.dat"
-echo
-echo "trace    build/run/$name.trace.csv"
-echo "picture  build/run/$name.svg"
+if [ $# -gt 0 ]; then
+    replay "${@:2}"
+else
+    live
+fi

@@ -35,6 +35,7 @@ class Replay:
         self.write_times = []
         self.writes = collections.Counter()
         self.messages = collections.Counter()
+        self.has_log = False  # a trace of the running service has none
         self.full_ms = 0
         self.end_ms = 0
         self.ceiling = 0
@@ -46,6 +47,7 @@ class Replay:
             if row["kind"] == "primitive":
                 self._primitive(row)
             elif row["kind"] == "log":
+                self.has_log = True
                 self._message(row["value"])
 
     def _advance(self, time_ms):
@@ -123,12 +125,14 @@ def print_totals(replay):
     writes = ", ".join(f"{name} {count}" for name, count in sorted(replay.writes.items()))
     share = 100 * replay.full_ms / replay.end_ms if replay.end_ms else 0.0
     print()
-    print(f"simulated time        {duration(replay.end_ms)}")
-    print(f"control steps         {len(replay.steps)}, of them {replay.messages['Active Idle PerfRange']} in Active Idle")
+    print(f"time                  {duration(replay.end_ms)}")
+    idle = f", of them {replay.messages['Active Idle PerfRange']} in Active Idle" if replay.has_log else ""
+    print(f"control steps         {len(replay.steps)}{idle}")
     print(f"writes to processor   {sum(replay.writes.values())} ({writes})")
     print(f"at full performance   {duration(replay.full_ms)}, {share:.1f}% of the time")
-    print(f"bursts and restores   {replay.messages['PIDC']} process-start bursts, "
-          f"{replay.messages['Perf Restored']} restores, {replay.messages['Clip error']} clips")
+    if replay.has_log:
+        print(f"bursts and restores   {replay.messages['PIDC']} process-start bursts, "
+              f"{replay.messages['Perf Restored']} restores, {replay.messages['Clip error']} clips")
 
 
 def write_data(path, replay):

@@ -28,19 +28,10 @@ namespace kelvane::simulator {
 namespace {
 
 std::function<void(std::uint32_t)> sleepInstead;
-PowerSource powerSource = { true, 1 };
-const HMODULE coreModule = reinterpret_cast<HMODULE>(&powerSource);  // only ever compared
+const HMODULE coreModule = reinterpret_cast<HMODULE>(&sleepInstead);  // only ever compared
 decltype(&GetProcAddress) realGetProcAddress;
 
 void WINAPI simulatedSleep(DWORD ms) { sleepInstead(ms); }
-
-BOOL WINAPI simulatedPowerStatus(LPSYSTEM_POWER_STATUS status)
-{
-    if (!powerSource.known) return FALSE;
-    *status = {};
-    status->ACLineStatus = powerSource.acLine;
-    return TRUE;
-}
 
 CONFIGRET WINAPI noDevices(PULONG size, PCSTR /*filter*/, ULONG /*flags*/)
 {
@@ -80,7 +71,5 @@ void replacePlatform(std::function<void(std::uint32_t ms)> sleep)
     __imp_GetProcAddress = findExport;
     __imp_CM_Get_Device_ID_List_SizeA = noDevices;
 }
-
-void setPowerSource(const PowerSource& source) { powerSource = source; }
 
 }  // namespace kelvane::simulator

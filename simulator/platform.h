@@ -1,10 +1,11 @@
 // simulator/platform.h: puts a simulated Windows under the service's code, by replacing single imports of this program.
 //
-// Replaced: the search for and the loading of the framework core (the simulated one answers), GetSystemPowerStatus, and
-// Sleep, which moves a virtual clock. No file, device or registry key of the machine is looked at.
+// Replaced: the search for and the loading of the framework core (the simulated one answers), GetSystemPowerStatus
+// (simulator/power_source.h), and Sleep, which moves a virtual clock. No file, device or registry key of the machine is
+// looked at.
 #pragma once
 
-#include "simulator/scenario.h"
+#include "simulator/power_source.h"
 
 #include <cstdint>
 #include <functional>
@@ -13,7 +14,5 @@ namespace kelvane::simulator {
 
 // Installs the replacements. `sleep` is called in place of Sleep, in ms.
 void replacePlatform(std::function<void(std::uint32_t ms)> sleep);
-
-void setPowerSource(const PowerSource& source);
 
 }  // namespace kelvane::simulator

@@ -2,8 +2,12 @@
 #include "simulator/replay.h"
 
 #include "controller/scaling_loop.h"
+#include "engine/event_sink.h"
+#include "engine/standby_watcher.h"
 #include "engine/state.h"
+#include "simulator/event_rendering.h"
 #include "simulator/platform.h"
+#include "simulator/process_event.h"
 #include "simulator/recorded_log.h"
 #include "simulator/simulated_core.h"
 #include "simulator/trace.h"
@@ -13,6 +17,12 @@ namespace kelvane::simulator {
 namespace {
 
 struct ClockStoodStill {};
+
+EventSink& eventSink()
+{
+    static auto& sink = *new EventSink;
+    return sink;
+}
 
 class Clock {
 public:
@@ -39,6 +49,18 @@ private:
     static void apply(const Answer& answer) { setAnswer(answer); }
 
     static void apply(const FrameworkEvent& event) { deliverEvent(event); }
+
+    static void apply(const ProcessStart& start)
+    {
+        IWbemClassObject* event = makeProcessEvent(fromUtf8(start.name), start.id);
+        eventSink().Indicate(1, &event);
+        event->Release();
+    }
+
+    static void apply(const StandbyEvent& event)
+    {
+        SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, eventHandle(event.eventId));
+    }
 
     static void apply(const Stop& stop) { requestEngineStop(stop.service); }
 

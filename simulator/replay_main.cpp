@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -33,6 +34,9 @@ int run(const fs::path& scenarioPath, const fs::path& tracePath)
     return exitReplayed;
 }
 
+// The watchers write to standard output, which a service does not have.
+void dropStandardOutput() { std::ignore = std::freopen("NUL", "w", stdout); }
+
 bool sameFile(const fs::path& a, const fs::path& b)
 {
     std::error_code ignored;  // a trace that does not exist yet is no error
@@ -47,6 +51,7 @@ int wmain(int argc, wchar_t** argv)
     const fs::path scenario = argv[1];
     const fs::path trace = argv[2];
     if (sameFile(scenario, trace)) return fail(exitUsage, "the trace would overwrite the scenario " + toUtf8(scenario));
+    dropStandardOutput();
     try {
         return run(scenario, trace);
     } catch (const MalformedScenario& error) {

@@ -50,11 +50,22 @@ struct FrameworkEvent {
     std::uint32_t value;
 };
 
+// One process that starts.
+struct ProcessStart {
+    std::string name;
+    std::uint32_t id;
+};
+
+// One entry in the System event log: into standby (506) or out of it (507).
+struct StandbyEvent {
+    std::uint32_t eventId;
+};
+
 struct Stop {
     bool service;  // false: scaling alone
 };
 
-using Input = std::variant<Reading, PowerSource, Answer, FrameworkEvent, Stop>;
+using Input = std::variant<Reading, PowerSource, Answer, FrameworkEvent, ProcessStart, StandbyEvent, Stop>;
 
 struct ScenarioLine {
     std::uint64_t timeMs;
@@ -68,6 +79,9 @@ using Scenario = std::vector<ScenarioLine>;
 class MalformedScenario : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
+
+// Reads one input from its two columns; throws MalformedScenario with the bare reason.
+Input readInput(const std::string& input, const std::string& value);
 
 // Throws MalformedScenario, with `name` as the file's name.
 Scenario readScenario(std::istream& file, const std::string& name);

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <iterator>
 #include <map>
+#include <mutex>
 #include <string_view>
 
 namespace kelvane::simulator {
@@ -19,6 +20,7 @@ constexpr std::string_view commandHead = "execute-primitive TCPU ";
 constexpr int commandInvalid = 1500;  // TOVA_E_COMMAND_DATA_INVALID
 
 struct Core {
+    std::mutex lock;
     Trace* trace = nullptr;
     std::function<std::uint64_t()> nowMs;
     std::function<void()> onPrimitive;
@@ -27,32 +29,40 @@ struct Core {
     std::map<std::uint32_t, EventCallback> registeredEvents;  // type -> callback
 };
 
-Core core;
+// Never destroyed: threads of the program that loaded the core may still call it while the process ends.
+Core& core = *new Core;
 
+// Both need the lock.
 int answerTo(const std::string& operation)
 {
     const auto answer = core.answers.find(operation);
     return answer == core.answers.end() ? TOVA_OK : answer->second;
 }
 
-int recordCall(const char* operation, int status)
+int recordCall(const char* operation, std::optional<std::uint32_t> eventType, int status)
 {
-    core.trace->call(core.nowMs(), operation, std::nullopt, status);
+    core.trace->call(core.nowMs(), operation, eventType, status);
     return status;
 }
 
-int init() { return recordCall("INIT", answerTo("INIT")); }
+int answerCall(const char* operation)
+{
+    const std::lock_guard lock(core.lock);
+    return recordCall(operation, std::nullopt, answerTo(operation));
+}
+
+int init() { return answerCall("INIT"); }
 
 SessionHandle sessionCreate(const ApplicationRecord* /*application*/)
 {
-    return recordCall("SESSION_CREATE", answerTo("SESSION_CREATE")) == TOVA_OK ? sessionHandle : noSession;
+    return answerCall("SESSION_CREATE") == TOVA_OK ? sessionHandle : noSession;
 }
 
-int sessionConnect(SessionHandle /*session*/) { return recordCall("SESSION_CONNECT", answerTo("SESSION_CONNECT")); }
+int sessionConnect(SessionHandle /*session*/) { return answerCall("SESSION_CONNECT"); }
 
-void sessionDisconnect(SessionHandle /*session*/) { recordCall("SESSION_DISCONNECT", TOVA_OK); }
+void sessionDisconnect(SessionHandle /*session*/) { answerCall("SESSION_DISCONNECT"); }
 
-void sessionDestroy(SessionHandle /*session*/) { recordCall("SESSION_DESTROY", TOVA_OK); }
+void sessionDestroy(SessionHandle /*session*/) { answerCall("SESSION_DESTROY"); }
 
 // The index of the primitive that a command names, or -1.
 int findPrimitive(const OrqData* command)
@@ -69,10 +79,10 @@ int findPrimitive(const OrqData* command)
 
 bool holdsWord(const OrqData* data) { return data && data->buf_ptr && data->buf_len >= sizeof(std::uint32_t); }
 
-int sessionExecute(SessionHandle /*session*/, const OrqData* command, const OrqData* request, OrqData* response)
+// Hands over or takes the value, as the primitive's answer has it, and writes the row.
+int execute(int index, const OrqData* request, OrqData* response)
 {
-    const int index = findPrimitive(command);
-    if (index < 0 || (!holdsWord(request) && !holdsWord(response))) return commandInvalid;
+    const std::lock_guard lock(core.lock);
     const char* const name = primitiveNames[index];
     const int status = answerTo(name);
     std::optional<std::uint32_t> value;
@@ -84,6 +94,14 @@ int sessionExecute(SessionHandle /*session*/, const OrqData* command, const OrqD
         response->data_len = sizeof(std::uint32_t);
     }
     core.trace->primitive(core.nowMs(), name, value, status);
+    return status;
+}
+
+int sessionExecute(SessionHandle /*session*/, const OrqData* command, const OrqData* request, OrqData* response)
+{
+    const int index = findPrimitive(command);
+    if (index < 0 || (!holdsWord(request) && !holdsWord(response))) return commandInvalid;
+    const int status = execute(index, request, response);
     core.onPrimitive();
     return status;
 }
@@ -91,18 +109,18 @@ int sessionExecute(SessionHandle /*session*/, const OrqData* command, const OrqD
 int registerEvent(SessionHandle /*session*/, std::uint32_t eventType, const char* /*participant*/,
                   EventCallback callback, std::uint64_t /*context*/)
 {
+    const std::lock_guard lock(core.lock);
     const int status = answerTo("REGISTER_EVENT/" + std::to_string(eventType));
-    core.trace->call(core.nowMs(), "REGISTER_EVENT", eventType, status);
     if (status == TOVA_OK) core.registeredEvents[eventType] = callback;
-    return status;
+    return recordCall("REGISTER_EVENT", eventType, status);
 }
 
 int unregisterEvent(SessionHandle /*session*/, std::uint32_t eventType, const char* /*participant*/,
                     EventCallback /*callback*/, std::uint64_t /*context*/)
 {
-    core.trace->call(core.nowMs(), "UNREGISTER_EVENT", eventType, TOVA_OK);
+    const std::lock_guard lock(core.lock);
     core.registeredEvents.erase(eventType);
-    return TOVA_OK;
+    return recordCall("UNREGISTER_EVENT", eventType, TOVA_OK);
 }
 
 int unusedSlot() { return TOVA_E_NOT_IMPLEMENTED; }
@@ -126,30 +144,49 @@ EventPayload payloadOf(std::uint32_t eventType)
     }
 }
 
+// The callback of a registered type, or null.
+EventCallback callbackFor(std::uint32_t eventType)
+{
+    const std::lock_guard lock(core.lock);
+    const auto registered = core.registeredEvents.find(eventType);
+    return registered == core.registeredEvents.end() ? nullptr : registered->second;
+}
+
 }  // namespace
 
 void startCore(Trace& trace, std::function<std::uint64_t()> nowMs, std::function<void()> onPrimitive)
 {
-    core = {};
+    const std::lock_guard lock(core.lock);
     core.trace = &trace;
     core.nowMs = std::move(nowMs);
     core.onPrimitive = std::move(onPrimitive);
+    std::fill(std::begin(core.readings), std::end(core.readings), 0U);
+    core.answers.clear();
+    core.registeredEvents.clear();
 }
 
-void setReading(const Reading& reading) { core.readings[static_cast<std::size_t>(reading.getter)] = reading.value; }
+void setReading(const Reading& reading)
+{
+    const std::lock_guard lock(core.lock);
+    core.readings[static_cast<std::size_t>(reading.getter)] = reading.value;
+}
 
-void setAnswer(const Answer& answer) { core.answers[answer.operation] = answer.status; }
+void setAnswer(const Answer& answer)
+{
+    const std::lock_guard lock(core.lock);
+    core.answers[answer.operation] = answer.status;
+}
 
 void deliverEvent(const FrameworkEvent& event)
 {
-    const auto registered = core.registeredEvents.find(event.type);
-    if (registered == core.registeredEvents.end()) return;
+    const EventCallback callback = callbackFor(event.type);
+    if (!callback) return;
     const EventPayload kind = payloadOf(event.type);
     static unsigned char buffer[16];  // outlives the callback, which keeps a pointer to some payloads
     std::memset(buffer, 0, sizeof buffer);
     std::memcpy(buffer, &event.value, sizeof event.value);
     const OrqData payload = { orqTypeUint32, buffer, kind.bytes, kind.bytes };
-    registered->second(0, event.type, kind.participant, kind.bytes ? &payload : nullptr);
+    callback(0, event.type, kind.participant, kind.bytes ? &payload : nullptr);
 }
 
 int getSimulatedInterface(OrqInterface* record)

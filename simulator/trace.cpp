@@ -21,23 +21,40 @@ std::string decimalOrEmpty(std::optional<std::uint32_t> value) { return value ? 
 
 }  // namespace
 
-Trace::Trace(std::ostream& stream) : out(stream) { out << "time_ms,kind,name,value,status\n"; }
+Trace::Trace(std::ostream& stream, TraceFlush flush) : out(stream), flushing(flush)
+{
+    out << "time_ms,kind,name,value,status";
+    endRow();
+}
 
 void Trace::call(std::uint64_t timeMs, const char* operation, std::optional<std::uint32_t> eventType, int status)
 {
-    out << timeMs << ",call," << operation << ',' << decimalOrEmpty(eventType) << ',' << status << '\n';
+    out << timeMs << ",call," << operation << ',' << decimalOrEmpty(eventType) << ',' << status;
+    endRow();
 }
 
 void Trace::primitive(std::uint64_t timeMs, const char* name, std::optional<std::uint32_t> value, int status)
 {
-    out << timeMs << ",primitive," << name << ',' << decimalOrEmpty(value) << ',' << status << '\n';
+    out << timeMs << ",primitive," << name << ',' << decimalOrEmpty(value) << ',' << status;
+    endRow();
 }
 
-void Trace::sleep(std::uint64_t timeMs, std::uint32_t ms) { out << timeMs << ",sleep,," << ms << ",\n"; }
+void Trace::sleep(std::uint64_t timeMs, std::uint32_t ms)
+{
+    out << timeMs << ",sleep,," << ms << ',';
+    endRow();
+}
 
 void Trace::log(std::uint64_t timeMs, int level, const std::string& text)
 {
-    out << timeMs << ",log," << level << ',' << quoted(text) << ",\n";
+    out << timeMs << ",log," << level << ',' << quoted(text) << ',';
+    endRow();
+}
+
+void Trace::endRow()
+{
+    out << '\n';
+    if (flushing == TraceFlush::eachRow) out.flush();
 }
 
 }  // namespace kelvane::simulator

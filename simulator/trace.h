@@ -8,10 +8,13 @@
 
 namespace kelvane::simulator {
 
-// Writes CSV rows with LF line ends to a stream that the caller keeps open and checks for errors.
+enum class TraceFlush { never, eachRow };
+
+// Writes CSV rows with LF line ends to a stream that the caller keeps open and checks for errors. A trace that is read
+// while it grows is flushed after each row.
 class Trace {
 public:
-    explicit Trace(std::ostream& stream);
+    explicit Trace(std::ostream& stream, TraceFlush flush = TraceFlush::never);
 
     void call(std::uint64_t timeMs, const char* operation, std::optional<std::uint32_t> eventType, int status);
     void primitive(std::uint64_t timeMs, const char* name, std::optional<std::uint32_t> value, int status);
@@ -20,7 +23,10 @@ public:
     void log(std::uint64_t timeMs, int level, const std::string& text);
 
 private:
+    void endRow();
+
     std::ostream& out;
+    TraceFlush flushing;
 };
 
 }  // namespace kelvane::simulator

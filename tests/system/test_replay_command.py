@@ -150,8 +150,8 @@ def test_names_may_hold_blanks_and_letters_of_any_script(tmp_path, scenario, nam
     (HEADER.encode() + b"5,power_mw,1\r\n4,power_mw,1\r\n", 3, "falls"),
     (HEADER.encode() + b"0,power_mw\n", 2, "columns"),
     (HEADER.encode() + b'0,power_mw,"1500\n0,power_mw,1\n', 2, "quote"),
-    (HEADER.encode() + b"0,process_start,a.exe:1\n", 2, "process_start"),
-    (HEADER.encode() + b"0,standby,506\n", 2, "standby"),
+    (HEADER.encode() + b"0,process_start,a.exe\n", 2, "process_start"),
+    (HEADER.encode() + b"0,standby,508\n", 2, "standby"),
     (bytes(range(256)), 1, ""),
     (HEADER.encode() + bytes(range(256)), 2, ""),
 ])

@@ -1,4 +1,4 @@
-"""scripts/run.sh as a new user calls it."""
+"""scripts/run.sh --replay as a new user calls it; the live run is left to the tests of the installed service."""
 
 import os
 import pathlib
@@ -19,8 +19,8 @@ def run(*arguments, cwd=ROOT):
 
 
 @pytest.fixture(scope="module", name="office")
-def run_without_arguments():
-    result = run()
+def run_replay_without_a_scenario():
+    result = run("--replay")
     assert result.returncode == 0, result.stderr
     return result.stdout
 
@@ -54,7 +54,7 @@ def test_the_picture_is_a_drawing_with_the_three_curves(office):
 def test_another_scenario_is_replayed_from_any_folder(tmp_path):
     (tmp_path / "quiet evening.csv").write_text("time_ms,input,value\n0,power_mw,3200\n9000,stop,scaling\n")
 
-    result = run("quiet evening.csv", cwd=tmp_path)
+    result = run("--replay", "quiet evening.csv", cwd=tmp_path)
 
     assert result.returncode == 0, result.stderr
     # Start-up, then the stop path: floor 0, full performance, PL1 as it was.
@@ -65,7 +65,7 @@ def test_another_scenario_is_replayed_from_any_folder(tmp_path):
 def test_a_framework_that_cannot_be_initialised_makes_no_step(tmp_path):
     (tmp_path / "no-framework.csv").write_text("time_ms,input,value\n0,status,INIT=3000\n")
 
-    result = run(tmp_path / "no-framework.csv")
+    result = run("--replay", tmp_path / "no-framework.csv")
 
     assert result.returncode == 0, result.stderr
     assert "no control step was made" in result.stdout
@@ -74,15 +74,15 @@ def test_a_framework_that_cannot_be_initialised_makes_no_step(tmp_path):
 def test_a_malformed_scenario_is_named_with_its_line(tmp_path):
     (tmp_path / "bad.csv").write_text("time_ms,input,value\n0,power,3200\n")
 
-    result = run(tmp_path / "bad.csv")
+    result = run("--replay", tmp_path / "bad.csv")
 
     assert result.returncode == 3
     assert 'bad.csv:2: unknown input "power"' in result.stderr
 
 
-@pytest.mark.parametrize("arguments", [("a.csv", "b.csv"), ("--help",)])
+@pytest.mark.parametrize("arguments", [("--replay", "a.csv", "b.csv"), ("--help",), ("a.csv",)])
 def test_wrong_usage_is_told(arguments):
     result = run(*arguments)
 
     assert result.returncode == 2
-    assert "usage: scripts/run.sh [SCENARIO.csv]" in result.stderr
+    assert "usage: scripts/run.sh" in result.stderr

@@ -165,9 +165,18 @@ TEST(ScenarioFault, StopOfSomethingElse)
                    { "20,stop,Service", "scaling or service" } });
 }
 
-TEST(ScenarioFault, InputOfTheWatchersIsRefusedByName)
+TEST(ScenarioFault, ProcessStartWithoutAnId)
 {
-    expectFaults({ { "20,process_start,a.exe:7", "process_start" }, { "20,standby,506", "standby" } });
+    expectFaults({ { "20,process_start,a.exe", "process_start is NAME:PID" },
+                   { "20,process_start,a.exe:", "process id" },
+                   { "20,process_start,a.exe:-1", "process id" },
+                   { "20,process_start,a.exe:4294967296", "out of range" } });
+}
+
+TEST(ScenarioFault, StandbyOfAnotherEvent)
+{
+    expectFaults(
+        { { "20,standby,505", "506 or 507" }, { "20,standby,508", "506 or 507" }, { "20,standby,on", "standby" } });
 }
 
 TEST(ScenarioFault, QuoteInTheWrongPlace)

@@ -27,6 +27,10 @@ std::string describe(const FrameworkEvent& event)
     return "event " + std::to_string(event.type) + " " + std::to_string(event.value);
 }
 
+std::string describe(const ProcessStart& start) { return "start " + start.name + " " + std::to_string(start.id); }
+
+std::string describe(const StandbyEvent& standby) { return "standby " + std::to_string(standby.eventId); }
+
 std::string describe(const Stop& stop) { return stop.service ? "stop service" : "stop scaling"; }
 
 // The lines that are read from `text`, as "TIME what".
@@ -54,6 +58,19 @@ void expectRead(std::initializer_list<InputRow> rows)
         SCOPED_TRACE(row.text);
         EXPECT_THAT(linesOf(header + row.text + "\n7,stop,service\n"), ElementsAre(row.read, "7 stop service"));
     }
+}
+
+TEST(ScenarioInput, ProcessStartEndsInItsIdBehindTheLastColon)
+{
+    expectRead({ { "5,process_start,a.exe:1004", "5 start a.exe 1004" },
+                 { "5,process_start,C:\\x:0x10", "5 start C:\\x 16" },
+                 { "5,process_start,\"a, b.exe:4294967295\"", "5 start a, b.exe 4294967295" },
+                 { "5,process_start,:7", "5 start  7" } });
+}
+
+TEST(ScenarioInput, StandbyIsEntryOrExit)
+{
+    expectRead({ { "5,standby,506", "5 standby 506" }, { "5,standby,507", "5 standby 507" } });
 }
 
 TEST(ScenarioInput, ReadingTakesAnyWordInDecimalOrHex)
