@@ -25,14 +25,14 @@ EVT_HANDLE eventHandle(std::uint32_t eventId)
 
 }  // namespace kelvane::simulator
 
-extern "C" BOOL WINAPI EvtRender(EVT_HANDLE /*context*/, EVT_HANDLE event, DWORD flags, DWORD size, PVOID buffer,
+extern "C" BOOL WINAPI EvtRender(EVT_HANDLE /*context*/, EVT_HANDLE fragment, DWORD flags, DWORD size, PVOID buffer,
                                  PDWORD used, PDWORD propertyCount)
 {
-    if (!event || flags != EvtRenderEventXml) {
+    if (!fragment || flags != EvtRenderEventXml) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
     }
-    const auto eventId = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(event));
+    const auto eventId = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(fragment));
     const std::wstring xml = kelvane::simulator::xmlOf(eventId);
     *used = static_cast<DWORD>((xml.size() + 1) * sizeof(wchar_t));
     *propertyCount = 0;
