@@ -3,6 +3,7 @@
 // The first Init of the process starts the clock: what the scenario has for the time 0 and what inputs.csv holds take
 // effect before it returns, everything later at its own time, from a thread of this library's. trace.csv grows row
 // by row.
+#include "simulator/demand.h"
 #include "simulator/dll_folder.h"
 #include "simulator/import_table.h"
 #include "simulator/live_inputs.h"
@@ -30,6 +31,8 @@ public:
             trace, [this] { return nowMs(); }, [] {});
         replaceImport("KERNEL32.dll", "GetSystemPowerStatus", reinterpret_cast<void*>(&simulatedPowerStatus));
         readScenarioFile();
+        worked = processorOf(scenario);
+        if (worked) useProcessor(*worked);
         playDue();
         std::thread([this] { play(); }).detach();
     }
@@ -66,7 +69,24 @@ private:
     void playDue()
     {
         for (; next < scenario.size() && scenario[next].timeMs <= nowMs(); ++next) take(scenario[next].input);
-        inputs.poll([](const Input& input) { take(input); }, [this](const std::string& fault) { tellFault(fault); });
+        inputs.poll([this](const Input& input) { takeLive(input); },
+                    [this](const std::string& fault) { tellFault(fault); });
+        if (worked) advanceProcessor();
+    }
+
+    // Power stays what the scenario made it: scripted, or that of a processor at work.
+    void takeLive(const Input& input)
+    {
+        const auto* const reading = std::get_if<Reading>(&input);
+        if (std::holds_alternative<Processor>(input) || std::holds_alternative<Seed>(input)) {
+            tellFault("inputs.csv: processor and seed stand in the scenario");
+        } else if (!worked && std::holds_alternative<Job>(input)) {
+            tellFault("inputs.csv: a job needs a scenario with a processor or a job");
+        } else if (worked && reading && reading->getter != Primitive::getSocWorkload) {
+            tellFault("inputs.csv: power and clip reasons are those of the processor at work");
+        } else {
+            take(input);
+        }
     }
 
     static void take(const Input& input)
@@ -89,6 +109,13 @@ private:
 
     static void apply(const Stop& /*stop*/) {}
 
+    static void apply(const Job& job) { addJob(job); }
+
+    // In force from the start.
+    static void apply(const Processor& /*processor*/) {}
+
+    static void apply(const Seed& /*seed*/) {}
+
     void tellFault(const std::string& fault)
     {
         std::ofstream(folder / "error.txt", std::ios::out | std::ios::app | std::ios::binary) << fault << '\n';
@@ -99,7 +126,8 @@ private:
     std::ofstream traceFile{ folder / "trace.csv", std::ios::out | std::ios::trunc | std::ios::binary };
     Trace trace{ traceFile, TraceFlush::eachRow };
     Scenario scenario;
-    std::size_t next = 0;  // the first line of the scenario that is not yet due
+    const ProcessorSpec* worked = nullptr;  // the machine that does the scenario's work; null: power is scripted
+    std::size_t next = 0;                   // the first line of the scenario that is not yet due
     LiveInputs inputs{ folder / "inputs.csv" };
 };
 

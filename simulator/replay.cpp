@@ -5,6 +5,7 @@
 #include "engine/event_sink.h"
 #include "engine/standby_watcher.h"
 #include "engine/state.h"
+#include "simulator/demand.h"
 #include "simulator/event_rendering.h"
 #include "simulator/platform.h"
 #include "simulator/process_event.h"
@@ -26,7 +27,7 @@ EventSink& eventSink()
 
 class Clock {
 public:
-    explicit Clock(const Scenario& inputs) : scenario(inputs) {}
+    Clock(Scenario inputs, bool watchesProcesses) : scenario(std::move(inputs)), tellsProcesses(watchesProcesses) {}
 
     std::uint64_t now() const { return nowMs; }
 
@@ -36,9 +37,11 @@ public:
         const std::uint64_t endMs = nowMs + ms;
         for (; next < scenario.size() && scenario[next].timeMs <= endMs; ++next) {
             nowMs = scenario[next].timeMs;
-            std::visit([](const auto& input) { apply(input); }, scenario[next].input);
+            advanceProcessor();
+            std::visit([this](const auto& input) { apply(input); }, scenario[next].input);
         }
         nowMs = endMs;
+        advanceProcessor();
     }
 
 private:
@@ -50,8 +53,9 @@ private:
 
     static void apply(const FrameworkEvent& event) { deliverEvent(event); }
 
-    static void apply(const ProcessStart& start)
+    void apply(const ProcessStart& start) const
     {
+        if (!tellsProcesses) return;
         IWbemClassObject* event = makeProcessEvent(fromUtf8(start.name), start.id);
         eventSink().Indicate(1, &event);
         event->Release();
@@ -64,17 +68,25 @@ private:
 
     static void apply(const Stop& stop) { requestEngineStop(stop.service); }
 
-    const Scenario& scenario;
+    static void apply(const Job& job) { addJob(job); }
+
+    // In force from the start.
+    static void apply(const Processor& /*processor*/) {}
+
+    static void apply(const Seed& /*seed*/) {}
+
+    const Scenario scenario;
+    const bool tellsProcesses;
     std::size_t next = 0;  // the first line that is not yet due
     std::uint64_t nowMs = 0;
 };
 
 }  // namespace
 
-ReplayEnd replay(const Scenario& scenario, std::ostream& out)
+ReplayEnd replay(const Scenario& scenario, std::ostream& out, const Controller& controller)
 {
     Trace trace(out);
-    Clock clock(scenario);
+    Clock clock(withProcessStarts(scenario), controller.watchesProcesses);
     int primitivesSinceSleep = 0;
     startCore(
         trace, [&] { return clock.now(); },
@@ -82,6 +94,7 @@ ReplayEnd replay(const Scenario& scenario, std::ostream& out)
             primitivesSinceSleep += 1;
             if (primitivesSinceSleep == primitivesWithoutSleepMax) throw ClockStoodStill();
         });
+    if (const ProcessorSpec* spec = processorOf(scenario)) useProcessor(*spec, controller.onTick);
     recordLog([&](int level, const std::string& text) { trace.log(clock.now(), level, text); });
     replacePlatform([&](std::uint32_t ms) {
         trace.sleep(clock.now(), ms);
@@ -94,12 +107,17 @@ ReplayEnd replay(const Scenario& scenario, std::ostream& out)
     ReplayEnd end = ReplayEnd::loopEnded;
     clock.advance(0);
     try {
-        scalingLoop();
+        controller.run();
     } catch (const ClockStoodStill&) {
         end = ReplayEnd::clockStoodStill;
     }
     recordLog(nullptr);
     return end;
+}
+
+ReplayEnd replay(const Scenario& scenario, std::ostream& out)
+{
+    return replay(scenario, out, { scalingLoop, true, {} });
 }
 
 }  // namespace kelvane::simulator

@@ -3,6 +3,7 @@
 
 #include "simulator/scenario.h"
 
+#include <functional>
 #include <ostream>
 
 namespace kelvane::simulator {
@@ -14,8 +15,19 @@ enum class ReplayEnd {
 
 constexpr int primitivesWithoutSleepMax = 100000;
 
-// Runs the loop on this thread until it ends, and writes the trace to `out`. Once per process, since the controller's
-// state is the process's.
+// Who has the processor in hand: the service's loop, or another that Sleeps and ends when the engine is asked to stop.
+struct Controller {
+    std::uint32_t (*run)();
+    bool watchesProcesses;  // process starts are told to the process watcher
+    std::function<void(const ProcessorModel&)>
+        onTick;  // sees each tick of a processor that is given work; may be empty
+};
+
+// Runs the controller on this thread until it ends, and writes the trace to `out`. Once per process, since the
+// controller's state is the process's.
+ReplayEnd replay(const Scenario& scenario, std::ostream& out, const Controller& controller);
+
+// The same with the service's scaling loop.
 ReplayEnd replay(const Scenario& scenario, std::ostream& out);
 
 }  // namespace kelvane::simulator

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <fstream>
 #include <iterator>
+#include <set>
 
 namespace kelvane::simulator {
 
@@ -130,6 +131,42 @@ Input parseStop(const std::string& value)
     return Stop{ value == "service" };
 }
 
+Input parseProcessor(const std::string& value)
+{
+    if (const ProcessorSpec* spec = findProcessorPreset(value)) return Processor{ spec };
+    std::string names;
+    for (const ProcessorSpec& preset : processorPresets)
+        names += (names.empty() ? "" : ", ") + std::string(preset.name);
+    throw Fault("processor is one of " + names + ", not " + quote(value));
+}
+
+std::uint32_t parseAtLeastOne(const std::string& text, const std::string& what)
+{
+    const std::uint32_t number = parseWord(text, what);
+    if (number == 0) throw Fault(what + " is at least 1");
+    return number;
+}
+
+// Takes the part after the last colon off `text`; `text` must have one.
+std::string takeLastPart(std::string& text)
+{
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string::npos) throw Fault("job is NAME:WORK_MS:CORES or NAME:WORK_MS:CORES:launch");
+    std::string part = text.substr(colon + 1);
+    text.erase(colon);
+    return part;
+}
+
+Input parseJob(const std::string& value)
+{
+    Job job = { value, 0, 0, value.ends_with(":launch") };
+    if (job.launch) takeLastPart(job.name);
+    const std::string cores = takeLastPart(job.name);
+    job.coreMs = parseAtLeastOne(takeLastPart(job.name), "work");
+    job.cores = parseAtLeastOne(cores, "cores");
+    return job;
+}
+
 Input parseInput(const std::string& input, const std::string& value)
 {
     if (input == "power_mw") return Reading{ Primitive::getRaplPower, parseWord(value, input) };
@@ -141,6 +178,9 @@ Input parseInput(const std::string& input, const std::string& value)
     if (input == "process_start") return parseProcessStart(value);
     if (input == "standby") return parseStandby(value);
     if (input == "stop") return parseStop(value);
+    if (input == "processor") return parseProcessor(value);
+    if (input == "job") return parseJob(value);
+    if (input == "seed") return Seed{ parseWord(value, input) };
     throw Fault("unknown input " + quote(input));
 }
 
@@ -150,7 +190,37 @@ void checkHeader(const std::vector<CsvRecord>& records)
     if (records.front().fields != header) throw CsvError(1, "the first line must be time_ms,input,value");
 }
 
-ScenarioLine parseLine(const CsvRecord& record, std::uint64_t earliestMs)
+// What one line says that bears on others.
+class Consistency {
+public:
+    void take(const ScenarioLine& line, const std::string& name)
+    {
+        const bool machine = std::holds_alternative<Processor>(line.input);
+        if (machine || std::holds_alternative<Seed>(line.input)) takeOnce(name, line.timeMs);
+        if (machine || std::holds_alternative<Job>(line.input)) takeSide(name, worked, scripted);
+        if (name == "power_mw" || name == "clip_reasons") takeSide(name, scripted, worked);
+    }
+
+private:
+    void takeOnce(const std::string& name, std::uint64_t timeMs)
+    {
+        if (timeMs != 0) throw Fault(name + " must stand at time 0");
+        if (!once.insert(name).second) throw Fault("a second " + name);
+    }
+
+    // Power follows from a script or from work, never from both.
+    static void takeSide(const std::string& name, std::string& own, const std::string& other)
+    {
+        if (!other.empty()) throw Fault(name + " and " + other + " cannot stand in one scenario");
+        if (own.empty()) own = name;
+    }
+
+    std::set<std::string> once;
+    std::string scripted;  // the first input of either side
+    std::string worked;
+};
+
+ScenarioLine parseLine(const CsvRecord& record, std::uint64_t earliestMs, Consistency& consistency)
 {
     try {
         const Columns& fields = record.fields;
@@ -161,7 +231,9 @@ ScenarioLine parseLine(const CsvRecord& record, std::uint64_t earliestMs)
         if (timeMs < earliestMs) {
             throw Fault("time_ms falls from " + std::to_string(earliestMs) + " to " + std::to_string(timeMs));
         }
-        return { timeMs, parseInput(fields[1], fields[2]) };
+        ScenarioLine line = { timeMs, parseInput(fields[1], fields[2]) };
+        consistency.take(line, fields[1]);
+        return line;
     } catch (const Fault& fault) {
         throw CsvError(record.line, fault.what());
     }
@@ -174,8 +246,9 @@ Scenario parseScenario(std::istream& file)
     Scenario scenario;
     std::uint64_t timeMs = 0;
     bool stops = false;
+    Consistency consistency;
     for (auto record = std::next(records.begin()); record != records.end(); ++record) {
-        scenario.push_back(parseLine(*record, timeMs));
+        scenario.push_back(parseLine(*record, timeMs, consistency));
         timeMs = scenario.back().timeMs;
         stops = stops || std::holds_alternative<Stop>(scenario.back().input);
     }

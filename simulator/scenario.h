@@ -1,6 +1,8 @@
 // simulator/scenario.h: scripted inputs of a processor and a platform, read from a CSV file (docs/replay.md).
 #pragma once
 
+#include "simulator/processor_model.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <istream>
@@ -65,14 +67,34 @@ struct Stop {
     bool service;  // false: scaling alone
 };
 
-using Input = std::variant<Reading, PowerSource, Answer, FrameworkEvent, ProcessStart, StandbyEvent, Stop>;
+// The machine that answers for power and clip reasons, from the jobs it is given.
+struct Processor {
+    const ProcessorSpec* spec;
+};
+
+// One piece of work that arrives.
+struct Job {
+    std::string name;
+    std::uint32_t coreMs;  // of one core at full clock; at least 1
+    std::uint32_t cores;   // that can work on it at once; at least 1
+    bool launch;           // a program that starts, of which the process watcher is told
+};
+
+// Of everything that is left to chance.
+struct Seed {
+    std::uint32_t value;
+};
+
+using Input =
+    std::variant<Reading, PowerSource, Answer, FrameworkEvent, ProcessStart, StandbyEvent, Stop, Processor, Job, Seed>;
 
 struct ScenarioLine {
     std::uint64_t timeMs;
     Input input;
 };
 
-// In the file's order; times never decrease. Ends with a stop unless one stands elsewhere.
+// In the file's order; times never decrease. Ends with a stop unless one stands elsewhere. Power is either scripted
+// (power_mw, clip_reasons) or follows from work (processor, job).
 using Scenario = std::vector<ScenarioLine>;
 
 // What is wrong with a scenario: "NAME:LINE: reason".

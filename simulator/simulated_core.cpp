@@ -5,9 +5,11 @@
 #include "framework/status.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string_view>
 
@@ -25,6 +27,9 @@ struct Core {
     std::function<std::uint64_t()> nowMs;
     std::function<void()> onPrimitive;
     std::uint32_t readings[std::size(primitiveNames)] = {};
+    std::unique_ptr<ProcessorModel> processor;  // null: readings are scripted
+    std::function<void(const ProcessorModel&)> onTick;
+    double servedAtRows = 0;                                  // work done until the last set of rows, in core-ms
     std::map<std::string, int> answers;                       // operation -> status; none: success
     std::map<std::uint32_t, EventCallback> registeredEvents;  // type -> callback
 };
@@ -77,6 +82,55 @@ int findPrimitive(const OrqData* command)
     return name == std::end(primitiveNames) ? -1 : static_cast<int>(name - primitiveNames);
 }
 
+std::uint64_t rounded(double value) { return static_cast<std::uint64_t>(std::llround(value)); }
+
+constexpr std::uint64_t processorRowsMs = 100;
+
+// Needs the lock. Work done is a difference of rounded sums, so that nothing is lost over the rows.
+void recordProcessor(const ProcessorModel& processor, double servedBefore)
+{
+    const std::uint64_t timeMs = processor.nowMs();
+    core.trace->processor(timeMs, "demand_core_ms", rounded(processor.unfinishedCoreMs()));
+    core.trace->processor(timeMs, "served_core_ms", rounded(processor.servedCoreMs()) - rounded(servedBefore));
+    core.trace->processor(timeMs, "clock_permille", rounded(1000 * processor.clock()));
+    core.trace->processor(timeMs, "power_mw", rounded(processor.meanPowerMw()));
+    core.trace->processor(timeMs, "average_mw", rounded(processor.averagePowerMw()));
+}
+
+// Needs the lock.
+void catchUp()
+{
+    if (!core.processor) return;
+    ProcessorModel& processor = *core.processor;
+    const std::uint64_t nowMs = core.nowMs();
+    while (processor.nowMs() + tickMs <= nowMs) {
+        processor.tick();
+        if (core.onTick) core.onTick(processor);
+        if (processor.nowMs() % processorRowsMs == 0) {
+            recordProcessor(processor, core.servedAtRows);
+            core.servedAtRows = processor.servedCoreMs();
+        }
+    }
+}
+
+// Needs the lock, and a processor that is up to date.
+std::uint32_t readingOf(Primitive getter)
+{
+    if (core.processor && getter == Primitive::getRaplPower) {
+        return static_cast<std::uint32_t>(rounded(core.processor->meanPowerMw()));
+    }
+    if (core.processor && getter == Primitive::getIaClipReasons) return core.processor->clipReasons();
+    return core.readings[static_cast<std::size_t>(getter)];
+}
+
+// Needs the lock. The floor has no effect on a clock that never goes below its lowest.
+void takeSetting(Primitive setter, std::uint32_t value)
+{
+    if (!core.processor) return;
+    if (setter == Primitive::setPerfPreferenceMax) core.processor->setCeiling(value);
+    if (setter == Primitive::setRaplPowerLimit1) core.processor->setPl1(value);
+}
+
 bool holdsWord(const OrqData* data) { return data && data->buf_ptr && data->buf_len >= sizeof(std::uint32_t); }
 
 // Hands over or takes the value, as the primitive's answer has it, and writes the row.
@@ -85,11 +139,13 @@ int execute(int index, const OrqData* request, OrqData* response)
     const std::lock_guard lock(core.lock);
     const char* const name = primitiveNames[index];
     const int status = answerTo(name);
+    catchUp();
     std::optional<std::uint32_t> value;
     if (holdsWord(request)) {
         std::memcpy(&value.emplace(), request->buf_ptr, sizeof(std::uint32_t));
+        if (status == TOVA_OK) takeSetting(static_cast<Primitive>(index), *value);
     } else if (status == TOVA_OK) {
-        value = core.readings[index];
+        value = readingOf(static_cast<Primitive>(index));
         std::memcpy(response->buf_ptr, &*value, sizeof(std::uint32_t));
         response->data_len = sizeof(std::uint32_t);
     }
@@ -161,8 +217,33 @@ void startCore(Trace& trace, std::function<std::uint64_t()> nowMs, std::function
     core.nowMs = std::move(nowMs);
     core.onPrimitive = std::move(onPrimitive);
     std::fill(std::begin(core.readings), std::end(core.readings), 0U);
+    core.processor.reset();
+    core.servedAtRows = 0;
+    core.onTick = nullptr;
     core.answers.clear();
     core.registeredEvents.clear();
+}
+
+void useProcessor(const ProcessorSpec& spec, std::function<void(const ProcessorModel&)> onTick)
+{
+    const std::lock_guard lock(core.lock);
+    core.processor = std::make_unique<ProcessorModel>(spec);
+    core.onTick = std::move(onTick);
+}
+
+void addJob(const Job& job)
+{
+    const std::lock_guard lock(core.lock);
+    catchUp();
+    core.processor->addJob(core.nowMs(), job.coreMs, job.cores);
+}
+
+const ProcessorModel& processorAtWork() { return *core.processor; }
+
+void advanceProcessor()
+{
+    const std::lock_guard lock(core.lock);
+    catchUp();
 }
 
 void setReading(const Reading& reading)

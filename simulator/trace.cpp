@@ -45,6 +45,12 @@ void Trace::sleep(std::uint64_t timeMs, std::uint32_t ms)
     endRow();
 }
 
+void Trace::processor(std::uint64_t timeMs, const char* quantity, std::uint64_t value)
+{
+    out << timeMs << ",processor," << quantity << ',' << value << ',';
+    endRow();
+}
+
 void Trace::log(std::uint64_t timeMs, int level, const std::string& text)
 {
     out << timeMs << ",log," << level << ',' << quoted(text) << ',';

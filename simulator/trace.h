@@ -19,6 +19,7 @@ public:
     void call(std::uint64_t timeMs, const char* operation, std::optional<std::uint32_t> eventType, int status);
     void primitive(std::uint64_t timeMs, const char* name, std::optional<std::uint32_t> value, int status);
     void sleep(std::uint64_t timeMs, std::uint32_t ms);
+    void processor(std::uint64_t timeMs, const char* quantity, std::uint64_t value);
     // `text` without the line feed that ends it.
     void log(std::uint64_t timeMs, int level, const std::string& text);
 

@@ -66,6 +66,55 @@ TEST(ScenarioFault, UnknownInput)
                    { "time_ms,input,value", "time_ms" } });
 }
 
+// Each faulty row is made the third line, behind a row that goes well with jobs.
+void expectFaultsAmongJobs(std::initializer_list<FaultRow> rows)
+{
+    for (const FaultRow& row : rows) {
+        SCOPED_TRACE(row.row);
+        EXPECT_THAT(faultOf(header + "0,job,a:1:1\n" + row.row + "\n30,stop,service\n"),
+                    AllOf(StartsWith("scenario.csv:3: "), HasSubstr(row.reason)));
+    }
+}
+
+TEST(ScenarioFault, BadJob)
+{
+    expectFaultsAmongJobs({ { "20,job,", "job is NAME:WORK_MS:CORES or NAME:WORK_MS:CORES:launch" },
+                            { "20,job,a", "job is NAME:WORK_MS:CORES or NAME:WORK_MS:CORES:launch" },
+                            { "20,job,a:1", "job is NAME:WORK_MS:CORES or NAME:WORK_MS:CORES:launch" },
+                            { "20,job,1:launch", "job is NAME:WORK_MS:CORES or NAME:WORK_MS:CORES:launch" },
+                            { "20,job,a:x:1", "work \"x\" is not a number" },
+                            { "20,job,a:1:x", "cores \"x\" is not a number" },
+                            { "20,job,a:1:1:start", "cores \"start\" is not a number" },
+                            { "20,job,a:1:1:", "cores \"\" is not a number" },
+                            { "20,job,a:1.5:1", "work \"1.5\" is not a number" },
+                            { "20,job,a:4294967296:1", "work \"4294967296\" is out of range" },
+                            { "20,job,a:0:1", "work is at least 1" },
+                            { "20,job,a:1:0", "cores is at least 1" } });
+}
+
+TEST(ScenarioFault, BadProcessorOrSeed)
+{
+    expectFaultsAmongJobs(
+        { { "0,processor,tablet", "processor is one of thin-laptop, workstation-laptop, desktop, not \"tablet\"" },
+          { "0,processor,", "processor is one of" },
+          { "20,processor,desktop", "processor must stand at time 0" },
+          { "20,seed,1", "seed must stand at time 0" },
+          { "0,seed,x", "seed \"x\" is not a number" } });
+    EXPECT_EQ("scenario.csv:3: a second processor", faultOf(header + "0,processor,desktop\n0,processor,desktop\n"));
+    EXPECT_EQ("scenario.csv:3: a second seed", faultOf(header + "0,seed,1\n0,seed,1\n"));
+}
+
+TEST(ScenarioFault, PowerBothScriptedAndFromWork)
+{
+    expectFaultsAmongJobs({ { "20,power_mw,1", "power_mw and job cannot stand in one scenario" },
+                            { "20,clip_reasons,1", "clip_reasons and job cannot stand in one scenario" } });
+    expectFaults({ { "20,job,a:1:1", "job and power_mw cannot stand in one scenario" } });
+    EXPECT_EQ("scenario.csv:3: power_mw and processor cannot stand in one scenario",
+              faultOf(header + "0,processor,desktop\n5,power_mw,1\n"));
+    EXPECT_EQ("scenario.csv:3: processor and clip_reasons cannot stand in one scenario",
+              faultOf(header + "0,clip_reasons,0\n0,processor,desktop\n"));
+}
+
 TEST(ScenarioFault, BadNumber)
 {
     expectFaults({ { "20,power_mw,", "not a number" },

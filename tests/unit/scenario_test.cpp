@@ -33,6 +33,16 @@ std::string describe(const StandbyEvent& standby) { return "standby " + std::to_
 
 std::string describe(const Stop& stop) { return stop.service ? "stop service" : "stop scaling"; }
 
+std::string describe(const Processor& processor) { return "processor " + std::string(processor.spec->name); }
+
+std::string describe(const Job& job)
+{
+    return "job " + job.name + " " + std::to_string(job.coreMs) + " " + std::to_string(job.cores) +
+           (job.launch ? " launch" : "");
+}
+
+std::string describe(const Seed& seed) { return "seed " + std::to_string(seed.value); }
+
 // The lines that are read from `text`, as "TIME what".
 std::vector<std::string> linesOf(const std::string& text)
 {
@@ -66,6 +76,25 @@ TEST(ScenarioInput, ProcessStartEndsInItsIdBehindTheLastColon)
                  { "5,process_start,C:\\x:0x10", "5 start C:\\x 16" },
                  { "5,process_start,\"a, b.exe:4294967295\"", "5 start a, b.exe 4294967295" },
                  { "5,process_start,:7", "5 start  7" } });
+}
+
+TEST(ScenarioInput, JobIsANameItsWorkAndTheCoresItCanUse)
+{
+    expectRead({ { "5,job,build:60000:6", "5 job build 60000 6" },
+                 { "5,job,editor.exe:2500:2:launch", "5 job editor.exe 2500 2 launch" },
+                 { "5,job,C:\\x:0x10:1", "5 job C:\\x 16 1" },
+                 { "5,job,\"a, b:4294967295:4294967295\"", "5 job a, b 4294967295 4294967295" },
+                 { "5,job,launch:1:1", "5 job launch 1 1" },
+                 { "5,job,:1:1:launch", "5 job  1 1 launch" } });
+}
+
+TEST(ScenarioInput, ProcessorAndSeedStandAtTheStart)
+{
+    expectRead({ { "0,processor,thin-laptop", "0 processor thin-laptop" },
+                 { "0,processor,workstation-laptop", "0 processor workstation-laptop" },
+                 { "0,processor,desktop", "0 processor desktop" },
+                 { "0,seed,4294967295", "0 seed 4294967295" },
+                 { "0,seed,0", "0 seed 0" } });
 }
 
 TEST(ScenarioInput, StandbyIsEntryOrExit)

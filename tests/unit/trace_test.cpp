@@ -35,7 +35,8 @@ TEST(TraceRows, HoldWhatTheirKindHas)
     trace.primitive(8, "GET_RAPL_POWER", std::nullopt, 1000);
     trace.primitive(8, "SET_PERF_PREFERENCE_MIN", 0, 1400);
     trace.sleep(18446744073709551615u, 5000);
-    trace.log(9, 4, "Disconnected");
+    trace.processor(100, "demand_core_ms", 18446744073709551615u);
+    trace.log(100, 4, "Disconnected");
 
     EXPECT_EQ(header + "0,call,INIT,,0\n"
                        "7,call,REGISTER_EVENT,10000,-1\n"
@@ -43,7 +44,8 @@ TEST(TraceRows, HoldWhatTheirKindHas)
                        "8,primitive,GET_RAPL_POWER,,1000\n"
                        "8,primitive,SET_PERF_PREFERENCE_MIN,0,1400\n"
                        "18446744073709551615,sleep,,5000,\n"
-                       "9,log,4,Disconnected,\n",
+                       "100,processor,demand_core_ms,18446744073709551615,\n"
+                       "100,log,4,Disconnected,\n",
               out.str());
 }
 
