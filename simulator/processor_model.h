@@ -54,8 +54,8 @@ class ProcessorModel {
 public:
     explicit ProcessorModel(const ProcessorSpec& machine);
 
-    // In force from the running tick on. Above 10000 counts as 10000.
-    void setCeiling(std::uint32_t preference);
+    // In force from the next tick on. A ceiling above 10000 counts as 10000.
+    void setCeiling(std::uint32_t value);
     void setPl1(std::uint32_t milliwatts);
 
     // `coreMs` of work that up to `cores` cores can do at once, both at least 1. It is taken up with the first tick that
