@@ -13,22 +13,21 @@ import time
 
 from service_under_wine import ServiceUnderWine
 
-# A laptop at work: idle, a document, a build on battery that clips, a glance at the mail.
-SCENARIO = """time_ms,input,value
-0,ac_line,1
-0,power_mw,1900
-6000,power_mw,3400
-12000,power_mw,2600
-18000,power_mw,7800
-21000,clip_reasons,0x402
-23000,clip_reasons,0
-24000,ac_line,0
-27000,power_mw,2100
-33000,power_mw,5600
-45000,power_mw,1700
-54000,ac_line,1
-54000,power_mw,2900
-"""
+START_WORK_MS = 4000  # of a program that starts, on two cores
+
+
+def scenario():
+    """A thin laptop at office work: pages and keys all along, a build that clips, on battery from the middle on.
+
+    What the programs that start have to do comes with them, when they do (start_program).
+    """
+    rows = [(0, "processor,thin-laptop"), (0, "ac_line,1"), (18000, "job,build:40000:6"), (27000, "ac_line,0"),
+            (54000, "ac_line,1")]
+    rows += [(time_ms, "job,page:900:2") for time_ms in range(1500, 90000, 5500)]
+    rows += [(time_ms, "job,key:20:1") for time_ms in range(0, 90000, 230)]
+    return "time_ms,input,value\n" + "".join(f"{time_ms},{row}\n" for time_ms, row in sorted(rows))
+
+
 FULL_PERFORMANCE = 10000
 CLIP_BIT = 0x400
 
@@ -42,6 +41,7 @@ class Steps:
         self.read = 0
         self.ceiling = self.pl1_mw = None
         self.scaling = False
+        self.stepping = False  # what is read before the first step belongs to the start-up
         self.started_programs = 0
         self._begin_step()
 
@@ -62,8 +62,11 @@ class Steps:
 
     def _take(self, row):
         name, value = row["name"], row["value"]
-        if name == "GET_SOC_WORKLOAD" or name == "SESSION_DISCONNECT":
-            self._print_step(int(row["time_ms"]))
+        if name in ("GET_SOC_WORKLOAD", "SESSION_DISCONNECT"):
+            if self.stepping:
+                self._print_step(int(row["time_ms"]))
+            self.stepping = name == "GET_SOC_WORKLOAD"
+            self._begin_step()
         if name == "SESSION_CONNECT":
             self.scaling = True
         elif name == "SESSION_DISCONNECT":
@@ -88,7 +91,6 @@ class Steps:
             print(f"{time_ms / 1000:7.1f} s   {mean_w:5.2f} W   clips {self.clips:2}   ceiling {self.ceiling or 0:5}   "
                   f"PL1 {(self.pl1_mw or 0) / 1000:4.1f} W   {source:7}   starts {self.started_programs}   scaling on",
                   flush=True)
-        self._begin_step()
 
 
 def seconds(row):
@@ -119,6 +121,7 @@ def watch_until(steps, condition, timeout_s, what):
 
 def start_program(steps, name):
     say(f"a program starts: {name}")
+    steps.service.set_input("job", f"{name}:{START_WORK_MS}:2")
     steps.service.start_program(name)
     steps.started_programs += 1
 
@@ -130,7 +133,7 @@ def switch(service, value):
 
 def act(service):
     """The service's 90 seconds."""
-    steps = Steps(service, SCENARIO)
+    steps = Steps(service, scenario())
     say("the service starts; scaling waits for the control value")
     service.start()
     time.sleep(1)  # the watcher of the control value is one of the first things that the service starts
@@ -175,7 +178,7 @@ def main():
     out.mkdir(parents=True, exist_ok=True)
     say("making a Wine prefix and installing the service")
     with ServiceUnderWine(out / "service", build) as service:
-        service.set_scenario(SCENARIO)
+        service.set_scenario(scenario())
         act(service)
         keep(service, out)
 

@@ -32,6 +32,47 @@ def test_a_process_start_raises_the_ceiling_within_the_watchers_second(kelvane):
     kelvane.wait_for_writes([("SET_PERF_PREFERENCE_MAX", 10000)], 5, after=written)
 
 
+def test_power_answers_to_the_ceiling_when_it_follows_from_work(kelvane):
+    # One core of a thin laptop is busy for minutes: 2406 mW at the default ceiling 1200, 8800 mW at 10000.
+    kelvane.set_scenario("time_ms,input,value\n0,processor,thin-laptop\n0,job,steady:600000:1\n")
+    kelvane.start_scaling()
+
+    def read(milliwatts):
+        return sum(row["value"] == str(milliwatts) for row in kelvane.calls("GET_RAPL_POWER"))
+
+    kelvane.wait_for(lambda: read(2406) >= 3, STEP_S, "the power of one core at the default ceiling")
+    assert read(8800) == 0
+
+    kelvane.start_program("editor.exe")
+
+    kelvane.wait_for(lambda: read(8800) >= 3, STEP_S, "the power of one core at full clock")
+    assert [row["value"] for row in kelvane.calls("clock_permille")].count("1000") > 3
+
+
+def test_work_may_arrive_while_the_service_runs_and_misplaced_inputs_are_told(kelvane):
+    kelvane.set_scenario("time_ms,input,value\n0,processor,thin-laptop\n")
+    kelvane.start_scaling()
+
+    kelvane.set_input("power_mw", "5000")
+    kelvane.set_input("processor", "desktop")
+    kelvane.set_input("job", "steady:600000:1")
+
+    kelvane.wait_for(lambda: any(row["value"] not in ("", "0") for row in kelvane.calls("demand_core_ms")), STEP_S,
+                     "unfinished work")
+    assert kelvane.core_faults() == ["inputs.csv: power and clip reasons are those of the processor at work",
+                                     "inputs.csv: processor and seed stand in the scenario"]
+
+
+def test_a_job_without_a_processor_is_told(kelvane):
+    kelvane.set_scenario(QUIET)
+    kelvane.start_scaling()
+
+    kelvane.set_input("job", "steady:1000:1")
+
+    kelvane.wait_for(kelvane.core_faults, STEP_S, "a fault")
+    assert kelvane.core_faults() == ["inputs.csv: a job needs a scenario with a processor or a job"]
+
+
 def test_a_background_process_raises_nothing(kelvane):
     kelvane.set_scenario(QUIET)
     kelvane.start_scaling()
