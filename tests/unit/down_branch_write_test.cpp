@@ -157,6 +157,20 @@ TEST_F(DownBranchWrite, WorkloadPauseNeedsALowCeilingAndNoReasonForFullPerforman
     }
 }
 
+TEST_F(DownBranchWrite, FullPerformanceComesBeforeTheWorkloadPause)
+{
+    PwrPause = 1;
+    appliedPrefMax = 1999;
+    loop.prefMax = 10000;
+    loop.restorePending = 1;
+
+    onPowerDown(loop);
+
+    EXPECT_EQ(loop.prefMax, 10000);
+    EXPECT_EQ(PwrPause, 0);
+    EXPECT_EQ(machine.messages().size(), 1U);
+}
+
 TEST_F(DownBranchWrite, HighPowerOnMainsEasesTheWayDownFromFullPerformance)
 {
     struct Row {
