@@ -15,15 +15,17 @@ usage() {
     exit 2
 }
 
-# show_trace TRACE NAME: the summary, and the picture build/run/NAME.svg.
+# show_trace TRACE NAME: the summary, the picture build/run/NAME.svg and the report build/run/NAME.html.
 show_trace() {
     local data=$out/$2.dat
     /usr/bin/python3 "$root/scripts/summarize.py" "$1" "$data"
     gnuplot -e "data='$data'; picture='$out/$2.svg'; name='$2'" "$root/scripts/picture.gp"
     rm "$data"
+    "$root/scripts/report.sh" -o "$out/$2.html" "$1" >/dev/null
     echo
     echo "trace    build/run/$2.trace.csv"
     echo "picture  build/run/$2.svg"
+    echo "report   build/run/$2.html, for a browser"
 }
 
 replay() {

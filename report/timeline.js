@@ -1,0 +1,282 @@
+// Draws the timeline from the page's data: panels with curves above each other, one axis of time, and lanes of marks.
+"use strict";
+
+const timeline = (() => {
+const data = JSON.parse(document.getElementById("data").textContent);
+const traces = data.traces;
+const comparing = traces.length > 1;
+const end = Math.max(1, ...traces.map((trace) => trace.end));
+const box = document.getElementById("chart");
+const lanes = data.lanes.filter((lane) => traces.some((trace) => trace.marks.some((mark) => mark.lane === lane.key)));
+const symbols = { run: "diamond", start: "triangle", burst: "pin", restore: "arrow", clip: "rect", hold: "roundRect",
+                  idle: "roundRect", slider: "diamond", workload: "circle", standby: "rect", failure: "triangle",
+                  other: "circle" };
+const chart = echarts.init(box, null, { renderer: "canvas" });
+let shown = [0, end];
+let panels = [];
+
+const color = (name) => getComputedStyle(document.documentElement).getPropertyValue("--" + name).trim();
+const label = (index) => (comparing ? "AB"[index] + " " : "");
+
+function clock(ms, digits = 1) {
+  const scale = 10 ** digits, tenths = Math.round(ms * scale / 1000), seconds = tenths / scale;
+  const hours = Math.floor(seconds / 3600), minutes = Math.floor(seconds / 60) % 60;
+  const rest = (seconds % 60).toFixed(digits).padStart(digits ? digits + 3 : 2, "0");
+  return (hours ? hours + ":" + String(minutes).padStart(2, "0") : minutes) + ":" + rest;
+}
+
+// --- what is drawn --------------------------------------------------------------------------------------------------
+
+// name, how to find its points, unit, colour, and how it looks
+const power = [
+  ["power, samples", (trace) => trace.power, "W", "power", { width: 1 }],
+  ["power, mean of step", (trace) => trace.stepPower, "W", "mean", { width: 2 }],
+  ["tracker's average + 10%, where told", (trace) => trace.tracker, "W", "tracker", { points: true }],
+];
+const ceiling = [
+  ["ceiling", (trace) => trace.ceiling, "", "ceiling", { width: 2, area: 0.1 }],
+  ["tier's target", (trace) => trace.target, "", "target", { width: 1.3, type: "dashed" }],
+];
+const limit = [
+  ["PL1", (trace) => trace.pl1, "W", "pl1", { width: 2 }],
+  ["power, every 100 ms", (trace) => trace.processor.power_mw, "W", "power", { width: 1, area: 0.15 }],
+  ["average that PL1 acts on", (trace) => trace.processor.average_mw, "W", "average", { width: 2 }],
+];
+const demand = [
+  ["unfinished work", (trace) => trace.processor.demand_core_ms, "core s", "first", { width: 1.5, area: 0.2 }],
+  ["work done", (trace) => trace.processor.served_core_ms, "cores", "restore", { width: 1.2 }],
+];
+const clockRate = [["clock", (trace) => trace.processor.clock_permille, "%", "tracker", { width: 1.6, area: 0.1 }]];
+
+const known = (curves) => curves.filter(([, points]) => traces.some((trace) => (points(trace) || []).length));
+
+function allPanels() {
+  const simulated = known(demand).length + known(clockRate).length > 0;
+  return [
+    { key: "power", title: "Power, W", curves: known(power), height: 210 },
+    { key: "ceiling", title: "Ceiling, preference 0 to 10000", curves: known(ceiling), height: 180, top: 10500,
+      step: 2500 },
+    { key: "lanes", title: "Marks", curves: [], height: Math.max(1, lanes.length) * 24 + 8 },
+    { key: "limit", title: simulated ? "PL1 and the power that it acts on, W" : "PL1, W", curves: known(limit),
+      height: simulated ? 150 : 80 },
+    { key: "demand", title: "Work: unfinished, core s; done, cores at full clock", curves: known(demand), height: 120 },
+    { key: "clock", title: "Clock, % of full", curves: known(clockRate), height: 90, top: 100, step: 50 },
+  ].filter((panel) => panel.key === "lanes" ? lanes.length : panel.curves.length);
+}
+
+// A round number not below the highest value of the panel's curves.
+function topOf(panel) {
+  let highest = 0;
+  for (const [, points] of panel.curves) {
+    for (const trace of traces) for (const point of points(trace) || []) highest = Math.max(highest, point[1] || 0);
+  }
+  const unit = 10 ** Math.floor(Math.log10(highest || 1));
+  return [1, 1.2, 1.5, 2, 2.5, 3, 4, 5, 6, 8, 10, 12].map((step) => step * unit).find((top) => top >= highest * 1.02);
+}
+
+function layOut() {
+  const narrow = box.clientWidth < 640;
+  const place = { narrow, left: narrow ? 88 : 116, right: narrow ? 40 : 58, font: narrow ? 10 : 12 };
+  let y = 58;
+  panels = allPanels();
+  panels.forEach((panel, index) => {
+    panel.index = index;
+    panel.y = y;
+    panel.top = panel.top || topOf(panel);
+    y += panel.height + 38;
+  });
+  place.slider = y + 4;
+  place.height = y + 56;
+  return place;
+}
+
+// A quantity that the trace tells only now and then.
+function pointSeries(panel, name, points, own, index) {
+  return { name: label(index) + name, type: "scatter", symbol: "diamond", symbolSize: 6, silent: true, animation: false,
+           xAxisIndex: panel.index, yAxisIndex: panel.index, data: points, z: 5,
+           itemStyle: { color: color("paper"), borderColor: own, borderWidth: 1.4 } };
+}
+
+function curveSeries(panel, [name, points, unit, hue, look], index) {
+  const own = color(comparing ? ["first", "second"][index] : hue);
+  const second = index === 1;
+  if (look.points) return pointSeries(panel, name, points(traces[index]), own, index);
+  return {
+    name: label(index) + name, type: "line", step: "end", showSymbol: false, symbol: "none", xAxisIndex: panel.index,
+    yAxisIndex: panel.index, data: points(traces[index]) || [], animation: false, connectNulls: false, silent: true,
+    lineStyle: { width: look.width, color: own, type: look.type || (second ? [7, 4] : "solid"),
+                 opacity: comparing && look.width < 1.5 ? 0.45 : 1 },
+    itemStyle: { color: own }, areaStyle: look.area && !second ? { color: own, opacity: look.area } : undefined,
+    z: look.width > 1 ? 4 : 3,
+  };
+}
+
+// The tiers' bands behind the power, each with the ceiling that it aims at where there is room for the number.
+function tierBands(panel, place) {
+  const shade = color("band");
+  return data.tiers.filter(([from]) => from < panel.top).map(([from, target], index, all) => {
+    const to = index + 1 < all.length ? all[index + 1][0] : panel.top;
+    const room = (to - from) / panel.top * panel.height >= place.font;
+    return [{ yAxis: from, itemStyle: { color: `rgba(${shade}, ${0.02 + 0.022 * index})` },
+              label: { show: room, formatter: "\u2192 " + target, position: "right", color: color("soft"),
+                       fontSize: place.font - 1 } }, { yAxis: to }];
+  });
+}
+
+function bandSeries(panel, place) {
+  return { name: "tiers", type: "line", data: [], xAxisIndex: panel.index, yAxisIndex: panel.index, silent: true, z: 0,
+           markArea: { silent: true, data: tierBands(panel, place) } };
+}
+
+// A dot for each write of the ceiling.
+function writeSeries(panel, index) {
+  const writes = traces[index].decisions.filter((decision) => decision[4]);
+  const own = color(comparing ? ["first", "second"][index] : "ceiling");
+  return {
+    name: label(index) + "writes", type: "scatter", xAxisIndex: panel.index, yAxisIndex: panel.index, animation: false,
+    symbolSize: writes.length > 150 ? 3 : 5, z: 6, silent: true, data: writes.map(([time, value]) => [time, value]),
+    itemStyle: index ? { color: color("paper"), borderColor: own, borderWidth: 1.4 } : { color: own },
+  };
+}
+
+function firstDifferenceLine(panel) {
+  if (data.firstDifference === null) return undefined;
+  return { symbol: "none", silent: true, animation: false, data: [{ xAxis: data.firstDifference }],
+           lineStyle: { color: color("ink"), type: "solid", width: 1.2 },
+           label: { show: panel.index === 0, formatter: "first difference", color: color("ink"), position: "end" } };
+}
+
+const laneRow = (key, index) => lanes.findIndex((lane) => lane.key === key) + (comparing ? (index ? 0.22 : -0.22) : 0);
+const lasts = (mark) => mark.end !== undefined && mark.end > mark.time;
+
+function markSeries(panel, lane, index) {
+  const own = color(lane.key);
+  const marks = traces[index].marks.filter((mark) => mark.lane === lane.key && !lasts(mark));
+  return {
+    name: label(index) + lane.label, type: "scatter", xAxisIndex: panel.index, yAxisIndex: panel.index, z: 5,
+    animation: false, symbol: symbols[lane.key] || "circle", symbolSize: comparing ? 8 : 11, silent: true,
+    data: marks.map((mark) => [mark.time, laneRow(lane.key, index)]),
+    itemStyle: index ? { color: color("paper"), borderColor: own, borderWidth: 1.5 } : { color: own, opacity: 0.9 },
+  };
+}
+
+// Marks that last are bars.
+function spanSeries(panel, lane, index) {
+  const own = color(lane.key);
+  const marks = traces[index].marks.filter((mark) => mark.lane === lane.key && lasts(mark));
+  const height = comparing ? 8 : 12;
+  return {
+    name: label(index) + lane.label + " (time)", type: "custom", xAxisIndex: panel.index, yAxisIndex: panel.index, z: 4,
+    animation: false, silent: true, clip: true, encode: { x: [0, 1], y: 2 },
+    data: marks.map((mark) => [mark.time, mark.end, laneRow(lane.key, index)]),
+    renderItem: (_, api) => {
+      const from = api.coord([api.value(0), api.value(2)]), to = api.coord([api.value(1), api.value(2)]);
+      const shape = { x: from[0], y: from[1] - height / 2, width: Math.max(4, to[0] - from[0]), height, r: 3 };
+      const style = index ? { fill: color("paper"), stroke: own, lineWidth: 1.5 } : { fill: own, opacity: 0.75 };
+      return { type: "rect", shape, style };
+    },
+  };
+}
+
+function seriesOf(panel, place) {
+  const made = [];
+  if (panel.key === "power") made.push(bandSeries(panel, place));
+  traces.forEach((_, index) => {
+    for (const curve of panel.curves) made.push(curveSeries(panel, curve, index));
+    if (panel.key === "ceiling") made.push(writeSeries(panel, index));
+    if (panel.key !== "lanes") return;
+    for (const lane of lanes) made.push(spanSeries(panel, lane, index), markSeries(panel, lane, index));
+  });
+  const marked = made.find((series) => series.type === "line" && series.name !== "tiers") || made[0];
+  marked.markLine = firstDifferenceLine(panel);
+  return made;
+}
+
+// --- axes and the whole ---------------------------------------------------------------------------------------------
+
+function xAxisOf(panel, place) {
+  const last = panel.index === panels.length - 1;
+  return {
+    type: "time", gridIndex: panel.index, min: 0, max: end, axisLine: { lineStyle: { color: color("line") } },
+    axisTick: { show: last }, splitLine: { show: true, lineStyle: { color: color("grid") } },
+    name: last ? (end >= 3600000 ? "h:min:s" : "min:s") : "", nameLocation: "end", nameGap: 6,
+    nameTextStyle: { color: color("soft"), fontSize: place.font - 1, verticalAlign: "top", padding: [8, 0, 0, 0] },
+    axisLabel: { show: last, color: color("soft"), fontSize: place.font, hideOverlap: true, rich: {},
+                 formatter: (value) => clock(value, value % 1000 ? 1 : 0) },
+    axisPointer: { show: true, snap: false, label: { show: last, formatter: ({ value }) => clock(value),
+                                        backgroundColor: color("ink"), color: color("paper") } },
+  };
+}
+
+function yAxisOf(panel, place) {
+  const common = { type: "value", gridIndex: panel.index, axisPointer: { show: false },
+                   axisLabel: { color: color("soft"), fontSize: place.font } };
+  if (panel.key === "lanes") {
+    return { ...common, min: -1, max: lanes.length, interval: 1, inverse: true, axisTick: { show: false },
+             splitLine: { lineStyle: { color: color("grid") } },
+             axisLabel: { ...common.axisLabel, formatter: (row) => (lanes[row] ? lanes[row].label : "") } };
+  }
+  return { ...common, min: 0, max: panel.top, interval: panel.step, splitNumber: panel.height > 130 ? 4 : 2,
+           axisLabel: { ...common.axisLabel, formatter: String },
+           splitLine: { lineStyle: { color: color("grid") } } };
+}
+
+function titleOf(panel, place) {
+  return { text: panel.title, left: place.left - 4, top: panel.y - 24,
+           textStyle: { color: color("ink"), fontSize: 13, fontWeight: 600 } };
+}
+
+// In the legend a curve is a line without a symbol.
+function legendEntries() {
+  return panels.flatMap((panel) => traces.flatMap((_, index) => panel.curves.map(([name, , , , look]) =>
+    ({ name: label(index) + name, itemStyle: { opacity: look.points ? 1 : 0 } }))));
+}
+
+function optionOf(place, tip) {
+  const everyAxis = panels.map((panel) => panel.index);
+  const zooms = { xAxisIndex: everyAxis, filterMode: "none", startValue: shown[0], endValue: shown[1],
+                  minValueSpan: Math.min(end, 1000) };
+  return {
+    useUTC: true, animation: false, backgroundColor: "transparent", aria: { enabled: true },
+    textStyle: { fontFamily: getComputedStyle(document.body).fontFamily },
+    title: [...panels.map((panel) => titleOf(panel, place)),
+            { text: place.narrow ? "aims at" : "tier aims at", right: 2, top: panels[0].y - 22,
+              textStyle: { color: color("soft"), fontSize: place.font - 1, fontWeight: 400 } }],
+    legend: { type: "scroll", top: 0, left: place.narrow ? 0 : place.left - 10, right: 10, itemWidth: 22, itemHeight: 9,
+              textStyle: { color: color("ink"), fontSize: place.font },
+              pageTextStyle: { color: color("soft") }, pageIconColor: color("soft"), inactiveColor: color("line"),
+              data: legendEntries() },
+    grid: panels.map((panel) => ({ left: place.left, right: place.right, top: panel.y, height: panel.height })),
+    xAxis: panels.map((panel) => xAxisOf(panel, place)),
+    yAxis: panels.map((panel) => yAxisOf(panel, place)),
+    axisPointer: { link: [{ xAxisIndex: "all" }], lineStyle: { color: color("soft"), type: "solid" } },
+    tooltip: { trigger: "axis", confine: true, transitionDuration: 0, backgroundColor: color("paper"),
+               borderColor: color("line"), textStyle: { color: color("ink") }, extraCssText: "white-space: normal;",
+               formatter: tip },
+    dataZoom: [
+      { type: "inside", zoomOnMouseWheel: "ctrl", moveOnMouseWheel: false, moveOnMouseMove: true,
+        preventDefaultMouseMove: false, ...zooms },
+      { type: "slider", top: place.slider, height: 24, left: place.left, right: place.right, showDataShadow: false,
+        brushSelect: true, borderColor: color("line"), fillerColor: `rgba(${color("band")}, 0.15)`, ...zooms,
+        labelFormatter: (value) => clock(value, 0), textStyle: { color: color("soft"), fontSize: place.font - 1 } },
+    ],
+    series: panels.flatMap((panel) => seriesOf(panel, place)),
+  };
+}
+
+function draw(tip) {
+  const place = layOut();
+  box.style.height = place.height + "px";
+  chart.resize();
+  chart.setOption(optionOf(place, tip), { notMerge: true });
+}
+
+chart.on("datazoom", () => {
+  const zoomed = chart.getOption().dataZoom[0];
+  shown = [zoomed.startValue, zoomed.endValue];
+});
+
+// `tip` makes what stands beside the pointer.
+return { data, traces, comparing, end, box, chart, lanes, color, clock, label, draw, panels: () => panels,
+         shown: () => shown };
+})();

@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# report.sh [-o PAGE.html] TRACE.csv [TRACE2.csv]: one page that shows a trace, or compares two (docs/report.md).
+#
+# Prints the page's path, build/run/NAME.html by default. Exit codes: 0 made, 1 the plotting library cannot be had,
+# 2 wrong usage, 3 malformed trace, 4 page not writable.
+set -eu
+# shellcheck source=common.sh
+source "$(dirname "$0")/common.sh"
+library=$root/build/report
+
+# The plotting library, by the lock file's versions; anew when they change. Two reports may be made at the same time.
+install_library() {
+    mkdir -p "$library"
+    exec 9>"$library/lock"
+    flock 9
+    cmp -s "$root/report/package-lock.json" "$library/installed" && return
+    command -v npm >/dev/null || install_packages nodejs npm
+    cp "$root/report/package.json" "$root/report/package-lock.json" "$root/report/.npmrc" "$library"
+    if ! npm --prefix "$library" ci >"$library/npm.log" 2>&1; then
+        cat "$library/npm.log" >&2
+        return 1
+    fi
+    cp "$root/report/package-lock.json" "$library/installed"
+}
+
+(install_packages python3 && install_library) || {
+    echo "the plotting library cannot be installed" >&2
+    exit 1
+}
+exec /usr/bin/python3 -B "$root/scripts/report.py" --folder "$root/build/run" \
+    --library "$library/node_modules/echarts/dist/echarts.min.js" "$@"
