@@ -150,7 +150,9 @@ const acts = { in: () => zoom(0.5), out: () => zoom(2), left: () => move(-0.25),
 const keys = { "+": "in", "=": "in", "-": "out", ArrowLeft: "left", ArrowRight: "right", 0: "reset", Home: "reset" };
 
 chart.on("datazoom", tellShown);
-for (const button of document.querySelectorAll("[data-act]")) button.addEventListener("click", acts[button.dataset.act]);
+for (const button of document.querySelectorAll("[data-act]")) {
+  button.addEventListener("click", acts[button.dataset.act]);
+}
 box.addEventListener("keydown", (event) => {
   const act = keys[event.key];
   if (!act || event.ctrlKey || event.altKey || event.metaKey) return;

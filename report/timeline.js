@@ -5,6 +5,7 @@ const timeline = (() => {
 const data = JSON.parse(document.getElementById("data").textContent);
 const traces = data.traces;
 const comparing = traces.length > 1;
+const HOUR_MS = 3600000;
 const end = Math.max(1, ...traces.map((trace) => trace.end));
 const box = document.getElementById("chart");
 const lanes = data.lanes.filter((lane) => traces.some((trace) => trace.marks.some((mark) => mark.lane === lane.key)));
@@ -22,7 +23,7 @@ function clock(ms, digits = 1) {
   const scale = 10 ** digits, tenths = Math.round(ms * scale / 1000), seconds = tenths / scale;
   const hours = Math.floor(seconds / 3600), minutes = Math.floor(seconds / 60) % 60;
   const rest = (seconds % 60).toFixed(digits).padStart(digits ? digits + 3 : 2, "0");
-  return (hours ? hours + ":" + String(minutes).padStart(2, "0") : minutes) + ":" + rest;
+  return (end >= HOUR_MS ? hours + ":" + String(minutes).padStart(2, "0") : minutes) + ":" + rest;
 }
 
 // --- what is drawn --------------------------------------------------------------------------------------------------
@@ -64,14 +65,18 @@ function allPanels() {
   ].filter((panel) => panel.key === "lanes" ? lanes.length : panel.curves.length);
 }
 
-// A round number not below the highest value of the panel's curves.
-function topOf(panel) {
+// Round tops of an axis and the steps that divide them, in units of a power of ten.
+const tops = [[1, 0.5], [1.2, 0.4], [1.5, 0.5], [2, 1], [3, 1], [4, 2], [6, 2], [8, 2], [10, 5], [12, 4]];
+
+// The lowest round top that all of the panel's curves stay below, and its step.
+function scaleOf(panel) {
   let highest = 0;
   for (const [, points] of panel.curves) {
     for (const trace of traces) for (const point of points(trace) || []) highest = Math.max(highest, point[1] || 0);
   }
   const unit = 10 ** Math.floor(Math.log10(highest || 1));
-  return [1, 1.2, 1.5, 2, 2.5, 3, 4, 5, 6, 8, 10, 12].map((step) => step * unit).find((top) => top >= highest * 1.02);
+  const [top, step] = tops.find(([multiple]) => multiple * unit >= highest * 1.02);
+  return { top: top * unit, step: step * unit };
 }
 
 function layOut() {
@@ -82,7 +87,7 @@ function layOut() {
   panels.forEach((panel, index) => {
     panel.index = index;
     panel.y = y;
-    panel.top = panel.top || topOf(panel);
+    if (!panel.top) Object.assign(panel, scaleOf(panel));
     y += panel.height + 38;
   });
   place.slider = y + 4;
@@ -134,7 +139,8 @@ function writeSeries(panel, index) {
   const own = color(comparing ? ["first", "second"][index] : "ceiling");
   return {
     name: label(index) + "writes", type: "scatter", xAxisIndex: panel.index, yAxisIndex: panel.index, animation: false,
-    symbolSize: writes.length > 150 ? 3 : 5, z: 6, silent: true, data: writes.map(([time, value]) => [time, value]),
+    symbolSize: writes.length * 8 > box.clientWidth ? 2.5 : 5, z: 6, silent: true,
+    data: writes.map(([time, value]) => [time, value]),
     itemStyle: index ? { color: color("paper"), borderColor: own, borderWidth: 1.4 } : { color: own },
   };
 }
@@ -199,9 +205,9 @@ function xAxisOf(panel, place) {
   return {
     type: "time", gridIndex: panel.index, min: 0, max: end, axisLine: { lineStyle: { color: color("line") } },
     axisTick: { show: last }, splitLine: { show: true, lineStyle: { color: color("grid") } },
-    name: last ? (end >= 3600000 ? "h:min:s" : "min:s") : "", nameLocation: "end", nameGap: 6,
+    name: last ? (end >= HOUR_MS ? "h:min:s" : "min:s") : "", nameLocation: "end", nameGap: 6,
     nameTextStyle: { color: color("soft"), fontSize: place.font - 1, verticalAlign: "top", padding: [8, 0, 0, 0] },
-    axisLabel: { show: last, color: color("soft"), fontSize: place.font, hideOverlap: true, rich: {},
+    axisLabel: { show: last, color: color("soft"), fontSize: place.font, hideOverlap: true,
                  formatter: (value) => clock(value, value % 1000 ? 1 : 0) },
     axisPointer: { show: true, snap: false, label: { show: last, formatter: ({ value }) => clock(value),
                                         backgroundColor: color("ink"), color: color("paper") } },
@@ -216,14 +222,14 @@ function yAxisOf(panel, place) {
              splitLine: { lineStyle: { color: color("grid") } },
              axisLabel: { ...common.axisLabel, formatter: (row) => (lanes[row] ? lanes[row].label : "") } };
   }
-  return { ...common, min: 0, max: panel.top, interval: panel.step, splitNumber: panel.height > 130 ? 4 : 2,
-           axisLabel: { ...common.axisLabel, formatter: String },
+  return { ...common, min: 0, max: panel.top, interval: panel.step,
+           axisLabel: { ...common.axisLabel, formatter: (value) => String(Number(value.toFixed(6))) },
            splitLine: { lineStyle: { color: color("grid") } } };
 }
 
 function titleOf(panel, place) {
-  return { text: panel.title, left: place.left - 4, top: panel.y - 24,
-           textStyle: { color: color("ink"), fontSize: 13, fontWeight: 600 } };
+  return { text: panel.title, left: place.narrow ? 0 : place.left - 4, top: panel.y - 24,
+           textStyle: { color: color("ink"), fontSize: place.font + 1, fontWeight: 600 } };
 }
 
 // In the legend a curve is a line without a symbol.
@@ -264,11 +270,21 @@ function optionOf(place, tip) {
   };
 }
 
+// The library leaves out segments below two pixels. Of a step curve that would make slopes where a value holds.
+function keepSmallSteps() {
+  for (const shape of chart.getZr().storage.getDisplayList(true)) {
+    if (!/^ec-poly(line|gon)$/.test(shape.type)) continue;
+    shape.segmentIgnoreThreshold = 0.01;
+    shape.dirtyShape();
+  }
+}
+
 function draw(tip) {
   const place = layOut();
   box.style.height = place.height + "px";
   chart.resize();
   chart.setOption(optionOf(place, tip), { notMerge: true });
+  keepSmallSteps();
 }
 
 chart.on("datazoom", () => {

@@ -20,6 +20,11 @@ install_packages() {
     DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
 }
 
+# npm, in which form ever the machine has it.
+install_npm() {
+    command -v npm >/dev/null || install_packages nodejs npm
+}
+
 # build PRESET [TARGET...]: configures once and builds what is missing; says nothing unless it fails.
 build() {
     local preset=$1 log

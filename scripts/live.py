@@ -11,6 +11,7 @@ import signal
 import sys
 import time
 
+from live_log import merged
 from service_under_wine import ServiceUnderWine
 
 START_WORK_MS = 4000  # of a program that starts, on two cores
@@ -160,8 +161,10 @@ def act(service):
 
 
 def keep(service, out):
-    """Copies what the service left behind to OUT and tells where it lies."""
-    shutil.copy(service.core_folder / "trace.csv", out / "service.trace.csv")
+    """Copies what the service left behind to OUT, the log's messages also into the trace, and tells where it lies."""
+    trace = (service.core_folder / "trace.csv").read_text(encoding="utf-8")
+    log = service.diagnostic_log_file().read_text(encoding="utf-8", errors="replace")
+    (out / "service.trace.csv").write_text(merged(trace, log), encoding="utf-8")
     files = {"diagnostic log": (service.diagnostic_log_file(), "service.log"),
              "service data file": (service.service_data_file, "service.data.txt")}
     print()

@@ -6,26 +6,26 @@
 set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
-library=$root/build/report
+home=$root/build/report
+library=$home/node_modules/echarts/dist/echarts.min.js
 
 # The plotting library, by the lock file's versions; anew when they change. Two reports may be made at the same time.
 install_library() {
-    mkdir -p "$library"
-    exec 9>"$library/lock"
+    mkdir -p "$home"
+    exec 9>"$home/lock"
     flock 9
-    cmp -s "$root/report/package-lock.json" "$library/installed" && return
-    command -v npm >/dev/null || install_packages nodejs npm
-    cp "$root/report/package.json" "$root/report/package-lock.json" "$root/report/.npmrc" "$library"
-    if ! npm --prefix "$library" ci >"$library/npm.log" 2>&1; then
-        cat "$library/npm.log" >&2
+    [ -f "$library" ] && cmp -s "$root/report/package-lock.json" "$home/installed" && return
+    install_npm
+    cp "$root/report/package.json" "$root/report/package-lock.json" "$root/report/.npmrc" "$home"
+    if ! npm --prefix "$home" --cache "$home/cache" ci >"$home/npm.log" 2>&1; then
+        cat "$home/npm.log" >&2
         return 1
     fi
-    cp "$root/report/package-lock.json" "$library/installed"
+    cp "$root/report/package-lock.json" "$home/installed"
 }
 
 (install_packages python3 && install_library) || {
     echo "the plotting library cannot be installed" >&2
     exit 1
 }
-exec /usr/bin/python3 -B "$root/scripts/report.py" --folder "$root/build/run" \
-    --library "$library/node_modules/echarts/dist/echarts.min.js" "$@"
+exec /usr/bin/python3 -B "$root/scripts/report.py" --folder "$root/build/run" --library "$library" "$@"

@@ -2,7 +2,8 @@
 # run.sh: the service for real: installed under Wine, started by the service control manager, switched on and off.
 # run.sh --replay [SCENARIO.csv]: a recording through the service's scaling loop in virtual time, and what it did.
 #
-# The first takes about 90 seconds and shows a line for each control step. What both leave behind lies in build/run/.
+# The first takes about 90 seconds and shows a line for each control step. What both leave behind lies in build/run/,
+# with a page that shows it (docs/report.md).
 # Exit codes of a replay are those of scripts/replay.sh.
 set -eu
 # shellcheck source=common.sh

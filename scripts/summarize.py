@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """summarize.py TRACE.csv DATA: prints what a replay did, minute by minute and in total.
 
-Writes what the picture shows to DATA, in two blocks: seconds and mean power in W for each control step; seconds, ceiling
-and PL1 in W for each change of a limit. The report takes its steps, limits and totals from here too.
+Writes what the picture shows to DATA, in two blocks: seconds and mean power in W for each control step; seconds,
+ceiling and PL1 in W for each change of a limit. The report takes its steps, limits and totals from here, too.
 """
 
 import collections
@@ -162,6 +162,10 @@ def mean_over_time(points, end_ms):
     return sum(ms * value for ms, value in spans) / total_ms if total_ms else None
 
 
+def highest(points):
+    return max((value for _, value in points if value is not None), default=None)
+
+
 def full_share(replay):
     return 100 * replay.full_ms / replay.end_ms if replay.end_ms else 0.0
 
@@ -185,7 +189,7 @@ def totals(replay):
         "steps": Total("control steps", len(replay.steps), str),
         "idle": Total("of them in Active Idle", told(IDLE_STEP), str),
         "power": Total("mean power", mean_over_time(watts, replay.end_ms), in_unit("W")),
-        "peak": Total("highest power", max((value for _, value in watts if value is not None), default=None), in_unit("W")),
+        "peak": Total("highest power", highest(watts), in_unit("W")),
         **simulated,
         "ceiling": Total("mean ceiling", mean_over_time(ceilings, replay.end_ms), "{:.0f}".format),
         "full": Total("at full performance", replay.full_ms, duration),

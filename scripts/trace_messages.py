@@ -31,7 +31,7 @@ LANES = {
     "restore": Lane("Restore", "After a burst or a start the ceiling returns to what the power asks for."),
     "clip": Lane("Clip", "The processor reported that a limit clips it, and the ceiling steps up."),
     "hold": Lane("Hold", "Full performance was reached without a start; a countdown to its end begins."),
-    "idle": Lane("Active Idle", "Nearly no power: the ceiling rests at 1200 and the loop looks only every few seconds."),
+    "idle": Lane("Active Idle", "Nearly no power: the ceiling rests at 1200, and the loop looks every few seconds."),
     "slider": Lane("Power slider", "The user moved the power slider or chose another power scheme."),
     "workload": Lane("Workload", "The framework classified the workload anew."),
     "standby": Lane("Standby", "The machine enters standby."),
@@ -103,7 +103,8 @@ MESSAGES = {
     " **** PIDx- 1 PIDC Pkg power = {pkgPower} *exitCount = {count} *prev_exitCount ==: {previous}"
     " *tempPerfRange = {temp} *WLC ==: {workload}": Meaning(BURST, "Burst: full performance is held"),
     " **** PIDx- 1 Down Pkg power = {pkgPower} *Perf Max = {prefMax} *DeltaPkgpwr = {delta}"
-    " *PerfRange ==: {PerfRange} *tempPerfRange = {temp} PwrPause = {pause} *WLC ==: {workload}": Meaning(DECISION, "Power steady or down"),
+    " *PerfRange ==: {PerfRange} *tempPerfRange = {temp} PwrPause = {pause} *WLC ==: {workload}":
+        Meaning(DECISION, "Power steady or down"),
     " **** PIDx- 2 PIDC Pkg power = {pkgPower} *Perf Max = {prefMax} *DeltaPkgpwr ==: {delta} *Xf ==: {xf}"
     " *exitCount = {count} *prev_exitCount ==: {previous} *WLC ==: {workload}":
         Meaning(BURST, "Burst on rising power: full performance is held"),
@@ -143,7 +144,8 @@ MESSAGES = {
     "The subscription callback was notified that event records are missing":
         Meaning(FAILURE, "Standby events are missing"),
     "The subscription callback received the following Win32 error": Meaning(FAILURE, "No standby events"),
-    "SubscriptionCallback is failed with out ERROR_SUCCESS ": Meaning(STANDBY, "A standby event was taken, in spite of the text"),
+    "SubscriptionCallback is failed with out ERROR_SUCCESS ":
+        Meaning(STANDBY, "A standby event was taken, in spite of the text"),
     "SubscriptionCallback: Unknown action": Meaning(FAILURE, "A standby event of no known kind"),
     # --- the engine, around the loop
     "Logger file is{path*}": Meaning(DETAIL, "The log's file"),
@@ -163,7 +165,8 @@ MESSAGES = {
     "Could not set proxy blanket. Error code = 0x{code*}": Meaning(FAILURE, "No process watcher"),
     "CreateObjectStub psink or pStubUnk with NULL": Meaning(FAILURE, "No process watcher"),
     "CreateObjectStub psink with NULL": Meaning(FAILURE, "No process watcher"),
-    "ExecNotificationQueryAsync failed{code*}": Meaning(FAILURE, "No process watcher"),
+    "ExecNotificationQueryAsync failed with NULL": Meaning(FAILURE, "No process watcher"),
+    "ExecNotificationQueryAsync failedwith = 0x%X{code*}": Meaning(FAILURE, "No process watcher"),
     "Channel was not found{channel*}": Meaning(FAILURE, "No standby watcher"),
     "The query is not valid{query*}": Meaning(FAILURE, "No standby watcher"),
     "EvtSubscribe failed with{error*}": Meaning(FAILURE, "No standby watcher"),
@@ -180,13 +183,13 @@ def _compiled(pattern):
     return re.compile(text, re.DOTALL)
 
 
-_TABLE = [(pattern.split("{")[0], _compiled(pattern), meaning) for pattern, meaning in MESSAGES.items()]
+TABLE = [(pattern.split("{")[0], _compiled(pattern), meaning) for pattern, meaning in MESSAGES.items()]
 
 
 @functools.lru_cache(maxsize=65536)
 def understand(level, text):
     """(meaning, numbers and names in the text) of a message."""
-    for start, pattern, meaning in _TABLE:
+    for start, pattern, meaning in TABLE:
         if text.startswith(start):
             found = pattern.fullmatch(text)
             if found:

@@ -235,7 +235,7 @@ def series(name, rows, replay):
         "target": curve(timeline.target, end_ms, 0),
         "ceiling": curve([(time_ms, ceiling) for time_ms, ceiling, _ in replay.changes], end_ms, 0),
         "pl1": curve([(time_ms, pl1_mw / 1000) for time_ms, _, pl1_mw in replay.changes], end_ms),
-        "processor": {name: curve([(time_ms, value * scale) for time_ms, value in replay.processor[name]], end_ms, 3)
+        "processor": {name: curve([(time_ms, value * scale) for time_ms, value in replay.processor[name]], end_ms)
                       for name, scale in PROCESSOR_SCALE.items() if name in replay.processor},
         "decisions": decisions, "limits": limits, "marks": marks, "texts": list(texts),
     }

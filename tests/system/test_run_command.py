@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import re
 import subprocess
 import xml.etree.ElementTree
 
@@ -51,6 +52,17 @@ def test_the_picture_is_a_drawing_with_the_three_curves(office):
         assert label in texts
 
 
+def test_the_report_is_named_and_is_a_page_of_this_trace(office):
+    assert "report   build/run/office-laptop.html, for a browser" in office.splitlines()
+    page = (OUT / "office-laptop.html").read_text(encoding="utf-8")
+    assert "<title>office-laptop - Kelvane report</title>" in page
+    # Its totals are those that were printed.
+    cells = dict(re.findall(r'<th scope="row">([^<]*)</th><td class="number">([^<]*)</td>', page))
+    assert f"time                  {cells['time']}" in office
+    assert f"control steps         {cells['control steps']}, of them {cells['of them in Active Idle']} in" in office
+    assert f"bursts and restores   {cells['process-start bursts']} process-start bursts, {cells['restores']}" in office
+
+
 def test_another_scenario_is_replayed_from_any_folder(tmp_path):
     (tmp_path / "quiet evening.csv").write_text("time_ms,input,value\n0,power_mw,3200\n9000,stop,scaling\n")
 
@@ -60,6 +72,7 @@ def test_another_scenario_is_replayed_from_any_folder(tmp_path):
     # Start-up, then the stop path: floor 0, full performance, PL1 as it was.
     assert "SET_PERF_PREFERENCE_MIN 2, SET_RAPL_POWER_LIMIT_1 3" in result.stdout
     assert (OUT / "quiet evening.svg").exists()
+    assert "<h1>quiet evening</h1>" in (OUT / "quiet evening.html").read_text(encoding="utf-8")
 
 
 def test_a_framework_that_cannot_be_initialised_makes_no_step(tmp_path):

@@ -1,0 +1,158 @@
+"""The table of messages, against the texts that the sources write; and the merging of a log into a trace."""
+
+import csv
+import io
+import re
+import sys
+
+import pytest
+from report_page import ROOT
+
+sys.path.insert(0, str(ROOT / "scripts"))
+
+import live_log  # noqa: E402
+import trace_messages  # noqa: E402
+
+LITERAL = re.compile(r'"((?:[^"\\]|\\.)*)"')
+
+
+def call_arguments(source, start):
+    """The arguments of a call, from behind its opening parenthesis; adjacent literals count as one."""
+    arguments, depth, at, begin = [], 0, start, start
+    while depth >= 0:
+        literal = LITERAL.match(source, at)
+        if literal:
+            at = literal.end()
+            continue
+        depth += {"(": 1, ")": -1}.get(source[at], 0)
+        if (source[at] == "," and depth == 0) or depth < 0:
+            arguments.append(source[begin:at].strip())
+            begin = at + 1
+        at += 1
+    return arguments
+
+
+def sample(argument):
+    """What an argument of logLine adds to the message: its text, or a number."""
+    texts = LITERAL.findall(argument) if argument.startswith('"') else []
+    return "".join(texts).encode().decode("unicode_escape") if texts else "7"
+
+
+def sample_messages():
+    """A message for each place of the sources that writes one whose text stands there."""
+    messages = set()
+    for folder in ("controller", "engine", "framework"):
+        for path in (ROOT / folder).glob("*.cpp"):
+            source = path.read_text(encoding="utf-8")
+            for call in re.finditer(r"\blog(?:Line\(log\w+,|Exception\()\s*(?=\")", source):
+                messages.add("".join(map(sample, call_arguments(source, call.end()))))
+            messages |= {text + ("" if text.endswith("done ==") else "7")
+                         for text in re.findall(r'"( \*{7} Max Perf Reset [^"]*)"', source)}
+            messages |= set(re.findall(r'"([^"]* EVENT Register)"', source))
+    return sorted(messages)
+
+
+def test_the_sources_write_messages_to_check():
+    assert len(sample_messages()) > 70
+    assert " ******* Max Perf Reset set 6 ==7" in sample_messages()
+    assert " * Reset tempPwr ==7 * pp ==7 * prefMax ==7 * i ==7" in sample_messages()
+
+
+@pytest.mark.parametrize("message", sample_messages())
+def test_every_message_of_the_sources_is_known(message):
+    assert trace_messages.understand("2", message)[0].kind != "other"
+
+
+def test_no_message_has_two_meanings():
+    for message in sample_messages():
+        assert len([1 for _, pattern, _ in trace_messages.TABLE if pattern.fullmatch(message)]) == 1, message
+
+
+@pytest.mark.parametrize(("text", "kind", "found"), [
+    (" * Perf Restored ** PerfRange =2500 ** NewPID =2 ** prefMax =-3", "restore",
+     {"PerfRange": "2500", "NewPID": "2", "prefMax": "-3"}),
+    (" Starting pName = a PID7 b.exePID4120", "start", {"name": "a PID7 b.exe", "id": "4120"}),
+    (" **** PIDx- 0 PIC *Pkg power = 1 *Perf Max = 2 *pkgPowerPrev = 3 *pName = x\ny.exe *WLC ==: 4 *noOfPids ==: 5",
+     "start",
+     {"pkgPower": "1", "prefMax": "2", "previous": "3", "name": "x\ny.exe", "workload": "4", "count": "5"}),
+    ("Disconnected", "failure", {}),
+    # A text that only begins or ends like a message is none.
+    ("Disconnected.", "other", {}),
+    (" * Perf Restored ** PerfRange =2500 ** NewPID =2 ** prefMax =much", "other", {}),
+])
+def test_a_message_is_known_by_its_exact_text(text, kind, found):
+    meaning, parts = trace_messages.understand("2", text)
+
+    assert (meaning.kind, parts) == (kind, found)
+
+
+def test_an_unknown_error_is_a_failure():
+    assert trace_messages.understand("4", "never heard of")[0].kind == "failure"
+
+
+# --- the live service's log -----------------------------------------------------------------------------------------
+
+TRACE = """time_ms,kind,name,value,status
+0,call,INIT,,0
+700,primitive,GET_SOC_WORKLOAD,0,0
+2400,primitive,SET_PERF_PREFERENCE_MAX,1200,0
+5300,call,SESSION_DESTROY,,0
+9100,call,INIT,,0
+12000,primitive,GET_SOC_WORKLOAD,0,0
+"""
+
+
+def entry(second, text, level="DEBUG"):
+    return f"[Sat Nov 21 09:59:{second:02} 2026\n][{level}] {text}\n"
+
+
+def rows_of(trace):
+    return list(csv.reader(io.StringIO(trace, newline="")))
+
+
+def test_the_logs_messages_come_into_the_trace_in_order_and_at_their_time():
+    # The first Init is at 09:59:40.8: the trace's 5300 is 46.1, its 9100 is 49.9. So the distance lies between 40.7 (46
+    # less 5.3) and 40.9 (50 less 9.1).
+    log = (entry(40, "Logger file isC:\\a, b") + entry(40, "KV scaling is started : ") +
+           entry(43, "Entering MS-506 ", "ERROR") + entry(46, "Stop is called from the registry ") +
+           entry(49, "KV scaling is started : ") + entry(53, "Disconnected"))
+
+    merged = rows_of(live_log.merged(TRACE, log))
+
+    assert merged[1:] == [
+        ["0", "log", "0", "Logger file isC:\\a, b", ""],
+        ["0", "call", "INIT", "", "0"],
+        ["0", "log", "0", "KV scaling is started : ", ""],
+        ["700", "primitive", "GET_SOC_WORKLOAD", "0", "0"],
+        ["2400", "primitive", "SET_PERF_PREFERENCE_MAX", "1200", "0"],
+        ["2700", "log", "4", "Entering MS-506 ", ""],  # 43.5 less 40.8
+        ["5300", "call", "SESSION_DESTROY", "", "0"],
+        ["5300", "log", "0", "Stop is called from the registry ", ""],
+        ["9100", "call", "INIT", "", "0"],
+        ["9100", "log", "0", "KV scaling is started : ", ""],
+        ["12000", "primitive", "GET_SOC_WORKLOAD", "0", "0"],
+        ["12700", "log", "0", "Disconnected", ""],
+    ]
+
+
+def test_a_message_never_passes_the_anchor_behind_it():
+    log = (entry(40, "KV scaling is started : ") + entry(46, "Entering MS-506 ") +
+           entry(46, "Stop is called from the registry "))
+
+    merged = rows_of(live_log.merged(TRACE, log))
+
+    at = [row[3] for row in merged].index("Entering MS-506 ")
+    assert [row[2] for row in merged[at - 1:at + 2]] == ["SET_PERF_PREFERENCE_MAX", "0", "SESSION_DESTROY"]
+    assert int(merged[at][0]) <= 5300
+
+
+def test_a_log_without_an_anchor_leaves_the_trace_as_it_is():
+    assert live_log.merged(TRACE, entry(40, "Disconnected")) == TRACE
+    assert live_log.merged(TRACE, "") == TRACE
+
+
+def test_a_message_with_a_line_feed_stays_one_row():
+    log = entry(40, "KV scaling is started : ") + entry(41, "caught Description:first\nsecond [line]", "ERROR")
+
+    assert ["2400", "primitive", "SET_PERF_PREFERENCE_MAX", "1200", "0"] in rows_of(live_log.merged(TRACE, log))
+    assert "caught Description:first\nsecond [line]" in [row[3] for row in rows_of(live_log.merged(TRACE, log))]
