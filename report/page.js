@@ -115,10 +115,11 @@ function tip() {
 }
 
 // Before the library's own listener, which makes the tip.
-box.addEventListener("pointermove", (event) => {
+function followPointer(event) {
   const place = box.getBoundingClientRect();
   pointer = { x: event.clientX - place.left, y: event.clientY - place.top };
-}, true);
+}
+for (const type of ["pointermove", "pointerdown"]) box.addEventListener(type, followPointer, true);
 
 // --- zooming --------------------------------------------------------------------------------------------------------
 

@@ -197,7 +197,7 @@ def totals(replay):
         "writes": Total("writes to processor", sum(replay.writes.values()), str),
         **writes,
         "bursts": Total("process-start bursts", told(BURST), str),
-        "restores": Total("restores", told(AFTER_BURST), str),
+        "restores": Total("restores after a burst", told(AFTER_BURST), str),
         "clips": Total("clips", told(CLIP), str),
         "clipped": Total("clipped samples", replay.clipped_samples, str),
         "refused": Total("refused by the framework", replay.refused, str),

@@ -182,7 +182,7 @@ def test_totals_are_those_of_the_trace(story):
         "mean ceiling": "4256",  # (12000 + 200000 + 30000 + 50000 + 6000 + 42500) / 80
         "at full performance": "0 min 20.0 s", "share of the time": "25.0%", "writes to processor": "7",
         "of them SET_PERF_PREFERENCE_MAX": "6", "of them SET_RAPL_POWER_LIMIT_1": "1", "process-start bursts": "1",
-        "restores": "1", "clips": "1", "clipped samples": "1", "refused by the framework": "1"}
+        "restores after a burst": "1", "clips": "1", "clipped samples": "1", "refused by the framework": "1"}
 
 
 def test_the_bands_are_the_controllers_tiers(story):
@@ -381,6 +381,7 @@ HEADER = "time_ms,kind,name,value,status\n"
     (HEADER + "0,primitive,GET_RAPL_POWER,much,0\n", ':2: "much" is no value of a primitive row'),
     (HEADER + "0,primitive,SET_PERF_PREFERENCE_MAX,,0\n", ":2: SET_PERF_PREFERENCE_MAX without a value"),
     (HEADER + "0,call,INIT,,\n", ':2: "" is no status of a call row'),
+    (HEADER + f"0,sleep,,{10 ** 25},\n", f':2: "{10 ** 25}" is no value of a sleep row'),
     (HEADER + "0,processor,power_mw,nan,\n", ':2: "nan" is no value of a processor row'),
     (HEADER + '0,log,2,"two\nlines",\n0,log,2,"open\n', ":4: unexpected end of data"),
 ])
