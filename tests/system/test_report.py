@@ -98,16 +98,18 @@ def test_a_value_holds_until_the_next_also_where_the_step_is_small(driver, tmp_p
     rows = [primitive(0, "SET_PERF_PREFERENCE_MAX", 1800), primitive(4000, "SET_PERF_PREFERENCE_MAX", 1750),
             [9000, "sleep", "", 300, ""]]
     page = Page(driver, made(tmp_path / "page.html", write_trace(tmp_path / "small.csv", rows)))
-    page.press("+")
-    page.wait(lambda: page.shown() != (0, 9), "a zoom")
-    page.run("return new Promise(done => requestAnimationFrame(() => requestAnimationFrame(done)))")
+    page.run("window.corners = []; const line = CanvasRenderingContext2D.prototype.lineTo;"
+             "CanvasRenderingContext2D.prototype.lineTo = function (x, y) { corners.push([x, y]); line.call(this, x, y); }")
 
-    # Commands of the drawn path: 1 or 2, x, y.
-    path = page.chart("[...chart.getZr().storage.getDisplayList().find(shape => shape.type === 'ec-polyline')"
-                      ".path.data]")
-    points = [path[at + 1:at + 3] for at in range(0, len(path) - 2, 3) if path[at] in (1, 2)]
-    assert len(points) >= 4
-    assert all(abs(one[0] - other[0]) < 0.1 or abs(one[1] - other[1]) < 0.1 for one, other in zip(points, points[1:]))
+    page.press("+")
+    page.wait(lambda: page.run("return corners.length"), "a new drawing")
+
+    # The two corners of the step are less than a pixel apart, and both are drawn.
+    upper, lower = page.chart("[1800, 1750].map(value => chart.convertToPixel({ gridIndex: 0 }, [4000, value]))")
+    assert 0.5 < lower[1] - upper[1] < 1
+    drawn = page.run("return corners")
+    for corner in (upper, lower):
+        assert [at for at in drawn if abs(at[0] - corner[0]) < 0.2 and abs(at[1] - corner[1]) < 0.2]
 
 
 @pytest.mark.parametrize(("point", "message"), [([12000, 10000], STARTS), ([35000, 3000], DOWN), ([45000, 5000], CLIP),
@@ -332,6 +334,16 @@ def test_a_trace_that_ends_early_differs_where_it_ends(driver, tmp_path):
 
     assert page.rows("#difference table") == [["A", f"line {len(STORY) + 1}", f"80000,log,0,{STOPPED}".strip() + " ,"],
                                               ["B", "", "the trace has ended"]]
+    assert "All writes to the processor are the same." in page.text("#difference")
+
+
+def test_a_message_more_is_no_other_write(driver, tmp_path):
+    first = write_trace(tmp_path / "one.csv", STORY)
+    second = write_trace(tmp_path / "two.csv", [STORY[0], log(0, HOSTILE), *STORY[1:]])
+    page = Page(driver, made(tmp_path / "page.html", first, second))
+
+    assert page.rows("#difference table") == [["A", "line 3", "0,log,0,KV scaling is started : ,"],
+                                              ["B", "line 3", f"0,log,2,{HOSTILE},"]]
     assert "All writes to the processor are the same." in page.text("#difference")
 
 
