@@ -55,7 +55,7 @@ class Timeline:
     def __init__(self, rows):
         self.tracker = []
         self.target = []
-        self.decisions = []  # (time_ms, ceiling, title, text)
+        self.decisions = []  # (time_ms, ceiling, title, text, whether it wrote)
         self.limits = []  # (time_ms, PL1 in W, title, text)
         self.marks = []
         self.ceiling = 0
