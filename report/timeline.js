@@ -43,16 +43,15 @@ const limit = [
   ["power, every 100 ms", (trace) => trace.processor.power_mw, "W", "power", { width: 1, area: 0.15 }],
   ["average that PL1 acts on", (trace) => trace.processor.average_mw, "W", "average", { width: 2 }],
 ];
-const demand = [
-  ["unfinished work", (trace) => trace.processor.demand_core_ms, "core s", "first", { width: 1.5, area: 0.2 }],
-  ["work done", (trace) => trace.processor.served_core_ms, "cores", "restore", { width: 1.2 }],
-];
+const work = { width: 1.5, area: 0.2 };
+const demand = [["unfinished work", (trace) => trace.processor.demand_core_ms, "core s", "first", work]];
+const served = [["work done", (trace) => trace.processor.served_core_ms, "cores", "restore", work]];
 const clockRate = [["clock", (trace) => trace.processor.clock_permille, "%", "tracker", { width: 1.6, area: 0.1 }]];
 
 const known = (curves) => curves.filter(([, points]) => traces.some((trace) => (points(trace) || []).length));
 
 function allPanels() {
-  const simulated = known(demand).length + known(clockRate).length > 0;
+  const simulated = known([...demand, ...served, ...clockRate]).length > 0;
   return [
     { key: "power", title: "Power, W", curves: known(power), height: 210 },
     { key: "ceiling", title: "Ceiling, preference 0 to 10000", curves: known(ceiling), height: 180, top: 10500,
@@ -60,7 +59,8 @@ function allPanels() {
     { key: "lanes", title: "Marks", curves: [], height: Math.max(1, lanes.length) * 24 + 8 },
     { key: "limit", title: simulated ? "PL1 and the power that it acts on, W" : "PL1, W", curves: known(limit),
       height: simulated ? 150 : 80 },
-    { key: "demand", title: "Work: unfinished, core s; done, cores at full clock", curves: known(demand), height: 120 },
+    { key: "demand", title: "Unfinished work, core seconds", curves: known(demand), height: 90 },
+    { key: "served", title: "Work done, cores at full clock", curves: known(served), height: 90 },
     { key: "clock", title: "Clock, % of full", curves: known(clockRate), height: 90, top: 100, step: 50 },
   ].filter((panel) => panel.key === "lanes" ? lanes.length : panel.curves.length);
 }
@@ -76,7 +76,8 @@ function scaleOf(panel) {
   }
   const unit = 10 ** Math.floor(Math.log10(highest || 1));
   const [top, step] = tops.find(([multiple]) => multiple * unit >= highest * 1.02);
-  return { top: top * unit, step: step * unit };
+  const finer = panel.height > 150 && top <= 2 * step ? 2 : 1;
+  return { top: top * unit, step: step * unit / finer };
 }
 
 function layOut() {

@@ -247,8 +247,8 @@ def test_power_demand_and_clock_of_a_simulated_processor_have_panels(driver, tmp
     assert page.series("unfinished work") == [[75000, 1.5], [80000, 1.5]]
     assert page.series("work done") == [[75000, 2.5], [80000, 2.5]]  # 250 core ms in 100 ms
     assert page.series("clock") == [[75000, 64], [80000, 64]]
-    assert page.titles()[3:6] == ["PL1 and the power that it acts on, W",
-                                  "Work: unfinished, core s; done, cores at full clock", "Clock, % of full"]
+    assert page.titles()[3:7] == ["PL1 and the power that it acts on, W", "Unfinished work, core seconds",
+                                  "Work done, cores at full clock", "Clock, % of full"]
     totals = {row[0]: row[1] for row in page.rows("#totals")[1:]}
     assert (totals["energy drawn"], totals["work done"]) == ("0.9 J", "0.25 core s")  # 9.1 W for a tenth of a second
 
