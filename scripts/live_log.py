@@ -6,6 +6,9 @@ INIT, and the last one of its stop path follows SESSION_DESTROY. Each of them st
 tells the distance between the clocks to within a second, so the middle is off by half a second at most, and by less the
 more anchors there are. All other messages are put in the middle of their second, in the log's order and not past an
 anchor: so they are off by half a second at most, and by as much again as the distance is.
+
+The live trace's `processor` rows are written when the model is next looked at, which may be behind a later row. Here all
+rows are put into the order of their times.
 """
 
 import bisect
@@ -43,16 +46,11 @@ def distance_ms(entries, rows, anchors):
     return (max(least) + min(least) + 1000) // 2
 
 
-def merged(trace, log):
-    """The trace's text with the log's messages in it; as it was when nothing anchors them."""
-    head, *rows = csv.reader(io.StringIO(trace, newline=""), strict=True)
-    entries = entries_of(log)
-    anchors = anchored(entries, rows)
-    if not anchors:
-        return trace
+def places_of(entries, rows, anchors):
+    """The log rows, by the number of trace rows that stand before them."""
     times = [int(row[0]) for row in rows]
     distance = distance_ms(entries, rows, anchors)
-    behind = {}  # log rows by the number of the trace rows that stand before them
+    behind = {}
     place, earlier_ms = 0, 0
     for number, (second, level, text) in enumerate(entries):
         if number in anchors:
@@ -64,6 +62,16 @@ def merged(trace, log):
             place = min(max(bisect.bisect_right(times, time_ms), place), limit)
         earlier_ms = time_ms
         behind.setdefault(place, []).append([time_ms, "log", level, text, ""])
+    return behind
+
+
+def merged(trace, log):
+    """The trace's text in order, with the log's messages in it; without them when nothing anchors them."""
+    head, *rows = csv.reader(io.StringIO(trace, newline=""), strict=True)
+    rows.sort(key=lambda row: int(row[0]))
+    entries = entries_of(log)
+    anchors = anchored(entries, rows)
+    behind = places_of(entries, rows, anchors) if anchors else {}
     text = io.StringIO()
     writer = csv.writer(text, lineterminator="\n")
     writer.writerow(head)

@@ -146,6 +146,17 @@ def test_a_message_never_passes_the_anchor_behind_it():
     assert int(merged[at][0]) <= 5300
 
 
+def test_rows_that_were_written_late_come_to_their_time():
+    late = "5200,processor,power_mw,800,\n5200,processor,average_mw,900,\n"
+
+    merged = live_log.merged(TRACE + late, entry(40, "KV scaling is started : "))
+
+    assert [",".join(row[:3]) for row in rows_of(merged)[1:]] == [
+        "0,call,INIT", "0,log,0", "700,primitive,GET_SOC_WORKLOAD", "2400,primitive,SET_PERF_PREFERENCE_MAX",
+        "5200,processor,power_mw", "5200,processor,average_mw", "5300,call,SESSION_DESTROY", "9100,call,INIT",
+        "12000,primitive,GET_SOC_WORKLOAD"]
+
+
 def test_a_log_without_an_anchor_leaves_the_trace_as_it_is():
     assert live_log.merged(TRACE, entry(40, "Disconnected")) == TRACE
     assert live_log.merged(TRACE, "") == TRACE
