@@ -7,8 +7,8 @@ tells the distance between the clocks to within a second, so the middle is off b
 more anchors there are. All other messages are put in the middle of their second, in the log's order and not past an
 anchor: so they are off by half a second at most, and by as much again as the distance is.
 
-The live trace's `processor` rows are written when the model is next looked at, which may be behind a later row. Here all
-rows are put into the order of their times.
+The live trace's `processor` rows are written when the model is next looked at, which may be behind a later row. Here
+all rows are put into the order of their times.
 """
 
 import bisect
