@@ -9,6 +9,7 @@ import hashlib
 import math
 import os
 import pathlib
+import re
 import shutil
 import statistics
 import subprocess
@@ -224,7 +225,8 @@ def keep():
     table = (OUT / "table.md").read_text(encoding="ascii")
     page.write_text(f"{before}<!-- table -->\n{table}<!-- end of table -->{after}", encoding="ascii")
     shutil.copy(OUT / "hashes.txt", ROOT / "docs/control-hashes.txt")
-    shutil.copy(OUT / "scatter.svg", ROOT / "docs/control.svg")
+    picture = (OUT / "scatter.svg").read_text(encoding="utf-8")
+    (ROOT / "docs/control.svg").write_text(re.sub(r"[ \t]+$", "", picture, flags=re.M), encoding="utf-8")
 
 
 def main():

@@ -37,16 +37,49 @@ struct Core {
 // Never destroyed: threads of the program that loaded the core may still call it while the process ends.
 Core& core = *new Core;
 
-// Both need the lock.
+// Needs the lock.
 int answerTo(const std::string& operation)
 {
     const auto answer = core.answers.find(operation);
     return answer == core.answers.end() ? TOVA_OK : answer->second;
 }
 
+std::uint64_t rounded(double value) { return static_cast<std::uint64_t>(std::llround(value)); }
+
+constexpr std::uint64_t processorRowsMs = 100;
+
+// Needs the lock. Work done is a difference of rounded sums, so that nothing is lost over the rows.
+void recordProcessor(const ProcessorModel& processor, double servedBefore)
+{
+    const std::uint64_t timeMs = processor.nowMs();
+    core.trace->processor(timeMs, "demand_core_ms", rounded(processor.unfinishedCoreMs()));
+    core.trace->processor(timeMs, "served_core_ms", rounded(processor.servedCoreMs()) - rounded(servedBefore));
+    core.trace->processor(timeMs, "clock_permille", rounded(1000 * processor.clock()));
+    core.trace->processor(timeMs, "power_mw", rounded(processor.meanPowerMw()));
+    core.trace->processor(timeMs, "average_mw", rounded(processor.averagePowerMw()));
+}
+
+// Needs the lock. Returns the time up to which everything has happened, for the row that comes next.
+std::uint64_t catchUp()
+{
+    const std::uint64_t nowMs = core.nowMs();
+    if (!core.processor) return nowMs;
+    ProcessorModel& processor = *core.processor;
+    while (processor.nowMs() + tickMs <= nowMs) {
+        processor.tick();
+        if (core.onTick) core.onTick(processor);
+        if (processor.nowMs() % processorRowsMs == 0) {
+            recordProcessor(processor, core.servedAtRows);
+            core.servedAtRows = processor.servedCoreMs();
+        }
+    }
+    return nowMs;
+}
+
+// Needs the lock.
 int recordCall(const char* operation, std::optional<std::uint32_t> eventType, int status)
 {
-    core.trace->call(core.nowMs(), operation, eventType, status);
+    core.trace->call(catchUp(), operation, eventType, status);
     return status;
 }
 
@@ -82,37 +115,6 @@ int findPrimitive(const OrqData* command)
     return name == std::end(primitiveNames) ? -1 : static_cast<int>(name - primitiveNames);
 }
 
-std::uint64_t rounded(double value) { return static_cast<std::uint64_t>(std::llround(value)); }
-
-constexpr std::uint64_t processorRowsMs = 100;
-
-// Needs the lock. Work done is a difference of rounded sums, so that nothing is lost over the rows.
-void recordProcessor(const ProcessorModel& processor, double servedBefore)
-{
-    const std::uint64_t timeMs = processor.nowMs();
-    core.trace->processor(timeMs, "demand_core_ms", rounded(processor.unfinishedCoreMs()));
-    core.trace->processor(timeMs, "served_core_ms", rounded(processor.servedCoreMs()) - rounded(servedBefore));
-    core.trace->processor(timeMs, "clock_permille", rounded(1000 * processor.clock()));
-    core.trace->processor(timeMs, "power_mw", rounded(processor.meanPowerMw()));
-    core.trace->processor(timeMs, "average_mw", rounded(processor.averagePowerMw()));
-}
-
-// Needs the lock.
-void catchUp()
-{
-    if (!core.processor) return;
-    ProcessorModel& processor = *core.processor;
-    const std::uint64_t nowMs = core.nowMs();
-    while (processor.nowMs() + tickMs <= nowMs) {
-        processor.tick();
-        if (core.onTick) core.onTick(processor);
-        if (processor.nowMs() % processorRowsMs == 0) {
-            recordProcessor(processor, core.servedAtRows);
-            core.servedAtRows = processor.servedCoreMs();
-        }
-    }
-}
-
 // Needs the lock, and a processor that is up to date.
 std::uint32_t readingOf(Primitive getter)
 {
@@ -139,7 +141,7 @@ int execute(int index, const OrqData* request, OrqData* response)
     const std::lock_guard lock(core.lock);
     const char* const name = primitiveNames[index];
     const int status = answerTo(name);
-    catchUp();
+    const std::uint64_t nowMs = catchUp();
     std::optional<std::uint32_t> value;
     if (holdsWord(request)) {
         std::memcpy(&value.emplace(), request->buf_ptr, sizeof(std::uint32_t));
@@ -149,7 +151,7 @@ int execute(int index, const OrqData* request, OrqData* response)
         std::memcpy(response->buf_ptr, &*value, sizeof(std::uint32_t));
         response->data_len = sizeof(std::uint32_t);
     }
-    core.trace->primitive(core.nowMs(), name, value, status);
+    core.trace->primitive(nowMs, name, value, status);
     return status;
 }
 
@@ -234,8 +236,7 @@ void useProcessor(const ProcessorSpec& spec, std::function<void(const ProcessorM
 void addJob(const Job& job)
 {
     const std::lock_guard lock(core.lock);
-    catchUp();
-    core.processor->addJob(core.nowMs(), job.coreMs, job.cores);
+    core.processor->addJob(catchUp(), job.coreMs, job.cores);
 }
 
 const ProcessorModel& processorAtWork() { return *core.processor; }
