@@ -1,10 +1,12 @@
 #include "diagnostics/event_log.h"
 
+#include "version.h"
+
 #include <windows.h>
 
 namespace kelvane {
 
-const wchar_t serviceName[] = L"Tarvo(R) Kelvane";
+const wchar_t serviceName[] = KELVANE_PRODUCT;
 
 void reportServiceEvent(const std::wstring& message)
 {

@@ -12,7 +12,9 @@
 #include "engine/state.h"
 #include "service/capability_check.h"
 #include "service/control_registry_watcher.h"
+#include "version.h"
 
+#include <cstdio>
 #include <thread>
 
 namespace kelvane {
@@ -67,6 +69,16 @@ void runWorkerToItsEnd()
     if (worker) CloseHandle(worker);
 }
 
+// The line for somebody who starts the program by hand. Other refusals concern the service manager alone.
+void tellHowToStart(DWORD error)
+{
+    if (error != ERROR_FAILED_SERVICE_CONTROLLER_CONNECT) return;
+    std::fprintf(stderr,
+                 "kelvane.exe is the Windows service \"%ls\": install it by kelvane-%s-x64.msi and start it by "
+                 "net start \"%ls\".\n",
+                 serviceName, KELVANE_VERSION, serviceName);
+}
+
 }  // namespace
 
 int runService()
@@ -75,6 +87,7 @@ int runService()
     if (StartServiceCtrlDispatcherW(table)) return 0;
     const DWORD error = GetLastError();
     reportServiceEvent(L"Kelvane: Main: StartServiceCtrlDispatcher returned error");
+    tellHowToStart(error);
     return static_cast<int>(error);
 }
 

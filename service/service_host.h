@@ -12,6 +12,7 @@ extern std::atomic<int> g_engineGate;       // 0: the engine is to be started; t
 extern std::atomic<HANDLE> g_stopEvent;     // set by the control handler, polled by the worker
 
 // Hands the process to the service control manager and returns its exit code when the service has ended.
+// Refused because nobody but a person started it, it tells on standard error how to go about it.
 int runService();
 
 // The service's own thread: reports its states, starts the worker and waits for it.

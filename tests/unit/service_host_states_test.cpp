@@ -3,6 +3,7 @@
 #include "tests/fakes/call_list.h"
 #include "tests/fakes/fake_reports.h"
 #include "tests/fakes/fake_service_manager.h"
+#include "tests/fakes/standard_error.h"
 
 #include <gmock/gmock.h>
 
@@ -43,6 +44,30 @@ TEST_F(ServiceStates, EntryThatIsRefusedReportsItAndEndsWithTheErrorCode)
 
     EXPECT_THAT(noted(), ElementsAre("dispatch Tarvo(R) Kelvane",
                                      "event Kelvane: Main: StartServiceCtrlDispatcher returned error"));
+}
+
+TEST_F(ServiceStates, EntryStartedByHandSaysOnOneLineHowToInstallAndStartTheService)
+{
+    manager.dispatches = false;
+    manager.lastError = 1063;
+    StandardError errors;
+
+    EXPECT_EQ(runService(), 1063);
+
+    EXPECT_EQ(errors.text(), "kelvane.exe is the Windows service \"Tarvo(R) Kelvane\": install it by "
+                             "kelvane-1.0.11406.42226-x64.msi and start it by net start \"Tarvo(R) Kelvane\".\n");
+}
+
+TEST_F(ServiceStates, EntryRefusedForAnotherReasonOrEndedByAStopSaysNothing)
+{
+    StandardError errors;
+
+    EXPECT_EQ(runService(), 0);
+    manager.dispatches = false;
+    manager.lastError = 1056;
+    EXPECT_EQ(runService(), 1056);
+
+    EXPECT_EQ(errors.text(), "");
 }
 
 TEST_F(ServiceStates, LifeFromStartToStopIsReportedInThisOrder)
