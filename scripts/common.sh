@@ -5,6 +5,8 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 export WINEPREFIX="${WINEPREFIX:-$root/build/wine}"
 
 build_packages=(g++-mingw-w64-x86-64-posix cmake ninja-build wine64)
+package_packages=(git msitools python3 uuid-runtime wixl)
+sign_packages=(openssl osslsigncode)
 
 # Installs those of the named Debian packages that this machine lacks.
 install_packages() {

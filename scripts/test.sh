@@ -8,8 +8,8 @@ source "$(dirname "$0")/common.sh"
 cd "$root"
 trap stop_wine EXIT
 
-install_packages "${build_packages[@]}" chromium chromium-driver clang-format clang-tidy git gnuplot-nox googletest \
-    python3 python3-pefile python3-pytest python3-selenium shellcheck
+install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}" chromium chromium-driver \
+    clang-format clang-tidy gnuplot-nox googletest python3-pefile python3-pytest python3-selenium shellcheck
 install_npm
 build release
 build debug

@@ -1,0 +1,105 @@
+#!/usr/bin/env bash
+# package.sh: builds the installer build/package/kelvane-VERSION-x64.msi and tells what it made.
+# package.sh VERSION FOLDER: the same in FOLDER, calling itself VERSION; for trying upgrades.
+#
+# Executable and installer are signed when KELVANE_SIGN_CERT names a certificate and KELVANE_SIGN_KEY its key, both as PEM
+# files. KELVANE_SIGN_PASS_FILE names a file with the key's pass phrase, KELVANE_SIGN_TIME_URL a time stamp service,
+# without which a signature lapses together with the certificate.
+# The same commit makes the same bytes, unless they are signed. SOURCE_DATE_EPOCH is the commit's time if it is not set.
+# Any warning of a tool fails. Exit codes: 0 built, 1 not built, 2 wrong usage.
+set -eu
+# shellcheck source=common.sh
+source "$(dirname "$0")/common.sh"
+
+wrong_usage() {
+    echo "$1" >&2
+    exit 2
+}
+
+# Runs a tool of which nothing is heard when all is well.
+silently() {
+    local said
+    if ! said=$("$@" 2>&1) || [ -n "$said" ]; then
+        printf '%s: %s\n' "$1" "$said" >&2
+        return 1
+    fi
+}
+
+is_signed() { [ -n "${KELVANE_SIGN_CERT:-}" ]; }
+
+sign() {
+    local file=$1 said options=(-certs "$KELVANE_SIGN_CERT" -key "$KELVANE_SIGN_KEY" -h sha256 -n "$product")
+    [ -z "${KELVANE_SIGN_PASS_FILE:-}" ] || options+=(-readpass "$KELVANE_SIGN_PASS_FILE")
+    [ -z "${KELVANE_SIGN_TIME_URL:-}" ] || options+=(-ts "$KELVANE_SIGN_TIME_URL")
+    if ! said=$(osslsigncode sign "${options[@]}" -in "$file" -out "$file.signed" 2>&1 </dev/null); then
+        printf 'signing %s failed\n%s\n' "${file##*/}" "$said" >&2
+        return 1
+    fi
+    mv "$file.signed" "$file"
+}
+
+signer() {
+    if is_signed; then
+        openssl x509 -in "$KELVANE_SIGN_CERT" -noout -subject -nameopt RFC2253 | sed 's/^subject=//'
+    else
+        echo unsigned
+    fi
+}
+
+# The version after this one, by the three numbers that Windows Installer compares.
+next_version() {
+    local numbers
+    IFS=. read -ra numbers <<<"$1"
+    echo "${numbers[0]}.${numbers[1]}.$((numbers[2] + 1))"
+}
+
+# Each version is a product of its own to Windows Installer, always under the same code.
+product_code() {
+    uuidgen --sha1 --namespace b7c05b6e-3a3c-4f60-9d5c-5b1f8e1f0a6d --name "$1" | tr '[:lower:]' '[:upper:]'
+}
+
+# make_package MSI VERSION: from kelvane.exe, which lies in the same folder.
+make_package() {
+    (cd "$stage" && silently wixl -a x64 -o "$1" -D "ProductCode=$(product_code "$2")" -D "Version=$2" \
+        -D "NextVersion=$(next_version "$2")" -D "Company=${company:?}" -D "Product=${product:?}" \
+        -D "Description=${description:?}" "$root/packaging/kelvane.wxs")
+    silently /usr/bin/python3 "$root/packaging/complete_tables.py" "$stage/$1" "$product" "${version:?}" \
+        "$SOURCE_DATE_EPOCH"
+}
+
+case $# in
+0) folder=$root/build/package ;;
+2) folder=$(realpath -m "$2") ;;
+*) wrong_usage "usage: scripts/package.sh [VERSION FOLDER]" ;;
+esac
+[[ ${1:-1.0.0.0} =~ ^[0-9]{1,3}\.[0-9]{1,3}\.[0-9]{1,5}\.[0-9]{1,5}$ ]] || wrong_usage "not a version of four numbers: $1"
+[ "${KELVANE_SIGN_CERT:+given}" = "${KELVANE_SIGN_KEY:+given}" ] ||
+    wrong_usage "KELVANE_SIGN_CERT and KELVANE_SIGN_KEY are needed together"
+for file in "${KELVANE_SIGN_CERT:-}" "${KELVANE_SIGN_KEY:-}" "${KELVANE_SIGN_PASS_FILE:-}"; do
+    [ -z "$file" ] || [ -r "$file" ] || wrong_usage "needed for signing, but cannot be read: $file"
+done
+
+install_packages "${build_packages[@]}" "${package_packages[@]}"
+if is_signed; then install_packages "${sign_packages[@]}"; fi
+export TZ=UTC SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git -C "$root" log -1 --format=%ct)}
+build release kelvane
+# shellcheck source=/dev/null
+source "$root/build/release/generated/identity.sh"
+
+mkdir -p "$folder"
+stage=$(mktemp -d "$folder/.making-XXXXXX")
+trap 'rm -rf "$stage"' EXIT
+cp "$root/build/release/kelvane.exe" "$stage"
+if is_signed; then sign "$stage/kelvane.exe"; fi
+touch -d "@$SOURCE_DATE_EPOCH" "$stage/kelvane.exe"
+
+package=kelvane-${1:-$version}-x64.msi
+make_package "$package" "${1:-$version}"
+if is_signed; then sign "$stage/$package"; fi
+mv "$stage/$package" "$folder"
+
+cd "$folder"
+echo "package     $(realpath --relative-base="$root" "$package")"
+echo "size        $(stat -c %s "$package") bytes"
+echo "sha256      $(sha256sum "$package" | cut -d ' ' -f 1)"
+echo "signature   $(signer)"
