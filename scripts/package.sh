@@ -2,7 +2,7 @@
 # package.sh: builds the installer build/package/kelvane-VERSION-x64.msi and tells what it made.
 # package.sh VERSION FOLDER: the same in FOLDER, calling itself VERSION; for trying upgrades.
 #
-# Executable and installer are signed when KELVANE_SIGN_CERT names a certificate and KELVANE_SIGN_KEY its key, both as PEM
+# Executable and installer are signed when KELVANE_SIGN_CERT names a certificate and KELVANE_SIGN_KEY its key, both PEM
 # files. KELVANE_SIGN_PASS_FILE names a file with the key's pass phrase, KELVANE_SIGN_TIME_URL a time stamp service,
 # without which a signature lapses together with the certificate.
 # The same commit makes the same bytes, unless they are signed. SOURCE_DATE_EPOCH is the commit's time if it is not set.
@@ -72,7 +72,8 @@ case $# in
 2) folder=$(realpath -m "$2") ;;
 *) wrong_usage "usage: scripts/package.sh [VERSION FOLDER]" ;;
 esac
-[[ ${1:-1.0.0.0} =~ ^[0-9]{1,3}\.[0-9]{1,3}\.[0-9]{1,5}\.[0-9]{1,5}$ ]] || wrong_usage "not a version of four numbers: $1"
+[[ ${1:-1.0.0.0} =~ ^[0-9]{1,3}\.[0-9]{1,3}\.[0-9]{1,5}\.[0-9]{1,5}$ ]] ||
+    wrong_usage "not a version of four numbers: $1"
 [ "${KELVANE_SIGN_CERT:+given}" = "${KELVANE_SIGN_KEY:+given}" ] ||
     wrong_usage "KELVANE_SIGN_CERT and KELVANE_SIGN_KEY are needed together"
 for file in "${KELVANE_SIGN_CERT:-}" "${KELVANE_SIGN_KEY:-}" "${KELVANE_SIGN_PASS_FILE:-}"; do
@@ -81,7 +82,8 @@ done
 
 install_packages "${build_packages[@]}" "${package_packages[@]}"
 if is_signed; then install_packages "${sign_packages[@]}"; fi
-export TZ=UTC SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git -C "$root" log -1 --format=%ct)}
+SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git -C "$root" log -1 --format=%ct)}
+export SOURCE_DATE_EPOCH TZ=UTC
 build release kelvane
 # shellcheck source=/dev/null
 source "$root/build/release/generated/identity.sh"

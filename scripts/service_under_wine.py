@@ -175,9 +175,24 @@ class ServiceUnderWine:
         atexit.register(self.close)
         clone_prefix(template_prefix(self.build), self.prefix)
         self._copy_files()
+        self._boot()
+        self._import_registry()
+        self._install()
+
+    def reboot(self):
+        """Ends everything in the prefix and starts it anew, with the services that start by themselves."""
+        end_prefix(self.prefix)
+        self._boot()
+
+    def _boot(self):
         with open(self.boot_log, "ab") as log:
             boot_prefix(self.prefix, log)
-        self._import_registry()
+
+    def _install(self):
+        """What an installation of the service provides."""
+        shutil.copy(self.build / "kelvane.exe", self.home)
+        shutil.copy(self.build / "standins/wevtapi.dll", self.home)
+        self.registry("add", CAPABILITY_KEY, "/v", "Capability", "/t", "REG_DWORD", "/d", "0", "/f")
         self.control_manager("create", SERVICE, "binPath=", r"C:\kv\kelvane.exe")
 
     def close(self):
@@ -191,8 +206,6 @@ class ServiceUnderWine:
     def _copy_files(self):
         self.core_folder.mkdir(parents=True)
         (self.home / "programs").mkdir(parents=True)
-        shutil.copy(self.build / "kelvane.exe", self.home)
-        shutil.copy(self.build / "standins/wevtapi.dll", self.home)
         shutil.copy(self.build / "standins/wmilocator.dll", self.home)
         shutil.copy(self.build / "standins/orqcore.dll", self.core_folder)
         for tool in TOOLS:
@@ -210,7 +223,6 @@ class ServiceUnderWine:
 
         text = "Windows Registry Editor Version 5.00\r\n\r\n"
         text += section(CONTROL_KEY, '"CurrentSetting"=dword:00000000')
-        text += section(CAPABILITY_KEY, '"Capability"=dword:00000000')
         text += "".join(section(key) for key in DRIVER_KEYS)
         text += section(LOCATOR_KEY, r'@="C:\\kv\\wmilocator.dll"')
         (self.home / "install.reg").write_text(text, encoding="ascii", newline="")
@@ -244,8 +256,11 @@ class ServiceUnderWine:
     # --- the service's states ---------------------------------------------------------------------------------------
 
     def query(self):
-        """What the control manager tells: the numbers of STATE, WIN32_EXIT_CODE, CHECKPOINT and the rest, by name."""
-        text = self.control_manager("query", SERVICE)
+        """What the control manager tells: the numbers of STATE, WIN32_EXIT_CODE, CHECKPOINT and the rest, by name.
+
+        Nothing when it does not know the service, or, which is rare, does not answer while the service stops.
+        """
+        text = self.control_manager("query", SERVICE, check=False)
         return {name: int(number, 0) for name, number in re.findall(r"^\s*(\w+)\s*: (0x[0-9a-f]+|\d+)", text, re.M)}
 
     def state(self):

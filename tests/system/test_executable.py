@@ -2,6 +2,7 @@
 
 import pathlib
 import re
+import shutil
 import struct
 import subprocess
 import xml.etree.ElementTree
@@ -106,6 +107,23 @@ def test_started_by_hand_it_says_on_one_line_what_it_is_and_fails(arguments):
     assert by_hand.stderr.decode().replace("\r\n", "\n") == (
         f'kelvane.exe is the Windows service "{PRODUCT}": install it by kelvane-{VERSION}-x64.msi and start it by '
         f'net start "{PRODUCT}".\n')
+
+
+def test_a_build_in_another_folder_gives_the_same_bytes():
+    copy = ROOT / "build/another folder/source"
+    shutil.rmtree(copy.parent, ignore_errors=True)
+    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, capture_output=True, text=True,
+                            check=True).stdout.splitlines()
+    for name in filter(lambda name: (ROOT / name).is_file(), listed):
+        (copy / name).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy(ROOT / name, copy / name)
+
+    for command in (["cmake", "--preset", "release"],
+                    ["cmake", "--build", "--preset", "release", "--parallel", "2", "--target", "kelvane"]):
+        built = subprocess.run(command, cwd=copy, capture_output=True, text=True, check=False)
+        assert built.returncode == 0, built.stdout + built.stderr
+
+    assert (copy / "build/release/kelvane.exe").read_bytes() == EXECUTABLE.read_bytes()
 
 
 def test_the_version_is_the_same_everywhere_it_stands():

@@ -146,8 +146,8 @@ def test_the_steps_have_this_order(package):
     steps = ["FindRelatedProducts", "LaunchConditions", "CostInitialize", "FileCost", "CostFinalize", "InstallValidate",
              "InstallInitialize", "ProcessComponents", "StopServices", "DeleteServices", "RemoveRegistryValues",
              "RemoveFiles", "RemoveFolders", "CreateFolders", "InstallFiles", "InstallServices", "WriteRegistryValues",
-             "StartServices", "RegisterProduct", "PublishFeatures", "PublishProduct", "InstallExecute",
-             "RemoveExistingProducts", "InstallFinalize"]
+             "StartServices", "InstallExecute", "RemoveExistingProducts", "RegisterProduct", "PublishFeatures",
+             "PublishProduct", "InstallFinalize"]
     assert [action for action in package.sequence() if action in steps] == steps
 
 

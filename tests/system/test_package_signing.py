@@ -1,0 +1,106 @@
+"""The signing step of scripts/package.sh, with a certificate that is made for the test and trusted by nobody else."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+
+import pytest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+OUT = ROOT / "build/package-tests/signed"
+VERSION = "1.0.11406.42226"
+NAME = f"kelvane-{VERSION}-x64.msi"
+PASS_PHRASE = "correct horse"
+
+
+def package(*arguments, **environment):
+    return subprocess.run([ROOT / "scripts/package.sh", *arguments], env={**os.environ, **environment},
+                          capture_output=True, text=True, timeout=600, check=False)
+
+
+def verification(file, certificate):
+    """What the verification says, and whether it trusts the file."""
+    done = subprocess.run(["osslsigncode", "verify", "-CAfile", certificate, "-in", file], capture_output=True,
+                          text=True, timeout=60, check=False)
+    return done.stdout + done.stderr, done.returncode == 0
+
+
+@pytest.fixture(scope="module", name="signing")
+def environment_for_signing(tmp_path_factory):
+    folder = tmp_path_factory.mktemp("certificate")
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-days", "2", "-subj", "/O=Tarvo/CN=Test signer",
+                    "-addext", "extendedKeyUsage=codeSigning", "-passout", f"pass:{PASS_PHRASE}",
+                    "-keyout", folder / "key.pem", "-out", folder / "certificate.pem"], capture_output=True, check=True)
+    (folder / "pass").write_text(PASS_PHRASE)
+    return {"KELVANE_SIGN_CERT": str(folder / "certificate.pem"), "KELVANE_SIGN_KEY": str(folder / "key.pem"),
+            "KELVANE_SIGN_PASS_FILE": str(folder / "pass")}
+
+
+@pytest.fixture(scope="module", name="signed")
+def signed_package(signing):
+    shutil.rmtree(OUT, ignore_errors=True)
+    result = package(VERSION, OUT, **signing)
+    assert result.returncode == 0, result.stderr
+    return result.stdout
+
+
+def test_the_summary_names_the_signer(signed):
+    lines = dict(line.split(maxsplit=1) for line in signed.splitlines())
+
+    assert lines["package"] == f"build/package-tests/signed/{NAME}"
+    assert lines["signature"] == "CN=Test signer,O=Tarvo"
+
+
+def test_the_package_is_signed(signed, signing):
+    said, trusted = verification(OUT / NAME, signing["KELVANE_SIGN_CERT"])
+
+    assert trusted, said
+    assert "CN=Test signer" in said
+
+
+def test_the_executable_in_the_package_is_signed_too(signed, signing, tmp_path):
+    subprocess.run(["msiextract", "-C", tmp_path, OUT / NAME], capture_output=True, check=True)
+    [executable] = tmp_path.rglob("kelvane.exe")
+
+    said, trusted = verification(executable, signing["KELVANE_SIGN_CERT"])
+
+    assert trusted, said
+
+
+def test_a_changed_package_is_not_trusted(signed, signing, tmp_path):
+    changed = bytearray((OUT / NAME).read_bytes())
+    changed[200_000] ^= 1  # in the middle of the compressed executable
+    (tmp_path / NAME).write_bytes(changed)
+
+    assert not verification(tmp_path / NAME, signing["KELVANE_SIGN_CERT"])[1]
+
+
+def test_without_a_certificate_the_summary_says_unsigned(signing, tmp_path):
+    result = package(VERSION, tmp_path)
+
+    assert "signature   unsigned\n" in result.stdout
+    assert not verification(tmp_path / NAME, signing["KELVANE_SIGN_CERT"])[1]
+
+
+def test_a_key_that_does_not_open_makes_no_package(signing, tmp_path):
+    wrong = tmp_path / "pass"
+    wrong.write_text("battery staple")
+
+    result = package(VERSION, tmp_path / "out", **{**signing, "KELVANE_SIGN_PASS_FILE": str(wrong)})
+
+    assert result.returncode == 1
+    assert "signing kelvane.exe failed" in result.stderr
+    assert list((tmp_path / "out").iterdir()) == []
+
+
+@pytest.mark.parametrize("given, fault", [
+    ({"KELVANE_SIGN_CERT": "nowhere.pem"}, "KELVANE_SIGN_CERT and KELVANE_SIGN_KEY are needed together"),
+    ({"KELVANE_SIGN_KEY": "nowhere.pem"}, "KELVANE_SIGN_CERT and KELVANE_SIGN_KEY are needed together"),
+    ({"KELVANE_SIGN_CERT": "nowhere.pem", "KELVANE_SIGN_KEY": "nowhere.pem"}, "cannot be read: nowhere.pem")])
+def test_half_a_signature_is_refused_before_anything_is_built(given, fault, tmp_path):
+    result = package(VERSION, tmp_path / "out", **given)
+
+    assert result.returncode == 2
+    assert fault in result.stderr
+    assert not (tmp_path / "out").exists()
