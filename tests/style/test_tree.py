@@ -29,6 +29,32 @@ def includes_of(path):
     return [name for name in found if "/" in name]
 
 
+def explained_on(page):
+    """The quoted texts of a page; one that ends in three dots stands for all that begin so."""
+    spans = re.findall(r"`([^`\n]+)`", (ROOT / page).read_text())
+    return lambda text: any(text.startswith(span[:-3]) if span.endswith("...") else text == span for span in spans)
+
+
+def test_every_text_that_an_operator_may_meet_is_explained():
+    product = "".join(path.read_text() for path in SOURCES if folder_of(path) in MAY_INCLUDE and path.suffix == ".cpp")
+    texts = re.findall(r'reportServiceEvent\(L"([^"]+)"', product)
+    texts += re.findall(r'writeServiceData\((?:std::string\()?"([^"]+)"', product)
+    texts += re.findall(r'logLine\(log(?:Debug|Error), "([^"]+)"', product)
+    assert len(texts) > 55
+    explained = explained_on("docs/working.md")
+    assert [text for text in texts if not explained(text)] == []
+
+
+def test_links_between_documents_lead_somewhere():
+    broken = []
+    for path in FILES:
+        if path.suffix == ".md":
+            for target in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", path.read_text()):
+                if not (path.parent / target).exists():
+                    broken.append(f"{path.name}: {target}")
+    assert broken == []
+
+
 def test_there_are_sources_to_check():
     assert len(SOURCES) > 40
 
