@@ -26,21 +26,21 @@ RECOVERY = (24 * 60 * 60, 0, 0, 4, 20, RESTART, 60_000, RESTART, 60_000, RESTART
 # What is made at run time, removed by an uninstallation that is not part of an upgrade and that is not told to keep it.
 # The rows of a folder stand before the row of the folder around it: a folder goes when it is empty.
 FULL_UNINSTALL = 'REMOVE="ALL" AND NOT UPGRADINGPRODUCTCODE AND KEEPLOGS<>"1"'
-SERVICE_ROAMING = r"[System64Folder]config\systemprofile\AppData\Roaming" "\\"
+SERVICE_ROAMING = "[System64Folder]config\\systemprofile\\AppData\\Roaming\\"
 LOG_FILE = "KVAPP.LOG|KelvanneApp.log"
 DATA_FILE = "KVDATA.TXT|KVServicedata.txt"
 MADE_AT_RUN_TIME = (
     # property     folder                                    file, or none: the folder itself
-    ("KVLOGS",     SERVICE_ROAMING + r"KelvanneApp\logs",    LOG_FILE),
-    ("KVLOGS",     SERVICE_ROAMING + r"KelvanneApp\logs",    None),
-    ("KVAPP",      SERVICE_ROAMING + r"KelvanneApp",         None),
+    ("KVLOGS",     SERVICE_ROAMING + "KelvanneApp\\logs\\",  LOG_FILE),
+    ("KVLOGS",     SERVICE_ROAMING + "KelvanneApp\\logs\\",  None),
+    ("KVAPP",      SERVICE_ROAMING + "KelvanneApp\\",        None),
     # Somebody who starts the program by hand gets an empty log; Wine runs services as the user.
-    ("KVUSERLOGS", r"[AppDataFolder]KelvanneApp\logs",       LOG_FILE),
-    ("KVUSERLOGS", r"[AppDataFolder]KelvanneApp\logs",       None),
-    ("KVUSERAPP",  r"[AppDataFolder]KelvanneApp",            None),
+    ("KVUSERLOGS", "[AppDataFolder]KelvanneApp\\logs\\",     LOG_FILE),
+    ("KVUSERLOGS", "[AppDataFolder]KelvanneApp\\logs\\",     None),
+    ("KVUSERAPP",  "[AppDataFolder]KelvanneApp\\",           None),
     # The current directory of a service: Windows's, and Wine's.
-    ("KVDATA",     r"[System64Folder]",                      DATA_FILE),
-    ("KVWINEDATA", r"[WindowsFolder]",                       DATA_FILE),
+    ("KVDATA",     "[System64Folder]",                       DATA_FILE),
+    ("KVWINEDATA", "[WindowsFolder]",                        DATA_FILE),
 )
 ON_UNINSTALL = 2
 

@@ -6,6 +6,7 @@ uninstallation is listed in the test that looks for it.
 """
 
 import os
+import pwd
 import re
 import shutil
 import subprocess
@@ -13,7 +14,8 @@ import subprocess
 import pytest
 from conftest import BUILD, LIMITS_RESTORED, POLL_S, ROOT, SCALING_ON, SCALING_STARTS_S, STEP_S, Kelvane
 
-from service_under_wine import CAPABILITY_KEY, COMMAND_TIMEOUT_S, SERVICE, WINE, end_prefix, wine_environment
+from service_under_wine import CAPABILITY_KEY, SERVICE
+from wine_prefix import COMMAND_TIMEOUT_S, WINE, end_prefix, wine_environment
 
 VERSION = "1.0.11406.42226"
 OLDER = "1.0.11405.1"
@@ -26,6 +28,8 @@ UNINSTALL_KEY = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall"
 FOLDER = r"C:\Program Files\Tarvo\Tarvo(R) Kelvane"
 WRITTEN_BY_STAND_INS = {"kv/told.txt", "windows/system32/Tarvo/ORQ/trace.csv"}
 REFUSED = 1603 & 0xFF  # the low eight bits of the exit code are what Linux sees
+# Under heavy load Wine's installer ended so, once in a hundred times, and did not do it again when asked once more.
+RARE_FAULT = 1615 & 0xFF
 STOP_S = POLL_S + 7
 
 
@@ -42,6 +46,10 @@ class PackagedKelvane(Kelvane):
 
     def installer(self, switch, version, *properties):
         """Runs Windows Installer silently and returns its exit code."""
+        code = self._run_installer(switch, version, properties)
+        return self._run_installer(switch, version, properties) if code == RARE_FAULT else code
+
+    def _run_installer(self, switch, version, properties):
         command = [WINE, r"C:\windows\system32\msiexec.exe", switch, rf"C:\kv\kelvane-{version}-x64.msi", "/qn"]
         return subprocess.run([*command, *properties], env=wine_environment(self.prefix), stdin=subprocess.DEVNULL,
                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=COMMAND_TIMEOUT_S,
@@ -270,7 +278,7 @@ def test_an_uninstallation_keeps_the_logs_when_told_to(machine):
 def test_what_belongs_to_others_stays(machine):
     machine.install(VERSION, "NOSTART=1")
     (machine.drive / "Program Files/Tarvo/other.txt").write_text("another product's")
-    notes = machine.drive / "users" / os.environ.get("USER", "root") / "AppData/Roaming/KelvanneApp/notes.txt"
+    notes = machine.drive / "users" / pwd.getpwuid(os.geteuid()).pw_name / "AppData/Roaming/KelvanneApp/notes.txt"
     notes.parent.mkdir(parents=True, exist_ok=True)
     notes.write_text("somebody's")
     machine.registry("add", r"HKLM\SOFTWARE\Tarvo\Other", "/v", "Mine", "/d", "1", "/f")

@@ -1,9 +1,11 @@
 """The signing step of scripts/package.sh, with a certificate that is made for the test and trusted by nobody else."""
 
+import http.server
 import os
 import pathlib
 import shutil
 import subprocess
+import threading
 
 import pytest
 
@@ -19,10 +21,10 @@ def package(*arguments, **environment):
                           capture_output=True, text=True, timeout=600, check=False)
 
 
-def verification(file, certificate):
+def verification(file, certificate, *options):
     """What the verification says, and whether it trusts the file."""
-    done = subprocess.run(["osslsigncode", "verify", "-CAfile", certificate, "-in", file], capture_output=True,
-                          text=True, timeout=60, check=False)
+    done = subprocess.run(["osslsigncode", "verify", "-CAfile", certificate, *options, "-in", file],
+                          capture_output=True, text=True, timeout=60, check=False)
     return done.stdout + done.stderr, done.returncode == 0
 
 
@@ -74,6 +76,55 @@ def test_a_changed_package_is_not_trusted(signed, signing, tmp_path):
     (tmp_path / NAME).write_bytes(changed)
 
     assert not verification(tmp_path / NAME, signing["KELVANE_SIGN_CERT"])[1]
+
+
+TIME_STAMPING = """[tsa]
+default_tsa = clock
+[clock]
+serial = serial
+default_policy = 1.2.3.4
+digests = sha256
+signer_digest = sha256
+"""
+
+
+@pytest.fixture(name="clock")
+def time_stamp_service(tmp_path):
+    """A time stamp service on this machine: its address, and its own certificate."""
+    (tmp_path / "tsa.cnf").write_text(TIME_STAMPING)
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-noenc", "-days", "2", "-subj", "/CN=Test clock",
+                    "-addext", "extendedKeyUsage=critical,timeStamping", "-keyout", tmp_path / "key.pem",
+                    "-out", tmp_path / "clock.pem"], capture_output=True, check=True)
+
+    class Clock(http.server.BaseHTTPRequestHandler):
+        def do_POST(self):
+            (tmp_path / "query").write_bytes(self.rfile.read(int(self.headers["Content-Length"])))
+            reply = subprocess.run(["openssl", "ts", "-reply", "-config", "tsa.cnf", "-queryfile", "query",
+                                    "-inkey", "key.pem", "-signer", "clock.pem"], cwd=tmp_path, capture_output=True,
+                                   check=True).stdout
+            self.send_response(200)
+            self.send_header("Content-Type", "application/timestamp-reply")
+            self.send_header("Content-Length", str(len(reply)))
+            self.end_headers()
+            self.wfile.write(reply)
+
+        def log_message(self, *_):
+            pass
+
+    with http.server.HTTPServer(("127.0.0.1", 0), Clock) as server:
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        yield f"http://127.0.0.1:{server.server_port}", tmp_path / "clock.pem"
+        server.shutdown()
+
+
+def test_a_time_stamp_service_vouches_for_the_time_of_signing(signing, clock, tmp_path):
+    address, certificate = clock
+
+    result = package(VERSION, tmp_path, **signing, KELVANE_SIGN_TIME_URL=address)
+
+    assert result.returncode == 0, result.stderr
+    said = verification(tmp_path / NAME, signing["KELVANE_SIGN_CERT"], "-TSA-CAfile", certificate)[0]
+    assert "CN=Test clock" in said
 
 
 def test_without_a_certificate_the_summary_says_unsigned(signing, tmp_path):

@@ -123,11 +123,11 @@ def test_the_companions_control_key_is_never_touched(package):
 
 def test_files_made_at_run_time_go_with_a_full_uninstallation_only(package):
     folders = {row["Source"]: row["Target"] for row in package.rows("CustomAction")}
-    roaming = r"[System64Folder]config\systemprofile\AppData\Roaming\KelvanneApp"
+    service = "[System64Folder]config\\systemprofile\\AppData\\Roaming\\KelvanneApp\\"
+    by_hand = "[AppDataFolder]KelvanneApp\\"
     assert [(folders[row["DirProperty"]], row["FileName"].split("|")[-1]) for row in package.rows("RemoveFile")] == [
-        (roaming + r"\logs", "KelvanneApp.log"), (roaming + r"\logs", ""), (roaming, ""),
-        (r"[AppDataFolder]KelvanneApp\logs", "KelvanneApp.log"), (r"[AppDataFolder]KelvanneApp\logs", ""),
-        (r"[AppDataFolder]KelvanneApp", ""),
+        (service + "logs\\", "KelvanneApp.log"), (service + "logs\\", ""), (service, ""),
+        (by_hand + "logs\\", "KelvanneApp.log"), (by_hand + "logs\\", ""), (by_hand, ""),
         ("[System64Folder]", "KVServicedata.txt"), ("[WindowsFolder]", "KVServicedata.txt")]
     assert {row["InstallMode"] for row in package.rows("RemoveFile")} == {"2"}
     assert {row["Type"] for row in package.rows("CustomAction")} == {"51"}
