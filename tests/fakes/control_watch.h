@@ -12,6 +12,10 @@
 
 namespace kelvane::tests {
 
+// Of the buffer for the value: 1024 on Windows.
+constexpr std::size_t bufferBytes = 512 * sizeof(wchar_t);
+const std::string wholeBuffer = std::to_string(bufferBytes);
+
 class ControlWatch : public testing::Test {
 protected:
     ControlWatch()

@@ -23,14 +23,14 @@ int timesFreed;
 decltype(&std::malloc) realMalloc;
 decltype(&std::free) realFree;
 
-void* watchingMalloc(std::size_t size)
+void* watchingMalloc(std::size_t size) noexcept
 {
     if (size != watchedSize) return realMalloc(size);
     timesAsked += 1;
     return refuses ? nullptr : memory.data();
 }
 
-void watchingFree(void* pointer)
+void watchingFree(void* pointer) noexcept
 {
     if (pointer == memory.data()) {
         timesFreed += 1;

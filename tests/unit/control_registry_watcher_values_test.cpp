@@ -74,7 +74,7 @@ TEST_F(ControlWatch, TextWhoseOneUnitIsTwoCountsAsTwo)
 
 TEST_F(ControlWatch, LongerNumberThatBeginsLikeTwoCountsAsTwo)
 {
-    change(dword(2) + dword(99));
+    change(wideText(L"\x02") + dword(99));
 
     runToEnd();
 
@@ -120,14 +120,16 @@ TEST_F(ControlWatch, DeletedValueIsReportedAndLeavesGateAndEngineAsTheyAre)
 TEST_F(ControlWatch, ValueLongerThanTheOneBeforeIsNotPresentOnceAndThenRead)
 {
     int gateAfterTheFirst = -1;
+    std::string tenBytes = wideText(L"\x02");
+    tenBytes.resize(10, 'x');
     change(dword(1));
-    change(wideText(L"\x02") + std::string(6, 'x'));
+    change(tenBytes);
     change([&] { gateAfterTheFirst = g_engineGate; });
 
     runToEnd();
 
-    EXPECT_THAT(notedOf("query"), ElementsAre("query key2, CurrentSetting, 1024", "query key3, CurrentSetting, 4",
-                                              "query key4, CurrentSetting, 10"));
+    EXPECT_THAT(notedOf("query"), ElementsAre("query key2, CurrentSetting, " + wholeBuffer,
+                                              "query key3, CurrentSetting, 4", "query key4, CurrentSetting, 10"));
     EXPECT_THAT(notedOf("event"), ElementsAre(notPresent));
     EXPECT_EQ(gateAfterTheFirst, 1);
     EXPECT_EQ(g_engineGate, 0);
@@ -135,15 +137,17 @@ TEST_F(ControlWatch, ValueLongerThanTheOneBeforeIsNotPresentOnceAndThenRead)
 
 TEST_F(ControlWatch, NeverMoreThanTheBufferIsOffered)
 {
-    change(std::string(3000, 'x'));
-    change(std::string(3000, 'x'));
-    change(std::string(1025, 'x'));
-    change(std::string(1024, 'x'));
+    change(std::string(bufferBytes + 1976, 'x'));
+    change(std::string(bufferBytes + 1976, 'x'));
+    change(std::string(bufferBytes + 1, 'x'));
+    change(std::string(bufferBytes, 'x'));
 
     runToEnd();
 
-    EXPECT_THAT(notedOf("query"), ElementsAre("query key2, CurrentSetting, 1024", "query key3, CurrentSetting, 1024",
-                                              "query key4, CurrentSetting, 1024", "query key5, CurrentSetting, 1024"));
+    EXPECT_THAT(notedOf("query"),
+                ElementsAre("query key2, CurrentSetting, " + wholeBuffer, "query key3, CurrentSetting, " + wholeBuffer,
+                            "query key4, CurrentSetting, " + wholeBuffer,
+                            "query key5, CurrentSetting, " + wholeBuffer));
     EXPECT_THAT(notedOf("event"), ElementsAre(notPresent, notPresent, notPresent));
     EXPECT_EQ(g_engineGate, 1);
 }
@@ -180,8 +184,8 @@ TEST_F(ControlWatch, AfterAnEmptyValueTheNextOneIsNotPresentOnce)
 
     runToEnd();
 
-    EXPECT_THAT(notedOf("query"), ElementsAre("query key2, CurrentSetting, 1024", "query key3, CurrentSetting, 0",
-                                              "query key4, CurrentSetting, 4"));
+    EXPECT_THAT(notedOf("query"), ElementsAre("query key2, CurrentSetting, " + wholeBuffer,
+                                              "query key3, CurrentSetting, 0", "query key4, CurrentSetting, 4"));
     EXPECT_THAT(notedOf("event"), ElementsAre(notPresent));
     EXPECT_EQ(g_engineGate, 0);
 }

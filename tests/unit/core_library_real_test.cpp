@@ -1,4 +1,4 @@
-// The loader on the machine's own module loader and its own words, nothing replaced.
+// The loader on the machine's own module loader and its own words, nothing replaced: on Windows alone.
 #include "framework/core_library.h"
 
 #include "tests/fakes/standard_error.h"

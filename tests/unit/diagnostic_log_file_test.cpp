@@ -87,15 +87,6 @@ TEST_F(OpenLog, OpeningAgainDoesNothing)
     EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG first", "DEBUG second"));
 }
 
-TEST_F(OpenLog, LetsOthersReadAndWriteTheFile)
-{
-    const HANDLE shared = CreateFileW(logFile().c_str(), GENERIC_READ | GENERIC_WRITE,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
-
-    EXPECT_NE(shared, INVALID_HANDLE_VALUE);
-    CloseHandle(shared);
-}
-
 class UnopenableLog : public ClosedLog {
 protected:
     UnopenableLog()

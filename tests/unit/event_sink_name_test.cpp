@@ -199,7 +199,7 @@ TEST(SinkStatus, AnythingElsePrintsNothing)
     EventSink sink;
     testing::internal::CaptureStdout();
 
-    for (const LONG flags : { 1L, 3L, 4L, 256L, -1L }) EXPECT_EQ(sink.SetStatus(flags, E_FAIL, nullptr, nullptr), 0);
+    for (const LONG flags : { 1, 3, 4, 256, -1 }) EXPECT_EQ(sink.SetStatus(flags, E_FAIL, nullptr, nullptr), 0);
 
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }

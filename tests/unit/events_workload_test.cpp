@@ -1,15 +1,13 @@
-// The workload event: its class, the order of its stores, and when it asks the loop for a pause.
+// The workload event: its class, and when it asks the loop for a pause.
 #include "framework/events.h"
 
 #include "tests/fakes/event_inputs.h"
-#include "tests/fakes/store_watch.h"
 
 #include <gmock/gmock.h>
 
 namespace kelvane::tests {
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 void deliverWorkload(std::uint32_t raw)
@@ -72,19 +70,6 @@ TEST(WorkloadEvent, CountsWithoutAParticipantAndWithAnyContext)
 
     onFrameworkEvent(99, 183, nullptr, &payload);
 
-    EXPECT_EQ(g_workload, 4);
-}
-
-TEST(WorkloadEvent, StoresTheClassBeforeTheFlags)
-{
-    prevWorkload = 5;  // so that the pause is asked for as well
-    StoreWatch watch({ &g_workloadRaw, &g_workload, &g_workloadEventPending, &g_workloadEventHold, &g_workloadEventSeen,
-                       &PwrPause });
-
-    const auto stores = watch.during([] { deliverWorkload(2); });
-
-    EXPECT_THAT(stores, ElementsAre(&g_workloadRaw, &g_workload, &g_workloadEventPending, &g_workloadEventHold,
-                                    &g_workloadEventSeen, &PwrPause));
     EXPECT_EQ(g_workload, 4);
 }
 

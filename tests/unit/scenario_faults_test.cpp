@@ -286,8 +286,8 @@ protected:
 
     void TearDown() override { fs::remove_all(folder); }
 
-    const fs::path folder =
-        fs::temp_directory_path() / (L"kelvane scenario \u00e4 " + std::to_wstring(GetCurrentProcessId()));
+    const fs::path folder = fs::temp_directory_path() /
+                            fs::path(u8"kelvane scenario \u00e4 ").concat(std::to_string(GetCurrentProcessId()));
 };
 
 TEST_F(ScenarioFile, IsReadByItsPath)

@@ -1,3 +1,4 @@
+// On Windows alone: the file has its line ends, and the linker can stop the clock only in a static program.
 #include "diagnostics/service_data.h"
 
 #include "tests/fakes/data_file.h"

@@ -9,8 +9,9 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// 42 characters and the NUL: 86 bytes.
+// 42 characters and the NUL: 86 bytes of Windows.
 constexpr wchar_t exitXml[] = L"<Event><EventID>507</EventID>.....</Event>";
+constexpr std::size_t exitBytes = 43 * sizeof(wchar_t);
 
 class Rendering : public Standby {
 protected:
@@ -25,8 +26,9 @@ TEST_F(Rendering, SizeIsAskedForFirstAndThenTheWholeText)
 {
     EXPECT_EQ(renderStandbyEvent(standbyEvent), 0U);
 
-    EXPECT_THAT(noted(), ElementsAre("EvtRender no context, event 231, 1, 0 without buffer",
-                                     "EvtRender no context, event 231, 1, 86 with buffer"));
+    EXPECT_THAT(noted(),
+                ElementsAre("EvtRender no context, event 231, 1, 0 without buffer",
+                            "EvtRender no context, event 231, 1, " + std::to_string(exitBytes) + " with buffer"));
     EXPECT_EQ(g_standbyExitCount, 1);
 }
 
@@ -75,7 +77,7 @@ TEST_F(Rendering, SuccessfulPassReportsAnErrorThatSomebodyElseHasLeft)
 
 TEST_F(Rendering, BufferIsFreedAfterUse)
 {
-    const WatchedBuffer buffer(86, "");
+    const WatchedBuffer buffer(exitBytes, "");
 
     renderStandbyEvent(standbyEvent);
 
@@ -85,7 +87,7 @@ TEST_F(Rendering, BufferIsFreedAfterUse)
 
 TEST_F(Rendering, BufferThatCouldNotBeFilledIsNotFreedAndTheNextEventIsTakenAllTheSame)
 {
-    const WatchedBuffer buffer(86, "");
+    const WatchedBuffer buffer(exitBytes, "");
     eventService.renderError = 13;
 
     EXPECT_EQ(renderStandbyEvent(standbyEvent), 14U);
@@ -101,7 +103,7 @@ TEST_F(Rendering, BufferThatCouldNotBeFilledIsNotFreedAndTheNextEventIsTakenAllT
 TEST_F(Rendering, WithoutMemoryNothingIsRenderedAndTheNextEventIsTakenAllTheSame)
 {
     {
-        const WatchedBuffer buffer(86, "", true);
+        const WatchedBuffer buffer(exitBytes, "", true);
 
         EXPECT_EQ(renderStandbyEvent(standbyEvent), 14U);
 
@@ -118,9 +120,10 @@ TEST_F(Rendering, WithoutMemoryNothingIsRenderedAndTheNextEventIsTakenAllTheSame
 TEST_F(Rendering, NothingIsReadBehindTheBytesThatWereRendered)
 {
     const std::wstring whole = L"<EventID>507</EventID>";
-    const std::string memory(reinterpret_cast<const char*>(whole.data()), 44);
-    for (const std::size_t used : { std::size_t{ 42 }, std::size_t{ 43 }, std::size_t{ 41 } }) {
-        SCOPED_TRACE(used);
+    const std::string memory(reinterpret_cast<const char*>(whole.data()), 22 * sizeof(wchar_t));
+    for (const std::size_t missing : { std::size_t{ 2 }, std::size_t{ 1 }, std::size_t{ 3 } }) {
+        SCOPED_TRACE(missing);
+        const std::size_t used = memory.size() - missing;
         const WatchedBuffer buffer(used, memory);
         eventService.bytes = memory.substr(0, used);
 
@@ -135,7 +138,8 @@ TEST_F(Rendering, TextWithoutATerminatorIsReadToItsEnd)
 {
     const std::wstring whole = L"<EventID>507</EventID>";
     for (const std::size_t oddByte : { std::size_t{ 0 }, std::size_t{ 1 } }) {
-        eventService.bytes = std::string(reinterpret_cast<const char*>(whole.data()), 44) + std::string(oddByte, 'x');
+        eventService.bytes =
+            std::string(reinterpret_cast<const char*>(whole.data()), 22 * sizeof(wchar_t)) + std::string(oddByte, 'x');
 
         renderStandbyEvent(standbyEvent);
     }

@@ -1,0 +1,76 @@
+// Files by their Windows paths: both separators count. Streams open files by fopen64, which is replaced here for that.
+#include <windows.h>
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path local(std::string path)
+{
+    std::replace(path.begin(), path.end(), '\\', '/');
+    while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+    return path;
+}
+
+BOOL failed(DWORD error)
+{
+    SetLastError(error);
+    return FALSE;
+}
+
+DWORD attributesOf(LPCSTR path)
+{
+    std::error_code ignored;
+    switch (fs::status(local(path), ignored).type()) {
+    case fs::file_type::not_found:
+    case fs::file_type::none: SetLastError(ERROR_FILE_NOT_FOUND); return INVALID_FILE_ATTRIBUTES;
+    case fs::file_type::directory: return FILE_ATTRIBUTE_DIRECTORY;
+    default: return FILE_ATTRIBUTE_ARCHIVE;
+    }
+}
+
+BOOL deleteFile(LPCSTR path)
+{
+    std::error_code error;
+    const fs::path file = local(path);
+    return (!fs::is_directory(file, error) && fs::remove(file, error)) || failed(ERROR_FILE_NOT_FOUND);
+}
+
+BOOL removeDirectory(LPCSTR path)
+{
+    std::error_code error;
+    const fs::path folder = local(path);
+    return (fs::is_directory(folder, error) && fs::remove(folder, error)) || failed(ERROR_PATH_NOT_FOUND);
+}
+
+BOOL createDirectory(const fs::path& path)
+{
+    std::error_code error;
+    return fs::create_directory(local(path), error) || failed(error ? ERROR_PATH_NOT_FOUND : ERROR_ALREADY_EXISTS);
+}
+
+}  // namespace
+
+BOOL CreateDirectoryA(LPCSTR path, LPSECURITY_ATTRIBUTES /*attributes*/) { return createDirectory(path); }
+
+extern "C" {
+constinit decltype(&GetFileAttributesA) __imp_GetFileAttributesA = attributesOf;
+constinit decltype(&DeleteFileA) __imp_DeleteFileA = deleteFile;
+constinit decltype(&RemoveDirectoryA) __imp_RemoveDirectoryA = removeDirectory;
+constinit decltype(&CreateDirectoryW) __imp_CreateDirectoryW = [](LPCWSTR path, LPSECURITY_ATTRIBUTES) {
+    return createDirectory(path);
+};
+
+std::FILE* fopen64(const char* path, const char* mode)
+{
+    static const auto real = reinterpret_cast<decltype(&std::fopen)>(dlsym(RTLD_NEXT, "fopen64"));
+    return real(local(path).c_str(), mode);
+}
+}

@@ -1,0 +1,4 @@
+// tests/native/include/wbemidl.h: all of WMI.
+#pragma once
+
+#include <wbemcli.h>
