@@ -9,7 +9,8 @@ cd "$root"
 trap stop_wine EXIT
 
 install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}" chromium chromium-driver \
-    clang-format clang-tidy gnuplot-nox googletest python3-pefile python3-pytest python3-selenium shellcheck
+    clang-format clang-tidy gnuplot-nox googletest python3-hypothesis python3-pefile python3-pytest python3-selenium \
+    shellcheck
 install_npm
 build release
 build debug
