@@ -4,6 +4,7 @@
 #include "diagnostics/ansi_text.h"
 #include "engine/standby_watcher.h"
 #include "tests/fakes/call_list.h"
+#include "tests/fakes/failing_calls.h"
 
 #include <cstring>
 
@@ -19,6 +20,7 @@ void FakeEventService::setXml(const std::wstring& xml)
 }  // namespace kelvane::tests
 
 using kelvane::toAnsi;
+using kelvane::tests::callFails;
 using kelvane::tests::eventService;
 using kelvane::tests::note;
 
@@ -28,6 +30,10 @@ EVT_HANDLE WINAPI EvtSubscribe(EVT_HANDLE session, HANDLE signalEvent, LPCWSTR c
     const bool plain = !session && !signalEvent && !bookmark && !context;
     note("EvtSubscribe " + toAnsi(channel) + ", " + toAnsi(query) + ", " + std::to_string(flags) +
          (plain ? "" : ", something else") + (callback == kelvane::SubscriptionCallback ? "" : ", another callback"));
+    if (callFails("EvtSubscribe")) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return nullptr;
+    }
     if (eventService.onSubscribe) eventService.onSubscribe();
     if (!eventService.subscription) SetLastError(eventService.subscribeError);
     return eventService.subscription;
@@ -39,6 +45,10 @@ WINBOOL WINAPI EvtRender(EVT_HANDLE context, EVT_HANDLE fragment, DWORD flags, D
     note("EvtRender " + std::string(context ? "some" : "no") + " context, event " +
          std::to_string(reinterpret_cast<std::uintptr_t>(fragment)) + ", " + std::to_string(flags) + ", " +
          std::to_string(bufferSize) + (buffer ? " with" : " without") + " buffer");
+    if (callFails(buffer ? "EvtRender" : "EvtRender, size")) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
     if (!buffer) {
         if (eventService.succeedsWithoutBuffer) return TRUE;
         if (*bufferUsed != 0 || *propertyCount != 0) note("EvtRender: outputs not zero");

@@ -2,6 +2,7 @@
 #include "tests/fakes/fake_wmi.h"
 
 #include "diagnostics/ansi_text.h"
+#include "tests/fakes/failing_calls.h"
 
 namespace kelvane::tests {
 
@@ -17,12 +18,14 @@ std::string nullOrNot(const void* pointer) { return pointer ? "not null" : "null
 STDMETHODIMP FakeUnknown::QueryInterface(REFIID riid, void** ppv)
 {
     note(name + ".QueryInterface " + (riid == IID_IWbemObjectSink ? "IWbemObjectSink" : "?"));
+    if (callFails(name + ".QueryInterface")) return E_FAIL;
     return onQuery ? onQuery(riid, ppv) : E_NOINTERFACE;
 }
 
 STDMETHODIMP FakeServices::CancelAsyncCall(IWbemObjectSink* sink)
 {
     note(name + ".CancelAsyncCall " + (sink ? static_cast<FakeSink*>(sink)->name : "null"));
+    if (callFails(name + ".CancelAsyncCall")) return E_FAIL;
     return cancelled;
 }
 
@@ -32,6 +35,7 @@ STDMETHODIMP FakeServices::ExecNotificationQueryAsync(const BSTR language, const
     note(name + ".ExecNotificationQueryAsync " + textOf(language) + ", " + textOf(query) + ", " +
          std::to_string(flags) + ", " + nullOrNot(context) + ", " +
          (sink ? static_cast<FakeSink*>(sink)->name : "null"));
+    if (callFails(name + ".ExecNotificationQueryAsync")) return E_FAIL;
     return queried;
 }
 
@@ -40,6 +44,7 @@ STDMETHODIMP FakeLocator::ConnectServer(const BSTR resource, const BSTR user, co
 {
     note(name + ".ConnectServer " + textOf(resource) + ", " + textOf(user) + ", " + textOf(password) + ", " +
          textOf(locale) + ", " + std::to_string(flags) + ", " + textOf(authority) + ", " + nullOrNot(context));
+    if (callFails(name + ".ConnectServer")) return E_FAIL;
     slotOfCaller = result;
     if (SUCCEEDED(connected) && services) {
         services->AddRef();
@@ -50,6 +55,7 @@ STDMETHODIMP FakeLocator::ConnectServer(const BSTR resource, const BSTR user, co
 
 STDMETHODIMP FakeApartment::CreateObjectStub(IUnknown* object, IUnknown** result)
 {
+    if (callFails(name + ".CreateObjectStub")) return E_FAIL;
     wrapped = object;
     object->AddRef();
     note(name + ".CreateObjectStub, sink's references " + std::to_string(object->Release()));
@@ -67,6 +73,7 @@ FakeClassObject::~FakeClassObject()
 
 STDMETHODIMP FakeClassObject::QueryInterface(REFIID riid, void** ppv)
 {
+    if (callFails(name + ".QueryInterface")) return E_FAIL;
     if (FAILED(queried)) return queried;
     if (riid != IID_IWbemClassObject) return E_NOINTERFACE;
     AddRef();
@@ -78,6 +85,7 @@ STDMETHODIMP FakeClassObject::Get(LPCWSTR property, LONG flags, VARIANT* value, 
 {
     note(name + ".Get " + toAnsi(property) + ", " + std::to_string(flags) + ", " + nullOrNot(type) + ", " +
          nullOrNot(flavor));
+    if (callFails(name + ".Get " + toAnsi(property))) return E_FAIL;
     if (beforeGet) beforeGet(property);
     const auto found = properties.find(property);
     if (found == properties.end()) return notFound;
