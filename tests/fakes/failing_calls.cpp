@@ -13,6 +13,8 @@ namespace {
 
 constexpr char caseVariable[] = "KELVANE_FAILING_CALL";
 constexpr std::size_t childrenAtOnce = 4;
+constexpr DWORD patienceMs = 60000;
+constexpr UINT hung = 86;  // exit code of a child that had to be ended
 
 struct Count {
     std::mutex lock;
@@ -41,13 +43,15 @@ public:
         SetEnvironmentVariableA(caseVariable, nullptr);
     }
 
-    // Waits for the end.
+    // Waits for the end, and brings it about when it does not come.
     ~Child()
     {
         EXPECT_TRUE(started) << "case " << caseNumber;
         if (!started) return;
-        WaitForSingleObject(process.hProcess, INFINITE);
+        const bool ended = WaitForSingleObject(process.hProcess, patienceMs) == WAIT_OBJECT_0;
+        if (!ended) TerminateProcess(process.hProcess, hung);
         DWORD exitCode = 0;
+        WaitForSingleObject(process.hProcess, patienceMs);
         GetExitCodeProcess(process.hProcess, &exitCode);
         EXPECT_EQ(exitCode, 0U) << "case " << caseNumber;
         CloseHandle(process.hThread);
