@@ -1,5 +1,6 @@
 // Every call of the platform fails once, and every call from each one on.
 #include "tests/fakes/engine_life.h"
+#include "tests/fakes/repeated_cases.h"
 
 #include <gmock/gmock.h>
 
