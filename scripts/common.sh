@@ -7,6 +7,7 @@ export WINEPREFIX="${WINEPREFIX:-$root/build/wine}"
 build_packages=(g++-mingw-w64-x86-64-posix cmake ninja-build wine64)
 package_packages=(git msitools python3 uuid-runtime wixl)
 sign_packages=(openssl osslsigncode)
+native_packages=(clang cmake g++ googletest libclang-rt-14-dev ninja-build)
 
 # Installs those of the named Debian packages that this machine lacks.
 install_packages() {

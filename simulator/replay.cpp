@@ -38,7 +38,7 @@ public:
         for (; next < scenario.size() && scenario[next].timeMs <= endMs; ++next) {
             nowMs = scenario[next].timeMs;
             advanceProcessor();
-            std::visit([this](const auto& input) { apply(input); }, scenario[next].input);
+            std::visit([this](const auto& input) { this->apply(input); }, scenario[next].input);
         }
         nowMs = endMs;
         advanceProcessor();

@@ -54,7 +54,7 @@ struct RegistryCalls {
         const DWORD offered = *size;
         *size = static_cast<DWORD>(registry->value.size());
         if (*size > offered) return ERROR_MORE_DATA;
-        *type = REG_DWORD;
+        *type = registry->type;
         std::memcpy(data, registry->value.data(), registry->value.size());
         return ERROR_SUCCESS;
     }

@@ -29,6 +29,7 @@ public:
 
     // The one value that a query finds.
     bool valueExists = true;
+    DWORD type = REG_DWORD;
     std::string value;
 
     // What happens at each wait, and its result. A wait for which there is no entry fails.

@@ -7,7 +7,7 @@ import subprocess
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 LISTED = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, capture_output=True, text=True,
                         check=True).stdout.splitlines()
-FILES = [ROOT / name for name in LISTED if (ROOT / name).is_file()]
+FILES = [ROOT / name for name in LISTED if (ROOT / name).is_file() and "/corpus/" not in name]  # those are bare bytes
 SOURCES = [path for path in FILES if path.suffix in (".h", ".cpp")]
 
 # What the files of a folder may include of the project.

@@ -113,7 +113,7 @@ TEST_F(Handshake, ARefusalByTheCoreIsTheStatus)
         EXPECT_EQ(load(), row.status);
 
         EXPECT_EQ(errors.text(), row.line);
-        EXPECT_EQ(coreInterface().Init, nullptr);
+        EXPECT_EQ(+coreInterface().Init, nullptr);
     }
     EXPECT_EQ(system.callsOf("FreeLibrary").size(), 3U);
     EXPECT_EQ(system.heldBlocks(), 0U);
@@ -201,7 +201,7 @@ TEST_F(Handshake, EachOfTheNineRequiredSlotsMustBeFilled)
 
         EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_CALLBACK_IS_NULL (C:\\orq\\core.dll): N/A\n");
         EXPECT_EQ(system.callsOf("FreeLibrary").size(), 1U);
-        EXPECT_EQ(coreInterface().Init, nullptr);
+        EXPECT_EQ(+coreInterface().Init, nullptr);
     }
 }
 
@@ -213,9 +213,9 @@ TEST_F(Handshake, SlotsThreeAndSevenMayBeEmpty)
     EXPECT_EQ(load(), 0);
 
     EXPECT_EQ(errors.text(), "");
-    EXPECT_EQ(coreInterface().slot3, nullptr);
-    EXPECT_EQ(coreInterface().SessionDisconnect, nullptr);
-    EXPECT_NE(coreInterface().SessionConnect, nullptr);
+    EXPECT_EQ(+coreInterface().slot3, nullptr);
+    EXPECT_EQ(+coreInterface().SessionDisconnect, nullptr);
+    EXPECT_NE(+coreInterface().SessionConnect, nullptr);
 }
 
 }  // namespace

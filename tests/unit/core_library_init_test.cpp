@@ -96,7 +96,7 @@ TEST_F(CoreInit, ReturnsWhatTheCoresOwnInitReturnsAndKeepsTheLibrary)
 
     EXPECT_EQ(errors.text(), "");
     EXPECT_THAT(system.callsOf("FreeLibrary"), IsEmpty());
-    EXPECT_NE(coreInterface().Init, nullptr);
+    EXPECT_NE(+coreInterface().Init, nullptr);
     EXPECT_NE(g_loader.module, nullptr);
 }
 
@@ -162,9 +162,9 @@ TEST_F(CoreInit, AnAnswerThatChangedReplacesTheRecordWholeAndLeavesTheEarlierOne
     EXPECT_EQ(Init(), 0);
 
     EXPECT_EQ(coreInterface().framework[0], 2);
-    EXPECT_EQ(coreInterface().SessionDisconnect, nullptr);
+    EXPECT_EQ(+coreInterface().SessionDisconnect, nullptr);
     EXPECT_EQ(earlier.framework[0], 1);
-    EXPECT_NE(earlier.SessionDisconnect, nullptr);
+    EXPECT_NE(+earlier.SessionDisconnect, nullptr);
 }
 
 TEST_F(CoreInit, TheSameAnswerIsNotAllocatedAgain)
@@ -192,7 +192,7 @@ TEST_F(CoreInit, CallersSeeTheEarlierRecordWhileTheCoreFillsInTheNewOne)
 
     EXPECT_EQ(seen, earlier);
     EXPECT_EQ(seen->framework[0], 1);
-    EXPECT_NE(seen->SessionConnect, nullptr);
+    EXPECT_NE(+seen->SessionConnect, nullptr);
     EXPECT_EQ(coreInterface().framework[0], 2);
 }
 
@@ -207,14 +207,14 @@ TEST_F(CoreInit, ASecondTimeThatIsRefusedUnloadsAndAThirdOneLooksUpTheExportAgai
 
     EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_UNSPECIFIED (C:\\orq\\orqcore.dll): N/A\n");
     EXPECT_EQ(system.callsOf("FreeLibrary").size(), 1U);
-    EXPECT_EQ(coreInterface().SessionConnect, nullptr);
+    EXPECT_EQ(+coreInterface().SessionConnect, nullptr);
     EXPECT_EQ(system.heldBlocks(), 0U);
 
     system.core.interfaceStatus = 0;
     EXPECT_EQ(Init(), 0);
 
     EXPECT_EQ(system.callsOf("GetProcAddress").size(), 1U);
-    EXPECT_NE(coreInterface().SessionConnect, nullptr);
+    EXPECT_NE(+coreInterface().SessionConnect, nullptr);
 }
 
 TEST_F(CoreInit, ASecondTimeBehindALinkThatCannotBeRemovedReleasesTheRecordAndNotTheLibrary)
@@ -229,7 +229,7 @@ TEST_F(CoreInit, ASecondTimeBehindALinkThatCannotBeRemovedReleasesTheRecordAndNo
 
     EXPECT_THAT(system.callsOf("FreeLibrary"), IsEmpty());
     EXPECT_EQ(system.heldBlocks(), 0U);
-    EXPECT_EQ(coreInterface().SessionConnect, nullptr);
+    EXPECT_EQ(+coreInterface().SessionConnect, nullptr);
 }
 
 }  // namespace

@@ -98,9 +98,9 @@ TEST_F(ClosedLog, OnlyDebugWarningAndErrorLinesAreWritten)
     for (const auto& [level, written] : rows) {
         SCOPED_TRACE(level);
 
-        const std::string output = standardOutputOf([&] {
-            log.log(level) << "text"
-                           << "\n";
+        const std::string output = standardOutputOf([&, its = level] {
+            log.log(its) << "text"
+                         << "\n";
         });
 
         EXPECT_EQ(output, written);

@@ -81,7 +81,7 @@ TEST_F(FailedClipReading, CountsAsAClipWhenFailuresAreNotReported)
 {
     g_reportPerfFailures = 0;
     loop.failCall(42, 1000);
-    loop.at(2300, [this] { EXPECT_EQ(10000, appliedPrefMax); });
+    loop.at(2300, [] { EXPECT_EQ(10000, appliedPrefMax); });
 
     loop.run();
 

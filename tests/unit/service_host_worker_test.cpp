@@ -152,8 +152,8 @@ TEST_F(Worker, AnyValueButOneOpensTheGate)
 
 TEST_F(Worker, StartsASecondEngineWhenTheGateOpensAgainWhileTheFirstRuns)
 {
-    std::atomic<bool> firstMayEnd = false;
-    onEngine = [&] { waitUntil([&] { return firstMayEnd.load(); }); };
+    static std::atomic<bool> firstMayEnd = false;  // the engines are waited for by nobody
+    onEngine = [] { waitUntil([] { return firstMayEnd.load(); }); };
     polls = { WAIT_TIMEOUT, WAIT_TIMEOUT };
     g_engineGate = 0;
     int sleepsOfThePoll = 0;

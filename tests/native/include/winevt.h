@@ -5,7 +5,7 @@
 
 using EVT_HANDLE = HANDLE;
 
-enum EVT_SUBSCRIBE_NOTIFY_ACTION { EvtSubscribeActionError, EvtSubscribeActionDeliver };
+enum EVT_SUBSCRIBE_NOTIFY_ACTION : int { EvtSubscribeActionError, EvtSubscribeActionDeliver };
 
 using EVT_SUBSCRIBE_CALLBACK = DWORD (*)(EVT_SUBSCRIBE_NOTIFY_ACTION action, PVOID context, EVT_HANDLE event);
 

@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# sanitize.sh [CTEST ARGUMENT...]: the unit tests on Linux itself, under sanitizers; any report fails.
+#
+# Address and undefined behaviour with all unit tests and each fuzz target's corpus; threads with the log, the engine and
+# a stress of everything that runs at once. Exit codes: 0 no report, 1 a report or a failed build.
+set -uo pipefail
+# shellcheck source=common.sh
+source "$(dirname "$0")/common.sh"
+cd "$root" || exit 1
+
+install_packages "${native_packages[@]}" || exit 1
+build native-asan || exit 1
+build native-tsan log_tests engine_tests stress_tests || exit 1
+
+failed=()
+for preset in native-asan native-tsan; do
+    ctest --preset "$preset" --parallel 4 --no-tests=error "$@" || failed+=("$preset")
+done
+[ ${#failed[@]} -eq 0 ] || {
+    echo "failed: ${failed[*]}" >&2
+    exit 1
+}
