@@ -10,7 +10,7 @@ if ! run-clang-tidy -quiet -p "$root/build/release" \
     -extra-arg="-isystem$gcc/include/c++" \
     -extra-arg="-isystem$gcc/include/c++/x86_64-w64-mingw32" \
     -extra-arg=-isystem/usr/x86_64-w64-mingw32/include \
-    -extra-arg=-Wno-unknown-warning-option >"$log" 2>&1; then
+    -extra-arg=-Wno-unknown-warning-option '\.cpp$' >"$log" 2>&1; then
     grep -vE '^clang-tidy|warnings generated|^Suppressed|^Use -header' "$log" >&2
     exit 1
 fi
