@@ -1,90 +1,69 @@
+// Events and the watcher's own thread handle: its end is seen without a destructor that would run in it.
 #include "tests/fakes/turns.h"
 
 #include <windows.h>
 
-#include <condition_variable>
-#include <mutex>
+#include <atomic>
 
 namespace kelvane::tests {
 
 namespace {
 
-enum class Turn { host, watcher };
-enum class Watcher { notStarted, waitsForItsFirst, lives, ended };
-
 struct Turns {
-    std::mutex lock;
-    std::condition_variable changed;
-    Turn turn = Turn::host;
-    Watcher watcher = Watcher::notStarted;
-    DWORD hostThread = 0;
+    DWORD host = 0;
+    std::atomic<DWORD> watcher = 0;
+    std::atomic<HANDLE> watcherThread = nullptr;
+    bool begun = false;  // the watcher has had its first turn
+    HANDLE watcherCame = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    HANDLE hostTurn = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    HANDLE watcherTurn = CreateEventW(nullptr, FALSE, FALSE, nullptr);
 };
 
 Turns& turns = *new Turns;
 
-void give(Turn next)
+// Not by the import that tests replace.
+void waitFor(HANDLE event) { WaitForMultipleObjects(1, &event, FALSE, INFINITE); }
+
+bool watcherEnded()
 {
-    turns.turn = next;
-    turns.changed.notify_all();
+    HANDLE thread = turns.watcherThread;
+    return WaitForMultipleObjects(1, &thread, FALSE, 0) == WAIT_OBJECT_0;
 }
-
-void waitFor(std::unique_lock<std::mutex>& hold, Turn own)
-{
-    turns.changed.wait(hold, [own] { return turns.turn == own; });
-}
-
-// Gives the turn back when the watcher's thread ends.
-struct End {
-    bool armed = false;
-
-    ~End()
-    {
-        if (!armed) return;
-        const std::lock_guard hold(turns.lock);
-        turns.watcher = Watcher::ended;
-        give(Turn::host);
-    }
-};
-
-thread_local End end;
 
 }  // namespace
 
-void takeFirstTurn() { turns.hostThread = GetCurrentThreadId(); }
+void takeFirstTurn() { turns.host = GetCurrentThreadId(); }
 
-bool isHost() { return GetCurrentThreadId() == turns.hostThread; }
+bool isHost() { return GetCurrentThreadId() == turns.host; }
 
 void beginTurn()
 {
-    if (isHost() || end.armed) return;
-    end.armed = true;
-    std::unique_lock hold(turns.lock);
-    turns.watcher = Watcher::waitsForItsFirst;
-    turns.changed.notify_all();
-    waitFor(hold, Turn::watcher);
-    turns.watcher = Watcher::lives;
+    if (isHost() || turns.watcher == GetCurrentThreadId()) return;
+    HANDLE thread = nullptr;
+    DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread, 0, FALSE,
+                    DUPLICATE_SAME_ACCESS);
+    turns.watcherThread = thread;
+    turns.watcher = GetCurrentThreadId();
+    SetEvent(turns.watcherCame);
+    waitFor(turns.watcherTurn);
 }
 
 void letWatcherRun()
 {
-    std::unique_lock hold(turns.lock);
-    turns.changed.wait(hold, [] { return turns.watcher != Watcher::notStarted; });
-    if (turns.watcher == Watcher::ended) return;
-    give(Turn::watcher);
-    waitFor(hold, Turn::host);
+    if (!turns.begun) waitFor(turns.watcherCame);
+    turns.begun = true;
+    if (watcherEnded()) return;
+    SetEvent(turns.watcherTurn);
+    HANDLE back[] = { turns.hostTurn, turns.watcherThread };
+    WaitForMultipleObjects(2, back, FALSE, INFINITE);
 }
 
 void letHostRun()
 {
-    std::unique_lock hold(turns.lock);
-    give(Turn::host);
-    waitFor(hold, Turn::watcher);
+    SetEvent(turns.hostTurn);
+    waitFor(turns.watcherTurn);
 }
 
-bool watcherLives()
-{
-    const std::lock_guard hold(turns.lock);
-    return turns.watcher == Watcher::lives;
-}
+bool watcherLives() { return turns.begun && !watcherEnded(); }
 
 }  // namespace kelvane::tests
