@@ -16,6 +16,7 @@ namespace {
 
 constexpr char caseVariable[] = "KELVANE_FAILING_CALL";
 constexpr std::size_t childrenAtOnce = 4;
+constexpr int startAttempts = 3;  // Wine refuses one now and then when the machine is busy
 constexpr DWORD patienceMs = 60000;
 constexpr UINT hung = 86;  // exit code of a child that had to be ended
 
@@ -31,15 +32,18 @@ public:
         SetEnvironmentVariableA(caseVariable, std::to_string(number).c_str());
         STARTUPINFOA startup = {};
         startup.cb = sizeof startup;
-        started = CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                                 &process) != FALSE;
+        for (int attempt = 0; !started && attempt < startAttempts; ++attempt) {
+            started = CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                                     &process) != FALSE;
+            error = started ? ERROR_SUCCESS : GetLastError();
+        }
         SetEnvironmentVariableA(caseVariable, nullptr);
     }
 
     // Waits for the end, and brings it about when it does not come.
     ~Child()
     {
-        EXPECT_TRUE(started) << "case " << caseNumber;
+        EXPECT_TRUE(started) << "case " << caseNumber << ", error " << error;
         if (!started) return;
         const bool ended = WaitForSingleObject(process.hProcess, patienceMs) == WAIT_OBJECT_0;
         if (!ended) TerminateProcess(process.hProcess, hung);
@@ -57,6 +61,7 @@ public:
 private:
     int caseNumber;
     bool started = false;
+    DWORD error = ERROR_SUCCESS;
     PROCESS_INFORMATION process = {};
 };
 
