@@ -234,11 +234,9 @@ def test_large_log_is_read_in_bounded_memory(tmp_path):
         for second in range(500_000):
             log.write(f"{1795262400 + second}.000000\t900\t{second % 50}.25\t0.00\n")
 
-    start = time.monotonic()
     with open(tmp_path / "scenario.csv", "wb") as scenario:
         run = run_import("large.txt", cwd=tmp_path, stdout=scenario,
                          preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (100 << 20, 100 << 20)))
 
     assert run.returncode == 0
     assert re.search(rb"^samples +500000$", run.stderr, re.MULTILINE)
-    assert time.monotonic() - start < 60
