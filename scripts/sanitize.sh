@@ -6,15 +6,14 @@
 set -uo pipefail
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
-cd "$root" || exit 1
 
 install_packages "${native_packages[@]}" || exit 1
 build native-asan || exit 1
-build native-tsan log_tests engine_tests stress_tests || exit 1
+build native-tsan "${thread_targets[@]}" || exit 1
 
 failed=()
-for preset in native-asan native-tsan; do
-    ctest --preset "$preset" --parallel 4 --no-tests=error "$@" || failed+=("$preset")
+for preset in native-tsan native-asan; do
+    test_preset "$preset" --no-tests=error "$@" || failed+=("$preset")
 done
 [ ${#failed[@]} -eq 0 ] || {
     echo "failed: ${failed[*]}" >&2

@@ -16,11 +16,19 @@ namespace {
 // What the watcher's own buffer holds, which lasts as long as the process.
 wchar_t units[512];
 
+// Most are short; the rest is about as long as the buffer.
+std::string anyValue(fuzz::Bytes& bytes)
+{
+    std::string value = bytes.ConsumeRandomLengthString(16);
+    if (bytes.ConsumeBool()) value.resize(bytes.ConsumeIntegralInRange(sizeof units - 4, sizeof units + 4), 'x');
+    return value;
+}
+
 void change(tests::FakeRegistry& registry, fuzz::Bytes& bytes)
 {
     registry.valueExists = bytes.ConsumeProbability<float>() < 0.9F;
     registry.type = bytes.ConsumeIntegral<DWORD>();
-    registry.value = bytes.ConsumeRandomLengthString(bytes.ConsumeBool() ? 8 : 3000);
+    registry.value = anyValue(bytes);
 }
 
 }  // namespace

@@ -2,8 +2,11 @@
 #include "tests/fakes/diagnostic_log_inspector.h"
 #include "tests/fuzz/fuzz.h"
 
+#include <objbase.h>
 #include <shlobj.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,11 +14,13 @@
 using namespace kelvane;
 using kelvane::fuzz::promise;
 
-// There is no folder; the file is the null device.
+// A folder in which nothing can be made; the log is opened on the null device.
 extern "C" HRESULT SHGetKnownFolderPath(REFKNOWNFOLDERID /*folder*/, DWORD /*flags*/, HANDLE /*token*/, PWSTR* path)
 {
-    *path = nullptr;
-    return E_FAIL;
+    constexpr wchar_t nowhere[] = L"/dev/null";
+    *path = static_cast<PWSTR>(CoTaskMemAlloc(sizeof nowhere));
+    std::copy(std::begin(nowhere), std::end(nowhere), *path);
+    return S_OK;
 }
 
 namespace {
