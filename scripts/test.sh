@@ -26,4 +26,4 @@ done
 [ ${#failed[@]} -eq 0 ] || {
     echo "failed: ${failed[*]}" >&2
     exit 1
-fi
+}

@@ -27,17 +27,14 @@ using LONG = std::int32_t;
 using ULONG = std::uint32_t;
 using UINT = unsigned;
 using USHORT = std::uint16_t;
-using LONGLONG = std::int64_t;
 using ULONGLONG = std::uint64_t;
 using SIZE_T = std::size_t;
 using DWORD_PTR = std::uintptr_t;
-using WCHAR = wchar_t;
 using PVOID = void*;
 using LPVOID = void*;
 using LPCVOID = const void*;
 using LPBYTE = BYTE*;
 using PCHAR = char*;
-using PSTR = char*;
 using LPSTR = char*;
 using PCSTR = const char*;
 using LPCSTR = const char*;
@@ -69,7 +66,6 @@ inline bool operator==(const GUID& a, const GUID& b) { return std::memcmp(&a, &b
 using IID = GUID;
 using CLSID = GUID;
 using LPGUID = GUID*;
-using REFGUID = const GUID&;
 using REFIID = const GUID&;
 using REFCLSID = const GUID&;
 
