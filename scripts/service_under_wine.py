@@ -93,8 +93,7 @@ class ServiceUnderWine:
         self._boot()
 
     def _boot(self):
-        with open(self.boot_log, "ab") as log:
-            boot_prefix(self.prefix, log)
+        boot_prefix(self.prefix, self.boot_log)
 
     def _install(self):
         """What an installation of the service provides."""
@@ -118,7 +117,18 @@ class ServiceUnderWine:
         shutil.copy(self.build / "standins/orqcore.dll", self.core_folder)
         for tool in TOOLS:
             self._copy_program(tool, self.home / f"steer_{tool}.exe")
-        (self.home / "unseen.txt").write_text("".join(f"steer_{tool}.exe\n" for tool in TOOLS), encoding="ascii")
+        for tool in TOOLS:
+            self._hide(f"steer_{tool}.exe")
+
+    def _hide(self, program):
+        """The process watcher does not see programs of this name."""
+        with open(self.home / "unseen.txt", "a", encoding="ascii") as file:
+            file.write(f"{program}\n")
+
+    def install_tool(self, name):
+        """Copies a program of the build to C:\\kv, unseen by the process watcher."""
+        shutil.copy(self.build / "standins" / name, self.home)
+        self._hide(name)
 
     def _copy_program(self, name, path):
         """Copies one of Wine's own programs, without the mark in it."""

@@ -15,6 +15,7 @@ import time
 WINE = "/usr/lib/wine/wine64"
 WINE_SERVER = "/usr/lib/wine/wineserver"
 COMMAND_TIMEOUT_S = 60
+BOOT_TRIES = 3
 
 
 def wine_environment(prefix):
@@ -54,13 +55,21 @@ def end_prefix(prefix):
 
 
 def boot_prefix(prefix, log):
-    """Starts a prefix's server, which stays until end_prefix, and its background processes.
+    """Starts a prefix's server, which stays until end_prefix, and its background processes; log: a path, added to.
 
-    A session of their own keeps them from a Ctrl-C that is meant for the program that looks on.
+    On a busy machine Wine does not always come up, so a boot that fails is tried again. A session of their own keeps
+    the programs from a Ctrl-C that is meant for the program that looks on.
     """
-    for command in ([WINE_SERVER, "-p"], [WINE, "wineboot"]):
-        subprocess.run(command, env=wine_environment(prefix), stdin=subprocess.DEVNULL, stdout=log, stderr=log,
-                       timeout=180, check=True, start_new_session=True)
+    for tries_left in reversed(range(BOOT_TRIES)):
+        with open(log, "ab") as output:
+            statuses = [subprocess.run(command, env=wine_environment(prefix), stdin=subprocess.DEVNULL, stdout=output,
+                                       stderr=output, timeout=180, check=False, start_new_session=True).returncode
+                        for command in ([WINE_SERVER, "-p"], [WINE, "wineboot"])]
+        if statuses == [0, 0]:
+            return
+        end_prefix(prefix)
+        if not tries_left:
+            raise RuntimeError(f"Wine does not start ({statuses}):\n{pathlib.Path(log).read_text(errors='replace')}")
 
 
 def template_prefix(folder):
@@ -75,7 +84,7 @@ def template_prefix(folder):
             shutil.rmtree(growing, ignore_errors=True)
             growing.mkdir()
             try:
-                boot_prefix(growing, subprocess.DEVNULL)
+                boot_prefix(growing, folder / "wine-template.log")
             finally:
                 end_prefix(growing)
             growing.rename(template)

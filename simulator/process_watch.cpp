@@ -7,7 +7,8 @@
 
 #include <tlhelp32.h>
 
-#include <chrono>
+#include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -15,7 +16,9 @@ namespace kelvane::simulator {
 
 namespace {
 
-constexpr std::chrono::seconds lookInterval(1);
+constexpr DWORD lookIntervalMs = 1000;
+constexpr DWORD firstStormId = 1000000;  // above those of real processes
+constexpr unsigned long stormMax = 1000;
 
 std::set<std::wstring> unseenNames()
 {
@@ -35,12 +38,9 @@ ProcessWatch::ProcessWatch(IWbemObjectSink* sinkToCall)
 
 ProcessWatch::~ProcessWatch()
 {
-    {
-        const std::lock_guard guard(lock);
-        ending = true;
-    }
-    wakeUp.notify_one();
+    SetEvent(ending);
     thread.join();
+    CloseHandle(ending);
     sink->Release();
 }
 
@@ -60,11 +60,9 @@ std::set<ProcessWatch::Process> ProcessWatch::running() const
 
 void ProcessWatch::watch()
 {
-    std::unique_lock guard(lock);
-    while (!wakeUp.wait_for(guard, lookInterval, [this] { return ending; })) {
-        guard.unlock();
+    while (WaitForSingleObject(ending, lookIntervalMs) == WAIT_TIMEOUT) {
         tellNew();
-        guard.lock();
+        tellStorm();
     }
 }
 
@@ -75,11 +73,23 @@ void ProcessWatch::tellNew()
         if (known.contains({ id, name })) continue;
         std::ofstream(ownFolder() / "told.txt", std::ios::out | std::ios::app)
             << toUtf8(name) << ':' << id << std::endl;
-        IWbemClassObject* event = makeProcessEvent(name, id);
-        sink->Indicate(1, &event);
-        event->Release();
+        tell(name, id);
     }
     known = std::move(now);
+}
+
+void ProcessWatch::tellStorm()
+{
+    const std::string starts = readFile(ownFolder() / "storm.txt").value_or("0");
+    const DWORD end = firstStormId + std::min(std::strtoul(starts.c_str(), nullptr, 10), stormMax);
+    for (DWORD id = firstStormId; id < end; ++id) tell(L"storm.exe", id);
+}
+
+void ProcessWatch::tell(const std::wstring& name, DWORD id)
+{
+    IWbemClassObject* event = makeProcessEvent(name, id);
+    sink->Indicate(1, &event);
+    event->Release();
 }
 
 }  // namespace kelvane::simulator

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# soak.sh [MINUTES]: the installed service under Wine, driven hard for an hour or as long as said, and watched for growth.
+# soak.sh --year [DAYS]: a year, or so many days, through the scaling loop in virtual time.
+#
+# Both print a table; the exit code is 0 when nothing grew, died or stood still. Ctrl-C ends everything.
+set -eu
+# shellcheck source=common.sh
+source "$(dirname "$0")/common.sh"
+
+usage() {
+    echo "usage: scripts/soak.sh [MINUTES]" >&2
+    echo "       scripts/soak.sh --year [DAYS]" >&2
+    exit 2
+}
+
+year=
+if [ "${1:-}" = --year ]; then
+    year=1
+    shift
+fi
+length=${1:-$([ -n "$year" ] && echo 365 || echo 60)}
+[ $# -le 1 ] || usage
+[[ $length =~ ^[1-9][0-9]*$ ]] || usage
+
+install_packages "${build_packages[@]}" python3
+build release
+if [ -n "$year" ]; then
+    trap stop_wine EXIT
+    /usr/bin/python3 "$root/scripts/soak_year.py" "$length" "$root/build/soak" \
+        "$root/cmake/wine-run.sh" "$root/build/release/kelvane-replay.exe"
+else
+    /usr/bin/python3 "$root/scripts/soak_service.py" "$length" "$root/build/soak" "$root/build/release"
+fi

@@ -1,0 +1,107 @@
+"""The long runs, made short: what they do to the service, and that they tell growth from what is deliberate."""
+
+import os
+import shlex
+import subprocess
+import sys
+
+import pytest
+from conftest import ROOT, STEP_S
+
+sys.path.insert(0, str(ROOT / "scripts"))
+
+import soak_service  # noqa: E402
+
+REPLAY = shlex.split(os.environ.get("KELVANE_REPLAY", shlex.quote(str(ROOT / "scripts/replay.sh"))))
+AT_REST = {"private_kib": 17000, "resident_kib": 31000, "descriptors": 39, "threads": 8, "handles": 54, "changes": 3}
+
+
+def life_of(samples):
+    """A life that was measured so; nothing of it runs."""
+    life = object.__new__(soak_service.Life)
+    life.samples = samples
+    return life
+
+
+def samples(**growth_per_cycle):
+    """Of ten cycles, each measure growing by so much from each to the next."""
+    return [{name: first + cycle * growth_per_cycle.get(name, 0) for name, first in AT_REST.items()}
+            for cycle in range(10)]
+
+
+def year(*arguments):
+    return subprocess.run(["/usr/bin/python3", ROOT / "scripts/soak_year.py", *map(str, arguments)],
+                          stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=120, check=False)
+
+
+def test_a_handle_for_each_change_of_the_control_key_is_no_growth(capsys):
+    life = life_of(samples(changes=2, handles=2))
+
+    assert soak_service.report([life], {"lives": 1})
+
+    assert life.growth()["handles"] == (58, 70, 0)
+    assert "GREW" not in capsys.readouterr().out
+
+
+@pytest.mark.parametrize("name, per_cycle", [("handles", 1), ("private_kib", 200), ("resident_kib", 300),
+                                             ("descriptors", 1), ("threads", 1)])
+def test_a_measure_that_grows_with_each_cycle_is_told(capsys, name, per_cycle):
+    life = life_of(samples(**{name: per_cycle}))
+
+    assert not soak_service.report([life], {"lives": 1})
+
+    assert [line.split()[2] for line in capsys.readouterr().out.splitlines() if "GREW" in line] == [name]
+
+
+def test_what_the_first_cycle_makes_is_no_growth():
+    measured = samples()
+    measured[0] = {name: 0 for name in AT_REST}
+
+    assert soak_service.report([life_of(measured)], {"lives": 1})
+
+
+@pytest.mark.parametrize("arguments", [["0"], ["-1"], ["five"], ["1", "2"], ["--year", "0"], ["--year", "1", "2"]])
+def test_a_length_that_makes_no_sense_is_wrong_usage(arguments):
+    run = subprocess.run([ROOT / "scripts/soak.sh", *arguments], capture_output=True, text=True, timeout=20, check=False)
+
+    assert run.returncode == 2
+    assert run.stderr.startswith("usage: scripts/soak.sh [MINUTES]")
+
+
+def test_a_simulated_day_prints_its_figures(tmp_path):
+    run = year(1, tmp_path, *REPLAY)
+
+    assert run.returncode == 0, run.stderr
+    assert run.stdout.startswith("simulated                      1 days\n")
+    assert (tmp_path / "year.csv").read_text().splitlines()[-1] == "86400000,stop,scaling"
+
+
+def test_a_replay_that_fails_is_a_failure(tmp_path):
+    run = year(1, tmp_path, "/usr/bin/false")
+
+    assert run.returncode == 1
+    assert "the replay ended with 1" in run.stderr
+
+
+def test_a_storm_of_process_starts_reaches_the_service(kelvane):
+    kelvane.set_scenario("time_ms,input,value\n0,power_mw,3000\n")
+    kelvane.start_scaling()
+    written = len(kelvane.writes())
+
+    (kelvane.home / "storm.txt").write_text("200", encoding="ascii")
+
+    kelvane.wait_for_writes([("SET_PERF_PREFERENCE_MAX", 10000)], STEP_S, after=written)
+    assert "storm.exe" not in [name for name, _ in kelvane.told_processes()]
+
+
+def test_handles_of_the_service_can_be_counted(kelvane):
+    kelvane.install_tool("handle_count.exe")
+    kelvane.start()
+    kelvane.wait_for_service_data("Capability key is present")
+    before = int(kelvane.run(r"C:\kv\handle_count.exe", "kelvane.exe"))
+
+    for value in (1, 3, 4):
+        kelvane.write_control(value)
+
+    kelvane.wait_for(lambda: int(kelvane.run(r"C:\kv\handle_count.exe", "kelvane.exe")) == before + 3, STEP_S,
+                     "three handles more")
