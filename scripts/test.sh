@@ -9,20 +9,23 @@ cd "$root"
 trap stop_wine EXIT
 
 install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}" "${native_packages[@]}" chromium \
-    chromium-driver clang-format clang-tidy cppcheck gnuplot-nox python3-hypothesis python3-pefile python3-pytest \
+    chromium-driver clang-format clang-tidy cppcheck gcovr gnuplot-nox python3-hypothesis python3-pefile python3-pytest \
     python3-selenium shellcheck
 install_npm
 build release
 build debug
 build native-asan
 build native-tsan "${thread_targets[@]}"
+build native-coverage
+find build/native-coverage -name '*.gcda' -delete  # the counts of earlier runs
 
 # Every preset is tested, also after one that failed. A choice of tests need not be among those of each.
 without=$([ $# -eq 0 ] && echo error || echo ignore)
 failed=()
-for preset in native-tsan native-asan debug; do
+for preset in native-coverage native-tsan native-asan debug; do
     test_preset "$preset" --no-tests="$without" "$@" || failed+=("$preset")
 done
+[ $# -gt 0 ] || /usr/bin/python3 scripts/coverage.py build/native-coverage || failed+=("coverage")
 [ ${#failed[@]} -eq 0 ] || {
     echo "failed: ${failed[*]}" >&2
     exit 1

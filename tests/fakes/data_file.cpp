@@ -35,6 +35,7 @@ DataFile::~DataFile()
 
 std::string DataFile::bytes() const
 {
+    if (!std::filesystem::is_regular_file(fileName)) return {};
     std::ifstream file(fileName, std::ios::binary);
     return { std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>() };
 }

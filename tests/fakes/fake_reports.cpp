@@ -13,12 +13,17 @@ namespace kelvane {
 namespace tests {
 
 std::function<void(const std::wstring&)>& onServiceEvent = *new std::function<void(const std::wstring&)>;
+std::function<void(const std::string&)>& onServiceData = *new std::function<void(const std::string&)>;
 
 }  // namespace tests
 
 const wchar_t serviceName[] = L"Tarvo(R) Kelvane";
 
-void writeServiceData(std::string message) { tests::note("data " + message); }
+void writeServiceData(std::string message)
+{
+    if (tests::onServiceData) tests::onServiceData(message);
+    tests::note("data " + message);
+}
 
 // Leaves a last error of its own, as the real one may.
 void reportServiceEvent(const std::wstring& message)

@@ -6,7 +6,8 @@
 
 namespace kelvane::tests {
 
-// Called before an event is noted: the place to throw something.
+// Called before an event, or a line of data, is noted: the place to throw something.
 extern std::function<void(const std::wstring& message)>& onServiceEvent;
+extern std::function<void(const std::string& message)>& onServiceData;
 
 }  // namespace kelvane::tests

@@ -133,6 +133,17 @@ TEST_F(Capability, AnyOtherExceptionWhileLookingForTheDriversHasItsOwnText)
     EXPECT_THAT(notedOf("data"), ElementsAre("data Catch...capabilityCheck function.. Service stopped"));
 }
 
+TEST_F(Capability, ExceptionThatCannotBeToldIsLost)
+{
+    registry.onOpen = [](const std::string&) -> LSTATUS { throw std::runtime_error("broken"); };
+    onServiceData = [](const std::string&) { throw std::bad_alloc(); };
+
+    EXPECT_NO_THROW(capabilityCheck());
+    EXPECT_NO_THROW(registry_write(L"SOFTWARE\\Other", REG_DWORD, 1));
+
+    EXPECT_THAT(notedOf("data"), testing::IsEmpty());
+}
+
 TEST_F(Capability, ExceptionOfTheWriterIsWrittenWithItsTextAndTheCheckGoesOn)
 {
     registry.onOpen = [](const std::string& subkey) -> LSTATUS {

@@ -152,6 +152,16 @@ TEST_F(ControlWatch, AnyOtherExceptionHasItsOwnTextBeforeTheClosingLine)
     EXPECT_THAT(notedOf("data"), ElementsAre("data catch ... registry_write function. Service stopped", closed));
 }
 
+TEST_F(ControlWatch, ExceptionThatCannotBeToldEndsTheWatcherAlone)
+{
+    registry.onNotify = []() -> LSTATUS { throw std::runtime_error("broken"); };
+    onServiceData = [](const std::string&) { throw std::bad_alloc(); };
+
+    EXPECT_EQ(registryNotify(), 0U);
+
+    EXPECT_THAT(notedOf("data"), testing::IsEmpty());
+}
+
 TEST_F(ControlWatch, ExceptionOfAReportEndsTheWatcherToo)
 {
     onServiceEvent = [](const std::wstring&) { throw std::runtime_error("no log"); };

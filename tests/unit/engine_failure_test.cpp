@@ -1,3 +1,4 @@
+#include "simulator/recorded_log.h"
 #include "tests/fakes/engine_run.h"
 
 #include <stdexcept>
@@ -167,6 +168,17 @@ TEST_F(EngineRun, StandardExceptionIsLoggedWithoutItsTextAndNothingIsReleased)
     EXPECT_THAT(after("EvtSubscribe "), ElementsAre("log 4 Start function Exception occurre "));
     EXPECT_EQ(com.heldReferences(), 5);
     EXPECT_EQ(g_engineStarted, 1);
+}
+
+TEST_F(EngineRun, ExceptionThatCannotBeLoggedEndsTheRunLikeAnyOther)
+{
+    com.onInitialize = [] { throw 7; };
+    simulator::recordLog([](int, const std::string&) { throw std::bad_alloc(); });
+
+    EXPECT_EQ(runEngine(3), 1);
+
+    EXPECT_EQ(g_engineStarted, 1);
+    simulator::recordLog(nullptr);
 }
 
 TEST_F(EngineRun, AnyOtherExceptionIsLoggedWithItsOwnText)

@@ -85,6 +85,19 @@ TEST_F(ProcessStart, EmptyBatchChangesNothingButTheMarkOfANewStart)
     EXPECT_THAT(noted(), IsEmpty());
 }
 
+TEST_F(ProcessStart, BatchWithoutObjectsLogsEachAndHandlesNone)
+{
+    IWbemClassObject* nothing[] = { nullptr };
+    const std::string line = "4 Failed to get TargetInstance in apObjArray[i]:" + std::to_string(E_POINTER);
+
+    EXPECT_EQ(sink.Indicate(2, nullptr), 0);
+    EXPECT_EQ(sink.Indicate(1, nothing), 0);
+
+    EXPECT_THAT(machine.messages(), ElementsAre(line, line, line));
+    EXPECT_EQ(PID_Change, 0);
+    EXPECT_EQ(noOfPids, 0);
+}
+
 TEST_F(ProcessStart, MarkOfANewStartIsTakenBackBeforeTheFirstObjectIsRead)
 {
     PID_Change = 1;

@@ -1,20 +1,26 @@
-// On Windows alone: the file has its line ends, and the linker can stop the clock only in a static program.
 #include "diagnostics/service_data.h"
 
 #include "tests/fakes/data_file.h"
 #include "tests/fakes/fixed_clock.h"
 
 #include <gmock/gmock.h>
-#include <windows.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <string>
 
 namespace kelvane::tests {
 namespace {
 
 constexpr std::time_t morning = 1794807364;  // 2026-11-16 05:36:04 UTC
 constexpr long ms = 1000000;                 // ns
+
+#ifdef _WIN32
+const std::string lineEnd = "\r\n";
+#else
+const std::string lineEnd = "\n";
+#endif
 
 class ServiceData : public testing::Test {
 protected:
@@ -26,18 +32,23 @@ protected:
 
     static void setZone(const char* zone)
     {
+#ifdef _WIN32
         _putenv_s("TZ", zone);
         _tzset();
+#else
+        setenv("TZ", zone, 1);
+        tzset();
+#endif
     }
 
     DataFile file;
 };
 
-TEST_F(ServiceData, LineIsTheTimeACommaAndTheMessageWithAWindowsLineEnd)
+TEST_F(ServiceData, LineIsTheTimeACommaAndTheMessageWithALineEndOfTheSystem)
 {
     writeServiceData("Capability key is present");
 
-    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,Capability key is present\r\n");
+    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,Capability key is present" + lineEnd);
 }
 
 TEST_F(ServiceData, MissingFileIsCreatedAndAnExistingOneAppendedTo)
@@ -48,7 +59,7 @@ TEST_F(ServiceData, MissingFileIsCreatedAndAnExistingOneAppendedTo)
 
     writeServiceData("second");
 
-    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,first\r\n2026/11/16 05:36:05:020,second\r\n");
+    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,first" + lineEnd + "2026/11/16 05:36:05:020,second" + lineEnd);
 }
 
 TEST_F(ServiceData, ForeignContentStays)
@@ -57,14 +68,14 @@ TEST_F(ServiceData, ForeignContentStays)
 
     writeServiceData("x");
 
-    EXPECT_EQ(file.bytes(), "kept2026/11/16 05:36:04:007,x\r\n");
+    EXPECT_EQ(file.bytes(), "kept2026/11/16 05:36:04:007,x" + lineEnd);
 }
 
 TEST_F(ServiceData, FileIsClosedAfterEachLine)
 {
     writeServiceData("x");
 
-    EXPECT_TRUE(DeleteFileA("KVServicedata.txt"));
+    EXPECT_TRUE(std::filesystem::remove(g_serviceDataFileName));
     EXPECT_FALSE(file.exists());
 }
 
@@ -75,26 +86,26 @@ TEST_F(ServiceData, FileThatAnotherProgramHoldsOpenIsWrittenAllTheSame)
 
     writeServiceData("ours");
 
-    EXPECT_EQ(file.bytes(), "theirs 2026/11/16 05:36:04:007,ours\r\n");
+    EXPECT_EQ(file.bytes(), "theirs 2026/11/16 05:36:04:007,ours" + lineEnd);
 }
 
 TEST_F(ServiceData, FileThatCannotBeOpenedIsSilentlyDoneWithout)
 {
-    CreateDirectoryA("KVServicedata.txt", nullptr);
+    std::filesystem::create_directory(g_serviceDataFileName);
 
     EXPECT_NO_THROW(writeServiceData("lost"));
 
     EXPECT_EQ(file.bytes(), "");
-    RemoveDirectoryA("KVServicedata.txt");
+    std::filesystem::remove(g_serviceDataFileName);
     writeServiceData("kept");
-    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,kept\r\n");
+    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,kept" + lineEnd);
 }
 
 TEST_F(ServiceData, EmptyMessageIsALine)
 {
     writeServiceData("");
 
-    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,\r\n");
+    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007," + lineEnd);
 }
 
 TEST_F(ServiceData, MillisecondsHaveThreeDigitsAndAreCutNotRounded)

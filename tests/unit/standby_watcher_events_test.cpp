@@ -1,3 +1,4 @@
+#include "simulator/recorded_log.h"
 #include "tests/fakes/standby_event.h"
 
 namespace kelvane::tests {
@@ -154,6 +155,16 @@ TEST_F(Standby, UnknownActionIsLoggedAtInfo)
     EXPECT_EQ(SubscriptionCallback(static_cast<EVT_SUBSCRIBE_NOTIFY_ACTION>(unknown), nullptr, standbyEvent), 0U);
 
     EXPECT_THAT(noted(), ElementsAre("log 2 SubscriptionCallback: Unknown action"));
+}
+
+TEST_F(Standby, ExceptionIsKeptFromTheThreadOfTheEventLogAndIsWantOfMemory)
+{
+    simulator::recordLog([](int, const std::string&) { throw std::bad_alloc(); });
+
+    EXPECT_EQ(SubscriptionCallback(EvtSubscribeActionError, nullptr, standbyEvent), ERROR_OUTOFMEMORY);
+    EXPECT_EQ(SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, standbyEvent), 0U);
+
+    simulator::recordLog(nullptr);
 }
 
 TEST_F(Standby, DeliveryThatLeavesNoErrorIsASuccess)
