@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # soak.sh [MINUTES]: the installed service under Wine, driven hard for an hour or as long as said, and watched for growth.
 # soak.sh --year [DAYS]: a year, or so many days, through the scaling loop in virtual time.
+# soak.sh --fuzz [MINUTES]: the fuzz targets, an hour in all or as long as said.
 #
-# Both print a table; the exit code is 0 when nothing grew, died or stood still. Ctrl-C ends everything.
+# Each prints a table; the exit code is 0 when nothing grew, died or stood still. Ctrl-C ends everything.
 set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
@@ -10,21 +11,27 @@ source "$(dirname "$0")/common.sh"
 usage() {
     echo "usage: scripts/soak.sh [MINUTES]" >&2
     echo "       scripts/soak.sh --year [DAYS]" >&2
+    echo "       scripts/soak.sh --fuzz [MINUTES]" >&2
     exit 2
 }
 
-year=
-if [ "${1:-}" = --year ]; then
-    year=1
-    shift
-fi
-length=${1:-$([ -n "$year" ] && echo 365 || echo 60)}
+kind=service default=60
+case ${1:-} in
+--year) kind=year default=365 ;;
+--fuzz) kind=fuzz ;;
+esac
+[ "$kind" = service ] || shift
+length=${1:-$default}
 [ $# -le 1 ] || usage
 [[ $length =~ ^[1-9][0-9]*$ ]] || usage
 
+if [ "$kind" = fuzz ]; then
+    targets=("$root"/tests/fuzz/*_fuzz.cpp)
+    exec "$root/scripts/fuzz.sh" $((length * 60 / ${#targets[@]}))
+fi
 install_packages "${build_packages[@]}" python3
 build release
-if [ -n "$year" ]; then
+if [ "$kind" = year ]; then
     trap stop_wine EXIT
     /usr/bin/python3 "$root/scripts/soak_year.py" "$length" "$root/build/soak" \
         "$root/cmake/wine-run.sh" "$root/build/release/kelvane-replay.exe"
