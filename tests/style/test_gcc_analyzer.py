@@ -1,7 +1,7 @@
 """gcc's analyzer over everything that the release build compiles.
 
-g++ 12's analyzer was made for C, and what it says of C++ is often wrong, always in the same few ways. Those findings are
-let pass by kind and file; an entry for which nothing is found any more is a fault as well.
+g++ 12's analyzer was made for C, and what it says of C++ is often wrong, always in the same few ways. Those findings
+are let pass by kind and file; an entry for which nothing is found any more is a fault as well.
 """
 
 import json
@@ -25,9 +25,10 @@ FALSE_ALARMS = {
 PASSED = {
     "a function writes its result where its caller says": [
         "diagnostics/ansi_text.cpp", "diagnostics/log_file.cpp", "diagnostics/service_data.cpp",
-        "engine/event_sink.cpp", "engine/standby_watcher.cpp", "engine/state.cpp", "simulator/live_inputs.cpp",
-        "simulator/process_event.cpp", "simulator/process_watch.cpp", "simulator/recorded_log.cpp",
-        "simulator/scenario.cpp", "simulator/trace.cpp", "simulator/wbem_services.cpp", "simulator/wevtapi_dll.cpp",
+        "engine/event_sink.cpp", "engine/standby_watcher.cpp", "engine/state.cpp", "simulator/handle_count.cpp",
+        "simulator/live_inputs.cpp", "simulator/measures.cpp", "simulator/process_event.cpp",
+        "simulator/process_watch.cpp", "simulator/recorded_log.cpp", "simulator/scenario.cpp", "simulator/trace.cpp",
+        "simulator/wbem_services.cpp", "simulator/wevtapi_dll.cpp",
     ],
     "destructors and exceptions are not followed": [
         "diagnostics/diagnostic_log.cpp", "engine/engine.cpp", "engine/event_sink.cpp",
@@ -40,7 +41,7 @@ PASSED = {
         "simulator/simulated_core.cpp",
     ],
     "vector and optional build in memory that they have": [
-        "simulator/csv.cpp", "simulator/scenario.cpp",
+        "simulator/csv.cpp", "simulator/measures.cpp", "simulator/scenario.cpp",
     ],
 }
 
@@ -61,7 +62,7 @@ def kind_of(text):
 
 
 def test_the_analyzer_finds_nothing_but_its_false_alarms():
-    entries = json.loads(COMMANDS.read_text())
+    entries = [entry for entry in json.loads(COMMANDS.read_text()) if entry["file"].endswith(".cpp")]
     assert len(entries) > 50
     with ThreadPoolExecutor(2) as pool:
         found = set().union(*pool.map(findings, entries))
