@@ -15,6 +15,17 @@ namespace {
 // Makes the object, and empties the file, before main runs.
 [[maybe_unused]] DiagnosticLog* const theLog = &DiagnosticLog::instance();
 
+// The row of `key`, if need be a new one; `spare` becomes it before memory is asked for.
+template<class Table>
+typename Table::mapped_type& rowOf(const std::string& key, Table& table, typename Table::node_type& spare)
+{
+    const auto row = table.find(key);
+    if (row != table.end()) return row->second;
+    if (spare.empty()) return table[key];
+    spare.key() = key;
+    return table.insert(std::move(spare)).position->second;
+}
+
 }  // namespace
 
 const std::string& levelWord(int level)
@@ -30,6 +41,8 @@ const std::string& levelWord(int level)
     return word == words.end() ? none : word->second;
 }
 
+std::string asText(std::int64_t number) { return std::to_string(number); }
+
 DiagnosticLog& DiagnosticLog::instance()
 {
     static DiagnosticLog& log = *new DiagnosticLog;
@@ -43,34 +56,45 @@ DiagnosticLog::DiagnosticLog()
 
 DiagnosticLog& DiagnosticLog::log(int level)
 {
-    const std::string key = threadKey();
-    const std::lock_guard tables(tableLock);
-    const auto current = levels.find(key);
-    if ((current == levels.end() ? 0 : current->second) != level) flushAllThreads();
-    levels[key] = level;
-    noteEntries();
+    selectLevel(threadKey(), level);
     return *this;
 }
 
 DiagnosticLog& DiagnosticLog::operator<<(const std::string& piece)
 {
-    const std::string key = threadKey();
-    const std::lock_guard tables(tableLock);
-    if (piece != "\n") texts[key] << piece;
-    if (piece.ends_with('\n')) flushThread(key);
-    noteEntries();
+    insert(threadKey(), piece);
     return *this;
 }
 
 DiagnosticLog& DiagnosticLog::operator<<(const char* piece) { return *this << std::string(piece); }
 
+void DiagnosticLog::selectLevel(const std::string& key, int level)
+{
+    const std::lock_guard tables(tableLock);
+    const auto current = levels.find(key);
+    if ((current == levels.end() ? 0 : current->second) != level) flushAllThreads();
+    rowOf(key, levels, spareLevel) = level;
+    noteEntries();
+}
+
+void DiagnosticLog::insert(const std::string& key, std::string_view piece)
+{
+    const std::lock_guard tables(tableLock);
+    if (piece != "\n") rowOf(key, texts, spareText) += piece;
+    if (piece.ends_with('\n')) flushThread(key);
+    noteEntries();
+}
+
 void DiagnosticLog::flushThread(const std::string& key)
 {
     const auto text = texts.find(key);
     const auto level = levels.find(key);
-    writeLine(level == levels.end() ? 0 : level->second, text == texts.end() ? std::string() : text->second.str());
-    texts.erase(key);
-    levels.erase(key);
+    const std::string nothing;
+    writeLine(level == levels.end() ? 0 : level->second, text == texts.end() ? nothing : text->second);
+    if (level != levels.end()) spareLevel = levels.extract(level);
+    if (text == texts.end()) return;
+    spareText = texts.extract(text);
+    spareText.mapped().clear();
 }
 
 void DiagnosticLog::flushAllThreads()
@@ -78,14 +102,18 @@ void DiagnosticLog::flushAllThreads()
     if (!opened) return;
     for (const auto& [key, text] : texts) {
         const auto level = levels.find(key);
-        if (!text.str().empty()) writeLine(level == levels.end() ? 0 : level->second, text.str());
+        if (!text.empty()) writeLine(level == levels.end() ? 0 : level->second, text);
     }
     texts.clear();
     levels.clear();
     flushFile();
 }
 
-void DiagnosticLog::noteEntries() { entries = texts.size() + levels.size(); }
+void DiagnosticLog::noteEntries()
+{
+    const std::size_t now = texts.size() + levels.size();
+    if (entries != now) entries = now;
+}
 
 bool DiagnosticLog::leavesNoTrace(int level) const { return entries == 0 && !writesLevel(level); }
 

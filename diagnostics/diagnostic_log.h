@@ -10,11 +10,11 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <mutex>
-#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -53,6 +53,10 @@ public:
     // The file's full path, in the ANSI code page.
     const std::string& path() const;
 
+    // The whole of one message: the same as the insertions one by one, "\n" included, but the thread is named once.
+    template<class... Pieces>
+    void message(int level, const Pieces&... pieces);
+
     // True when a whole message of `level` would change nothing that anybody can see: it would not be written, and no
     // thread has text or a level for it to flush. Costs one load.
     bool leavesNoTrace(int level) const;
@@ -64,7 +68,9 @@ private:
     DiagnosticLog();
     ~DiagnosticLog() = default;
 
-    // The gathering of text (diagnostic_log.cpp). Both flushes need tableLock held.
+    // The gathering of text (diagnostic_log.cpp): each is one insertion. Both flushes need tableLock held.
+    void selectLevel(const std::string& key, int level);
+    void insert(const std::string& key, std::string_view piece);
     void flushThread(const std::string& key);
     void flushAllThreads();
     void noteEntries();
@@ -79,8 +85,11 @@ private:
     std::mutex tableLock;  // guards the two tables; taken before lineLock
     std::ofstream file;
     std::string filePath;
-    std::map<std::string, std::ostringstream> texts;  // thread key -> text gathered for its next line
-    std::map<std::string, int> levels;                // thread key -> its level
+    std::map<std::string, std::string> texts;  // thread key -> text gathered for its next line
+    std::map<std::string, int> levels;         // thread key -> its level
+    // The rows that went last, empty, for the next message to take: so messages come and go without allocations.
+    std::map<std::string, std::string>::node_type spareText;
+    std::map<std::string, int>::node_type spareLevel;
     int verbosity = 2;
     int echo = 1;
     std::string openingBracket = "[";
@@ -101,16 +110,12 @@ inline const char* asText(const char* text) { return text; }
 
 inline const std::string& asText(const std::string& text) { return text; }
 
-template<class Number>
-std::string asText(const Number& number)
-{
-    return std::to_string(number);
-}
+std::string asText(std::int64_t number);
 
 template<class Number>
 std::string asText(const std::atomic<Number>& number)
 {
-    return std::to_string(number.load());
+    return asText(std::int64_t{ number.load() });
 }
 
 // Only text that is not known at compile time can end a message early.
@@ -122,6 +127,15 @@ bool endsMessage(const Piece&)
     return false;
 }
 
+template<class... Pieces>
+void DiagnosticLog::message(int level, const Pieces&... pieces)
+{
+    const std::string key = threadKey();
+    selectLevel(key, level);
+    (insert(key, asText(pieces)), ...);
+    insert(key, "\n");
+}
+
 // Writes one message: the pieces, numbers in decimal, and the closing "\n". A message that nobody will ever see is not
 // even put together.
 template<class... Pieces>
@@ -129,7 +143,7 @@ void logLine(int level, const Pieces&... pieces)
 {
     DiagnosticLog& log = DiagnosticLog::instance();
     if (log.leavesNoTrace(level) && !(endsMessage(pieces) || ...)) return;
-    (log.log(level) << ... << asText(pieces)) << "\n";
+    log.message(level, pieces...);
 }
 
 }  // namespace kelvane

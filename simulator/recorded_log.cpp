@@ -36,7 +36,12 @@ bool DiagnosticLog::writesLevel(int /*level*/) { return true; }
 void DiagnosticLog::writeLine(int level, const std::string& text)
 {
     const std::lock_guard line(lineLock);
-    if (recorder()) recorder()(level, text.ends_with('\n') ? text.substr(0, text.size() - 1) : text);
+    if (!recorder()) return;
+    if (text.ends_with('\n')) {
+        recorder()(level, text.substr(0, text.size() - 1));
+    } else {
+        recorder()(level, text);
+    }
 }
 
 void DiagnosticLog::flushFile() {}

@@ -30,7 +30,7 @@ struct Core {
     std::unique_ptr<ProcessorModel> processor;  // null: readings are scripted
     std::function<void(const ProcessorModel&)> onTick;
     double servedAtRows = 0;                                  // work done until the last set of rows, in core-ms
-    std::map<std::string, int> answers;                       // operation -> status; none: success
+    std::map<std::string, int, std::less<>> answers;          // operation -> status; none: success
     std::map<std::uint32_t, EventCallback> registeredEvents;  // type -> callback
 };
 
@@ -38,7 +38,7 @@ struct Core {
 Core& core = *new Core;
 
 // Needs the lock.
-int answerTo(const std::string& operation)
+int answerTo(std::string_view operation)
 {
     const auto answer = core.answers.find(operation);
     return answer == core.answers.end() ? TOVA_OK : answer->second;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 namespace kelvane::simulator {
 
@@ -24,10 +25,17 @@ public:
     void log(std::uint64_t timeMs, int level, const std::string& text);
 
 private:
+    void beginRow(std::uint64_t timeMs, std::string_view kind);
+    template<class Number>
+    void addNumber(Number number);
+    void addQuoted(const std::string& field);
     void endRow();
 
     std::ostream& out;
     TraceFlush flushing;
+    std::uint64_t rowMs = 0;
+    std::string timeText = "0";  // of rowMs: many rows share one
+    std::string row;
 };
 
 }  // namespace kelvane::simulator
