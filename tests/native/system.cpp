@@ -20,7 +20,12 @@ thread_local DWORD lastError;
 
 void sleepMilliseconds(DWORD ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
 
-DWORD currentThread() { return static_cast<DWORD>(syscall(SYS_gettid)); }
+// Asked for once: on Windows it is there to be read.
+DWORD currentThread()
+{
+    thread_local const DWORD id = static_cast<DWORD>(syscall(SYS_gettid));
+    return id;
+}
 
 }  // namespace
 
