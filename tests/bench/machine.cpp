@@ -1,0 +1,131 @@
+// Slots of the simulated core and of the import table, each with a wrapper before it.
+#include "tests/bench/machine.h"
+
+#include "controller/state.h"
+#include "diagnostics/diagnostic_log.h"
+#include "engine/state.h"
+#include "framework/core_library.h"
+#include "simulator/platform.h"
+#include "simulator/simulated_core.h"
+
+#include <cstdlib>
+#include <ostream>
+
+// The linker's own names of the import slots.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" {
+extern decltype(&Sleep) __imp_Sleep;
+extern decltype(&GetSystemPowerStatus) __imp_GetSystemPowerStatus;
+extern decltype(&GetProcAddress) __imp_GetProcAddress;
+}
+
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+
+namespace kelvane::bench {
+
+Machine& machine = *new Machine;
+
+namespace outside {
+
+namespace {
+
+OrqInterface core;
+
+std::string textOf(const OrqData& data) { return { static_cast<const char*>(data.buf_ptr), data.data_len }; }
+
+void note(const OrqData& command, const OrqData* request, const OrqData* response)
+{
+    const OrqData& value = request ? *request : *response;
+    const std::uint32_t word = request ? *static_cast<const std::uint32_t*>(request->buf_ptr) : 0;
+    machine.calls->push_back({ Call::Kind::execute, textOf(command), value.type, request != nullptr, word });
+}
+
+int execute(SessionHandle session, const OrqData* command, const OrqData* request, OrqData* response)
+{
+    if (machine.calls) note(*command, request, response);
+    if (machine.onWrite && textOf(*command).find("SET_PERF_PREFERENCE_MAX") != std::string::npos) machine.onWrite();
+    return core.SessionExecute(session, command, request, response);
+}
+
+int makeInterface(OrqInterface* record)
+{
+    const int status = simulator::getSimulatedInterface(record);
+    core = *record;
+    record->SessionExecute = execute;
+    return status;
+}
+
+FARPROC WINAPI findExport(HMODULE /*module*/, LPCSTR /*name*/)
+{
+    return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&makeInterface));
+}
+
+BOOL WINAPI powerStatus(LPSYSTEM_POWER_STATUS status)
+{
+    if (machine.calls) machine.calls->push_back({ Call::Kind::powerStatus, {} });
+    return simulator::simulatedPowerStatus(status);
+}
+
+void WINAPI sleepNot(DWORD ms)
+{
+    if (machine.calls) machine.calls->push_back({ Call::Kind::sleep, {}, 0, false, ms });
+    if (machine.onSleep) machine.onSleep(ms);
+}
+
+}  // namespace
+
+}  // namespace outside
+
+namespace {
+
+void repeat(Call& call)
+{
+    switch (call.kind) {
+    case Call::Kind::powerStatus: {
+        SYSTEM_POWER_STATUS status;
+        __imp_GetSystemPowerStatus(&status);
+        break;
+    }
+    case Call::Kind::execute: {
+        const auto bytes = static_cast<std::uint32_t>(call.command.size());
+        const OrqData command = { orqTypeText, call.command.data(), bytes, bytes };
+        OrqData value = { call.type, &call.word, sizeof call.word, sizeof call.word };
+        coreInterface().SessionExecute(1, &command, call.sets ? &value : nullptr, call.sets ? nullptr : &value);
+        break;
+    }
+    case Call::Kind::sleep: __imp_Sleep(call.word); break;
+    }
+}
+
+}  // namespace
+
+void startMachine()
+{
+    static std::ostream nowhere(nullptr);
+    static simulator::Trace trace(nowhere);
+    simulator::startCore(
+        trace, [] { return std::uint64_t{ 0 }; }, [] {});
+    simulator::replacePlatform([](std::uint32_t) {});
+    __imp_Sleep = outside::sleepNot;
+    __imp_GetSystemPowerStatus = outside::powerStatus;
+    __imp_GetProcAddress = outside::findExport;
+    g_engineState = engineRunning;
+    g_wmiConnected = 1;
+    g_wmiQueryIssued = 1;
+    DiagnosticLog::instance().open();
+    DiagnosticLog::instance().configure(0, "info");
+}
+
+void startWithCore()
+{
+    startMachine();
+    if (Init() != 0) std::abort();
+    g_sessionHandle = 1;
+}
+
+void repeat(std::vector<Call>& calls)
+{
+    for (Call& call : calls) repeat(call);
+}
+
+}  // namespace kelvane::bench
