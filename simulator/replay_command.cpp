@@ -4,15 +4,8 @@
 #include <cstdio>
 #include <fstream>
 #include <tuple>
-#include <vector>
 
 namespace kelvane::simulator {
-
-namespace {
-
-constexpr std::size_t traceBufferBytes = 256 * 1024;  // a day of trace is 40 MB
-
-}  // namespace
 
 int fail(ExitCode code, const std::string& message)
 {
@@ -22,10 +15,7 @@ int fail(ExitCode code, const std::string& message)
 
 int replayToFile(const Scenario& scenario, const std::filesystem::path& trace, const Controller& controller)
 {
-    std::vector<char> buffer(traceBufferBytes);
-    std::ofstream out;
-    out.rdbuf()->pubsetbuf(buffer.data(), static_cast<std::streamsize>(buffer.size()));
-    out.open(trace, std::ios::out | std::ios::trunc | std::ios::binary);
+    std::ofstream out(trace, std::ios::out | std::ios::trunc | std::ios::binary);
     const ReplayEnd end = out ? replay(scenario, out, controller) : ReplayEnd::loopEnded;
     out.close();
     if (!out) return fail(exitUnwritable, toUtf8(trace) + ": the trace cannot be written");

@@ -8,6 +8,7 @@
 #include <istream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -22,7 +23,7 @@ enum class Primitive {
     setRaplPowerLimit1,
 };
 
-constexpr const char* primitiveNames[] = {
+constexpr std::string_view primitiveNames[] = {
     "GET_SOC_WORKLOAD",    "SET_PERF_PREFERENCE_MAX", "SET_PERF_PREFERENCE_MIN",
     "GET_IA_CLIP_REASONS", "GET_RAPL_POWER",          "SET_RAPL_POWER_LIMIT_1",
 };

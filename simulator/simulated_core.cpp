@@ -139,7 +139,7 @@ bool holdsWord(const OrqData* data) { return data && data->buf_ptr && data->buf_
 int execute(int index, const OrqData* request, OrqData* response)
 {
     const std::lock_guard lock(core.lock);
-    const char* const name = primitiveNames[index];
+    const std::string_view name = primitiveNames[index];
     const int status = answerTo(name);
     const std::uint64_t nowMs = catchUp();
     std::optional<std::uint32_t> value;

@@ -1,105 +1,133 @@
-// Rows of the trace, each put together in one buffer that is used again; only log texts ever need quoting.
+// Rows of the trace, put one behind the other into a buffer that goes out when it is full; only log texts ever need
+// quoting.
 #include "simulator/trace.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 
 namespace kelvane::simulator {
 
-Trace::Trace(std::ostream& stream, TraceFlush flush) : out(stream), flushing(flush)
+namespace {
+
+constexpr std::size_t bufferBytes = 64 * 1024;
+constexpr std::size_t digitsMax = 20;
+
+// As RFC 4180 has it.
+bool needsQuotes(std::string_view field)
 {
-    row = "time_ms,kind,name,value,status";
+    return std::any_of(field.begin(), field.end(),
+                       [](char c) { return c == ',' || c == '"' || c == '\r' || c == '\n'; });
+}
+
+std::string inQuotes(std::string_view field)
+{
+    std::string text = "\"";
+    for (const char c : field) {
+        if (c == '"') text += '"';
+        text += c;
+    }
+    return text + '"';
+}
+
+}  // namespace
+
+Trace::Trace(std::ostream& stream, TraceFlush flush) : out(stream), flushing(flush), buffer(bufferBytes)
+{
+    add("time_ms,kind,name,value,status");
     endRow();
 }
 
-void Trace::call(std::uint64_t timeMs, const char* operation, std::optional<std::uint32_t> eventType, int status)
+Trace::~Trace() { send(); }
+
+void Trace::call(std::uint64_t timeMs, std::string_view operation, std::optional<std::uint32_t> eventType, int status)
 {
-    beginRow(timeMs, ",call,");
-    row += operation;
-    row += ',';
-    if (eventType) addNumber(*eventType);
-    row += ',';
-    addNumber(status);
+    beginRow(timeMs, ",call,", operation);
+    if (eventType) add(*eventType);
+    add(",");
+    add(status);
     endRow();
 }
 
-void Trace::primitive(std::uint64_t timeMs, const char* name, std::optional<std::uint32_t> value, int status)
+void Trace::primitive(std::uint64_t timeMs, std::string_view name, std::optional<std::uint32_t> value, int status)
 {
-    beginRow(timeMs, ",primitive,");
-    row += name;
-    row += ',';
-    if (value) addNumber(*value);
-    row += ',';
-    addNumber(status);
+    beginRow(timeMs, ",primitive,", name);
+    if (value) add(*value);
+    add(",");
+    add(status);
     endRow();
 }
 
 void Trace::sleep(std::uint64_t timeMs, std::uint32_t ms)
 {
-    beginRow(timeMs, ",sleep,,");
-    addNumber(ms);
-    row += ',';
+    beginRow(timeMs, ",sleep,", "");
+    add(ms);
+    add(",");
     endRow();
 }
 
-void Trace::processor(std::uint64_t timeMs, const char* quantity, std::uint64_t value)
+void Trace::processor(std::uint64_t timeMs, std::string_view quantity, std::uint64_t value)
 {
-    beginRow(timeMs, ",processor,");
-    row += quantity;
-    row += ',';
-    addNumber(value);
-    row += ',';
+    beginRow(timeMs, ",processor,", quantity);
+    add(value);
+    add(",");
     endRow();
 }
 
-void Trace::log(std::uint64_t timeMs, int level, const std::string& text)
+void Trace::log(std::uint64_t timeMs, int level, std::string_view text)
 {
-    beginRow(timeMs, ",log,");
-    addNumber(level);
-    row += ',';
-    addQuoted(text);
-    row += ',';
+    beginRow(timeMs, ",log,", std::to_string(level));
+    if (needsQuotes(text)) {
+        add(inQuotes(text));
+    } else {
+        add(text);
+    }
+    add(",");
     endRow();
 }
 
-void Trace::beginRow(std::uint64_t timeMs, std::string_view kind)
+void Trace::beginRow(std::uint64_t timeMs, std::string_view kind, std::string_view name)
 {
     if (timeMs != rowMs) timeText = std::to_string(timeMs);
     rowMs = timeMs;
-    row = timeText;
-    row += kind;
-}
-
-template<class Number>
-void Trace::addNumber(Number number)
-{
-    std::array<char, 20> digits{};
-    row.append(digits.data(), std::to_chars(digits.begin(), digits.end(), number).ptr);
-}
-
-// As RFC 4180 quotes.
-void Trace::addQuoted(const std::string& field)
-{
-    constexpr std::string_view quoting = ",\"\r\n";
-    const auto holds = [&field](char c) { return field.find(c) != std::string::npos; };
-    if (std::none_of(quoting.begin(), quoting.end(), holds)) {
-        row += field;
-        return;
-    }
-    row += '"';
-    for (const char c : field) {
-        if (c == '"') row += '"';
-        row += c;
-    }
-    row += '"';
+    add(timeText);
+    add(kind);
+    add(name);
+    add(",");
 }
 
 void Trace::endRow()
 {
-    row += '\n';
-    out.write(row.data(), static_cast<std::streamsize>(row.size()));
-    if (flushing == TraceFlush::eachRow) out.flush();
+    add("\n");
+    if (flushing == TraceFlush::whenFull) return;
+    send();
+    out.flush();
+}
+
+void Trace::add(std::string_view text)
+{
+    if (room() < text.size()) makeRoom(text.size());
+    std::copy(text.begin(), text.end(), buffer.data() + used);
+    used += text.size();
+}
+
+template<std::integral Number>
+void Trace::add(Number number)
+{
+    if (room() < digitsMax) makeRoom(digitsMax);
+    char* const begin = buffer.data() + used;
+    used += static_cast<std::size_t>(std::to_chars(begin, begin + digitsMax, number).ptr - begin);
+}
+
+void Trace::makeRoom(std::size_t bytes)
+{
+    send();
+    if (buffer.size() < bytes) buffer.resize(bytes);
+}
+
+void Trace::send()
+{
+    out.write(buffer.data(), static_cast<std::streamsize>(used));
+    used = 0;
 }
 
 }  // namespace kelvane::simulator

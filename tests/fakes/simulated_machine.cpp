@@ -37,7 +37,7 @@ std::string joined(const Row& row)
 
 }  // namespace
 
-SimulatedMachine::SimulatedMachine() : trace(out)
+SimulatedMachine::SimulatedMachine() : trace(out, simulator::TraceFlush::eachRow)
 {
     simulator::startCore(
         trace, [] { return std::uint64_t{ 0 }; }, [] {});

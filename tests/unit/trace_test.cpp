@@ -11,6 +11,7 @@ namespace kelvane::tests {
 namespace {
 
 using simulator::Trace;
+using simulator::TraceFlush;
 using testing::ElementsAre;
 
 const std::string header = "time_ms,kind,name,value,status\n";
@@ -19,7 +20,7 @@ TEST(TraceFile, BeginsWithItsColumns)
 {
     std::ostringstream out;
 
-    const Trace trace(out);
+    const Trace trace(out, TraceFlush::eachRow);
 
     EXPECT_EQ(header, out.str());
 }
@@ -27,7 +28,7 @@ TEST(TraceFile, BeginsWithItsColumns)
 TEST(TraceRows, HoldWhatTheirKindHas)
 {
     std::ostringstream out;
-    Trace trace(out);
+    Trace trace(out, TraceFlush::eachRow);
 
     trace.call(0, "INIT", std::nullopt, 0);
     trace.call(7, "REGISTER_EVENT", 10000, -1);
@@ -67,7 +68,7 @@ TEST(TraceLogRows, AreQuotedOnlyWhereCsvNeedsIt)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.text);
         std::ostringstream out;
-        Trace trace(out);
+        Trace trace(out, TraceFlush::eachRow);
 
         trace.log(5, 2, row.text);
 
