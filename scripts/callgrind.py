@@ -5,13 +5,14 @@ it called in turn.
 """
 
 import re
+from collections import Counter
 
 NAMED = re.compile(r"\((\d+)\)(?: (.+))?$")
 
 
-def instructions(path, outside):
-    """All that was counted in the file, but the calls from other functions to those whose name `outside` matches."""
-    names, total, left_out = {}, 0, 0
+def read(path):
+    """What was counted in all, and what each caller's calls of each callee took."""
+    names, own, calls = {}, 0, Counter()
 
     def name(text):
         number, given = NAMED.match(text).groups()
@@ -29,9 +30,24 @@ def instructions(path, outside):
             in_call = True
         elif re.match(r"[+\-*\d]", line):
             cost = int(line.split()[1])
-            if not in_call:
-                total += cost
-            elif outside.match(callee) and not outside.match(caller):
-                left_out += cost
+            if in_call:
+                calls[caller, callee] += cost
+            else:
+                own += cost
             in_call = False
-    return total - left_out
+    return own, calls
+
+
+def reached_without(calls, outside):
+    """The functions that are called by nobody, or by such a one and are not outside themselves, and so on."""
+    reached = {caller for caller, _ in calls} - {callee for _, callee in calls}
+    while more := {callee for caller, callee in calls if caller in reached and not outside.match(callee)} - reached:
+        reached |= more
+    return reached
+
+
+def instructions(path, outside):
+    """All that was counted in the file, but the calls of functions whose name `outside` matches."""
+    total, calls = read(path)
+    inside = reached_without(calls, outside)
+    return total - sum(cost for (caller, callee), cost in calls.items() if caller in inside and outside.match(callee))

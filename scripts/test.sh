@@ -10,12 +10,13 @@ trap stop_wine EXIT
 
 install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}" "${native_packages[@]}" chromium \
     chromium-driver clang-format clang-tidy cppcheck gcovr gnuplot-nox python3-hypothesis python3-pefile python3-pytest \
-    python3-selenium shellcheck
+    python3-selenium shellcheck valgrind
 install_npm
 build release
 build debug
 build native-asan
 build native-tsan "${thread_targets[@]}"
+build native-bench native-bench
 build native-coverage
 find build/native-coverage -name '*.gcda' -delete  # the counts of earlier runs
 

@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <ostream>
+#include <string_view>
 
 // The linker's own names of the import slots.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
@@ -31,19 +32,21 @@ namespace {
 
 OrqInterface core;
 
-std::string textOf(const OrqData& data) { return { static_cast<const char*>(data.buf_ptr), data.data_len }; }
+std::string_view textOf(const OrqData& data) { return { static_cast<const char*>(data.buf_ptr), data.data_len }; }
 
 void note(const OrqData& command, const OrqData* request, const OrqData* response)
 {
     const OrqData& value = request ? *request : *response;
     const std::uint32_t word = request ? *static_cast<const std::uint32_t*>(request->buf_ptr) : 0;
-    machine.calls->push_back({ Call::Kind::execute, textOf(command), value.type, request != nullptr, word });
+    machine.calls->push_back(
+        { Call::Kind::execute, std::string(textOf(command)), value.type, request != nullptr, word });
 }
 
 int execute(SessionHandle session, const OrqData* command, const OrqData* request, OrqData* response)
 {
     if (machine.calls) note(*command, request, response);
-    if (machine.onWrite && textOf(*command).find("SET_PERF_PREFERENCE_MAX") != std::string::npos) machine.onWrite();
+    if (machine.onWrite && textOf(*command).find("SET_PERF_PREFERENCE_MAX") != std::string_view::npos)
+        machine.onWrite();
     return core.SessionExecute(session, command, request, response);
 }
 

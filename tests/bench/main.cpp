@@ -10,6 +10,20 @@ namespace {
 
 using namespace kelvane::bench;
 
+// For the counts themselves to be checked.
+Result knownWork()
+{
+    constexpr int units = 100;
+    volatile int seen = 0;
+    begin();
+    for (int i = 0; i < units; ++i) {
+        for (int round = 0; round < 1000; ++round) seen = seen + round;
+        for (int n = 0; n < 7; ++n) ::operator delete(::operator new(16));
+    }
+    end();
+    return { units };
+}
+
 constexpr struct {
     const char* name;
     Result (*count)();
@@ -33,6 +47,7 @@ constexpr struct {
     { "acting-start", actingStart },
     { "start-to-write", startToWrite },
     { "least-start", leastStart },
+    { "known-work", knownWork },
 };
 
 int countDay()
