@@ -27,7 +27,7 @@ STEPS = {"quiet-step": "quiet", "idle-step": "in Active Idle", "ramp-step": "eve
 
 REPLAY_DAYS = 10
 REPLAY_TRIES = 3
-WRITE_BYTES = 256 * 1024  # as the replay writes its trace
+WRITE_BYTES = 1024 * 1024  # as the replay writes its trace
 
 
 @dataclass(frozen=True)

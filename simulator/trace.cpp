@@ -9,7 +9,8 @@ namespace kelvane::simulator {
 
 namespace {
 
-constexpr std::size_t bufferBytes = 64 * 1024;
+constexpr std::size_t bufferBytes = 1024 * 1024;  // Wine's server has a part in every write
+constexpr std::size_t rowBytes = 256;
 constexpr std::size_t digitsMax = 20;
 
 // As RFC 4180 has it.
@@ -31,7 +32,8 @@ std::string inQuotes(std::string_view field)
 
 }  // namespace
 
-Trace::Trace(std::ostream& stream, TraceFlush flush) : out(stream), flushing(flush), buffer(bufferBytes)
+Trace::Trace(std::ostream& stream, TraceFlush flush)
+    : out(stream), flushing(flush), buffer(flush == TraceFlush::whenFull ? bufferBytes : rowBytes)
 {
     add("time_ms,kind,name,value,status");
     endRow();

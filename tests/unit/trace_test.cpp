@@ -76,6 +76,52 @@ TEST(TraceLogRows, AreQuotedOnlyWhereCsvNeedsIt)
     }
 }
 
+TEST(TraceRows, AreGatheredUntilTheTraceEnds)
+{
+    std::ostringstream out;
+    {
+        Trace trace(out);
+        trace.sleep(0, 300);
+
+        EXPECT_EQ("", out.str());
+    }
+
+    EXPECT_EQ(header + "0,sleep,,300,\n", out.str());
+}
+
+TEST(TraceRows, AreAllWrittenWhenThereAreMoreThanAreGathered)
+{
+    std::ostringstream out;
+    std::string expected = header;
+    {
+        Trace trace(out);
+        for (std::uint32_t ms = 0; ms < 100000; ++ms) {
+            trace.sleep(18446744073709551615u, ms);
+            expected += "18446744073709551615,sleep,," + std::to_string(ms) + ",\n";
+        }
+
+        EXPECT_GT(out.str().size(), 1000000U);
+    }
+
+    EXPECT_TRUE(expected == out.str());
+}
+
+TEST(TraceRows, HoldATextThatIsLongerThanAnyRow)
+{
+    for (const TraceFlush flush : { TraceFlush::whenFull, TraceFlush::eachRow }) {
+        const std::string text(3000000, 'x');
+        std::ostringstream out;
+        {
+            Trace trace(out, flush);
+            trace.sleep(0, 300);
+            trace.log(1, 0, text);
+            trace.sleep(1, 200);
+        }
+
+        EXPECT_TRUE(header + "0,sleep,,300,\n1,log,0," + text + ",\n1,sleep,,200,\n" == out.str());
+    }
+}
+
 class RecordedLog : public testing::Test {
 protected:
     RecordedLog()
