@@ -10,6 +10,7 @@
 #include "simulator/power_source.h"
 #include "simulator/scenario.h"
 #include "simulator/simulated_core.h"
+#include "simulator/thread_name.h"
 #include "simulator/trace.h"
 
 #include <chrono>
@@ -60,6 +61,7 @@ private:
 
     void play()
     {
+        nameThread(L"orqcore");
         for (;;) {
             std::this_thread::sleep_for(pollInterval);
             playDue();
@@ -133,9 +135,11 @@ private:
 
 int (*recordedInit)();
 
+// Only the scaling loop asks for this, so its thread can be named here.
 int initAndStart()
 {
     static std::once_flag started;
+    nameThread(L"loop");
     std::call_once(started, [] { (new LiveCore)->start(); });  // never destroyed: the process ends under its thread
     return recordedInit();
 }

@@ -4,6 +4,7 @@
 #include "simulator/dll_folder.h"
 #include "simulator/process_event.h"
 #include "simulator/scenario.h"
+#include "simulator/thread_name.h"
 
 #include <tlhelp32.h>
 
@@ -60,6 +61,7 @@ std::set<ProcessWatch::Process> ProcessWatch::running() const
 
 void ProcessWatch::watch()
 {
+    nameThread(L"wmi");
     while (WaitForSingleObject(ending, lookIntervalMs) == WAIT_TIMEOUT) {
         tellNew();
         tellStorm();

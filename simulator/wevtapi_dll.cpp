@@ -4,6 +4,7 @@
 // the event log would from a thread of its own.
 #include "simulator/dll_folder.h"
 #include "simulator/event_rendering.h"
+#include "simulator/thread_name.h"
 
 #include <chrono>
 #include <cstdlib>
@@ -41,6 +42,7 @@ public:
 private:
     void watch()
     {
+        nameThread(L"wevtapi");
         for (;; std::this_thread::sleep_for(pollInterval)) {
             const std::uint32_t eventId = takeEvent();
             if (eventId == standbyEntryEventId || eventId == standbyExitEventId) deliver(eventId);
