@@ -125,10 +125,11 @@ class ServiceUnderWine:
         with open(self.home / "unseen.txt", "a", encoding="ascii") as file:
             file.write(f"{program}\n")
 
-    def install_tool(self, name):
-        """Copies a program of the build to C:\\kv, unseen by the process watcher."""
-        shutil.copy(self.build / "standins" / name, self.home)
-        self._hide(name)
+    def install_tool(self, name, to=None):
+        """Copies a program of the build to C:\\kv, under another name if wanted, unseen by the process watcher."""
+        to = to or name
+        shutil.copy(self.build / "standins" / name, self.home / to)
+        self._hide(to)
 
     def _copy_program(self, name, path):
         """Copies one of Wine's own programs, without the mark in it."""
@@ -184,10 +185,10 @@ class ServiceUnderWine:
     def state(self):
         return STATES.get(self.query().get("STATE"), "unknown")
 
-    def process_id(self):
-        """The id of the service's process on the host, or None."""
+    def process_id(self, program="kelvane.exe"):
+        """The id of the service's process on the host, or of another program's, or None."""
         for pid, command in processes_of(self.prefix).items():
-            if "kelvane.exe" in command:
+            if program in command:
                 return pid
         return None
 
@@ -297,13 +298,13 @@ class ServiceUnderWine:
 
     # --- waiting ----------------------------------------------------------------------------------------------------
 
-    def wait_for(self, condition, timeout, what):
+    def wait_for(self, condition, timeout, what, every=0.05):
         """Polls until the condition is true; fails with everything that is known after the time-out."""
         deadline = time.monotonic() + timeout
         while not condition():
             if time.monotonic() > deadline:
                 raise TimedOut(f"waited {timeout} s in vain for {what}\n{self.report()}")
-            time.sleep(0.05)
+            time.sleep(every)
 
     def wait_for_state(self, state, timeout):
         self.wait_for(lambda: self.state() == state, timeout, f"the state {state}")
