@@ -28,7 +28,7 @@ SETTLES_S = 2
 STARTS_S = ENDS_S = 40  # at most, on a machine with other work
 FIRST_IDLE_PAUSES_S = 9  # the first entry pauses for seven seconds, and the next probe follows
 LIVES = 5
-PHASE_S = 0.6  # five of them spread over the host's poll
+PHASE_S = 0.6  # five of them spread over the worker's poll
 POLL_MS = 3000
 CHECKED = "Capability key is present"
 REPLAY_MS = 3600000
@@ -43,7 +43,7 @@ class State:
     has_loop: bool
     power_mw: int
     seconds: float  # whole rounds of the loop
-    pauses_max: float = 0  # per second, by design: the loop's and the host's poll
+    pauses_max: float = 0  # per second, by design: the loop's and the worker's poll
 
 
 AT_REST = State("at rest", "rest", False, 3000, 15)
@@ -152,7 +152,7 @@ class Bench(ServiceUnderWine):
     # --- times ----------------------------------------------------------------------------------------------------------
 
     def live_and_stop(self, phase_s):
-        """(start to RUNNING, STOP to STOPPED, of that behind the end of the host's poll), in ms, at rest."""
+        """(start to RUNNING, STOP to STOPPED, of that behind the end of the worker's poll), in ms, at rest."""
         asked, running = self.times("start", SERVICE)
         pid = self._await_process()
         time.sleep(SETTLES_S + phase_s)
@@ -239,12 +239,12 @@ def state_rows(state, found):
 
 
 def pause_row(bench, state):
-    """The loop's pauses, counted in virtual time, and the host's polls."""
+    """The loop's pauses, counted in virtual time, and the worker's polls."""
     scenario, trace = bench.home / "bench.csv", bench.home / "bench-trace.csv"
     scenario.write_text(f"time_ms,input,value\n0,power_mw,{state.power_mw}\n{REPLAY_MS},stop,service\n",
                         encoding="ascii")
     bench.run(str(bench.build / "kelvane-replay.exe"), r"C:\kv\bench.csv", r"C:\kv\bench-trace.csv")
-    return Row(f"{state.name}: pauses of loop and host", pauses_per_s(read_trace(trace)) + 1000 / POLL_MS, "wake-ups/s",
+    return Row(f"{state.name}: pauses of loop and worker", pauses_per_s(read_trace(trace)) + 1000 / POLL_MS, "wake-ups/s",
                target=f"<= {state.pauses_max}")
 
 
