@@ -3,6 +3,9 @@
 
 import argparse
 import pathlib
+import signal
+import subprocess
+import sys
 
 import bench_native
 
@@ -50,11 +53,21 @@ def keep(text):
     PAGE.write_text(before + BEGIN + text + END + after, encoding="ascii")
 
 
+def end(number, _frame):
+    """By way of whatever is being measured, so that nothing is left running."""
+    sys.exit(128 + number)
+
+
 def main():
     parser = argparse.ArgumentParser(prog="scripts/bench.sh", description=__doc__)
     parser.add_argument("--native", action="store_true", help="what is measured on Linux alone; docs/cost.md stays")
     options = parser.parse_args()
-    rows = bench_native.rows(ROOT / "build")
+    for ending in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(ending, end)
+    try:
+        rows = bench_native.rows(ROOT / "build")
+    except (RuntimeError, subprocess.SubprocessError) as error:
+        sys.exit(f"bench.sh: {error}")
     print(table(rows), end="")
     if not options.native:
         keep(table(rows))
