@@ -8,6 +8,8 @@
 #include "simulator/recorded_log.h"
 #include "simulator/simulated_core.h"
 
+#include <windows.h>
+
 #include <stdexcept>
 
 namespace kelvane::tests {
@@ -42,7 +44,9 @@ SimulatedMachine::SimulatedMachine() : trace(out, simulator::TraceFlush::eachRow
     simulator::startCore(
         trace, [] { return std::uint64_t{ 0 }; }, [] {});
     simulator::recordLog([this](int level, const std::string& text) { trace.log(0, level, text); });
-    simulator::replacePlatform([this](std::uint32_t ms) {
+    simulator::replacePlatform([this, own = GetCurrentThreadId()](std::uint32_t ms) {
+        // The C library, too, sleeps where threads begin, yield and end: on others that would tear the trace.
+        if (GetCurrentThreadId() != own) return;
         trace.sleep(0, ms);
         if (onSleep) onSleep(ms);
     });

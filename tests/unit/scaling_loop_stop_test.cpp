@@ -158,7 +158,8 @@ TEST_F(ScalingLoopStop, OfTheServiceBeforeTheStopPathGetsTheLockIsForgotten)
         holder = std::thread([&] {
             const std::lock_guard hold(g_loopStopLock);
             locked = true;
-            for (int wait = 0; wait < 10000 && g_stopDone != 0; ++wait) std::this_thread::sleep_for(1ms);
+            const auto end = std::chrono::steady_clock::now() + 10s;
+            while (g_stopDone != 0 && std::chrono::steady_clock::now() < end) std::this_thread::yield();
             stopBegan = g_stopDone == 0;
             g_serviceStopping = 1;
         });
