@@ -8,12 +8,13 @@ import subprocess
 import sys
 
 import bench_native
+import bench_service
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 PAGE = ROOT / "docs/cost.md"
 BEGIN, END = "<!-- the table of scripts/bench.sh -->\n", "<!-- its end -->\n"
 HEAD = ("measure", "value", "unit", "smallest", "ratio", "target")
-COUNTED = ("instructions", "allocations", "bytes")
+COUNTED = ("instructions", "allocations", "bytes", "wake-ups/s", "MB")
 
 
 def figure(value):
@@ -66,7 +67,9 @@ def main():
         signal.signal(ending, end)
     try:
         rows = bench_native.rows(ROOT / "build")
-    except (RuntimeError, subprocess.SubprocessError) as error:
+        if not options.native:
+            rows += bench_service.rows(ROOT / "build/release")
+    except (AssertionError, RuntimeError, subprocess.SubprocessError) as error:
         sys.exit(f"bench.sh: {error}")
     print(table(rows), end="")
     if not options.native:
