@@ -9,7 +9,7 @@ namespace kelvane::simulator {
 
 namespace {
 
-constexpr std::size_t bufferBytes = 1024 * 1024;  // Wine's server has a part in every write
+constexpr std::size_t bufferBytes = 1 << 20;  // Wine's server has a part in every write
 constexpr std::size_t rowBytes = 256;
 constexpr std::size_t digitsMax = 20;
 
