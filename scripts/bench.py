@@ -3,12 +3,12 @@
 
 import argparse
 import pathlib
-import signal
 import subprocess
 import sys
 
 import bench_native
 import bench_service
+from wine_prefix import exit_on_signals
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 PAGE = ROOT / "docs/cost.md"
@@ -54,17 +54,11 @@ def keep(text):
     PAGE.write_text(before + BEGIN + text + END + after, encoding="ascii")
 
 
-def end(number, _frame):
-    """By way of whatever is being measured, so that nothing is left running."""
-    sys.exit(128 + number)
-
-
 def main():
     parser = argparse.ArgumentParser(prog="scripts/bench.sh", description=__doc__)
     parser.add_argument("--native", action="store_true", help="what is measured on Linux alone; docs/cost.md stays")
     options = parser.parse_args()
-    for ending in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-        signal.signal(ending, end)
+    exit_on_signals()
     try:
         rows = bench_native.rows(ROOT / "build")
         if not options.native:

@@ -9,7 +9,6 @@ second small service has done on its own.
 
 import pathlib
 import shutil
-import signal
 import statistics
 import sys
 import threading
@@ -20,6 +19,7 @@ from bench_table import Row
 from process_figures import Memory, memory_of, taken_between, thread_ids_of, threads_of
 from service_under_wine import SERVICE, ServiceUnderWine
 from trace_file import read_trace
+from wine_prefix import exit_on_signals
 
 STAND_INS = ("orqcore", "wevtapi", "wmi")
 LOOP = "loop"
@@ -301,12 +301,6 @@ def main():
         print(f"{row.measure:70}{row.value:10.2f} {row.unit:11}{beside:>10}  {row.target}")
 
 
-def exit_on_signal(number, _frame):
-    """Ends by way of the services' close()."""
-    sys.exit(128 + number)
-
-
 if __name__ == "__main__":
-    for ending in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-        signal.signal(ending, exit_on_signal)
+    exit_on_signals()
     main()

@@ -7,12 +7,12 @@ what the service has left behind. About 90 seconds. BUILD holds the programs, OU
 
 import pathlib
 import shutil
-import signal
 import sys
 import time
 
 from live_log import merged
 from service_under_wine import ServiceUnderWine
+from wine_prefix import exit_on_signals
 
 START_WORK_MS = 4000  # of a program that starts, on two cores
 
@@ -186,12 +186,6 @@ def main():
         keep(service, out)
 
 
-def exit_on_signal(number, _frame):
-    """Ends by way of the service's close()."""
-    sys.exit(128 + number)
-
-
 if __name__ == "__main__":
-    for end in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-        signal.signal(end, exit_on_signal)
+    exit_on_signals()
     main()

@@ -10,12 +10,12 @@ standby. Then, at rest, it is measured. All is drawn from one seed.
 import pathlib
 import random
 import re
-import signal
 import statistics
 import sys
 import time
 
 from service_under_wine import ServiceUnderWine
+from wine_prefix import exit_on_signals
 
 LIVES = 3
 WORK_S = 15
@@ -257,12 +257,6 @@ def main():
         sys.exit("\n".join(["the service grew, or its core was told nonsense", *faults]))
 
 
-def exit_on_signal(number, _frame):
-    """Ends by way of the service's close()."""
-    sys.exit(128 + number)
-
-
 if __name__ == "__main__":
-    for ending in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-        signal.signal(ending, exit_on_signal)
+    exit_on_signals()
     main()
