@@ -87,9 +87,6 @@ private:
     std::string filePath;
     std::map<std::string, std::string> texts;  // thread key -> text gathered for its next line
     std::map<std::string, int> levels;         // thread key -> its level
-    // The rows that went last, empty, for the next message to take: so messages come and go without allocations.
-    std::map<std::string, std::string>::node_type spareText;
-    std::map<std::string, int>::node_type spareLevel;
     int verbosity = 2;
     int echo = 1;
     std::string openingBracket = "[";
@@ -98,6 +95,9 @@ private:
     std::function<std::string()> threadKey;
     std::atomic<bool> opened = false;
     std::atomic<std::size_t> entries = 0;  // rows of both tables together, so that leavesNoTrace needs no lock
+    // The rows that went last, empty, for the next message to take: so messages come and go without allocations.
+    std::map<std::string, std::string>::node_type spareText;
+    std::map<std::string, int>::node_type spareLevel;
 
     friend struct DiagnosticLogInspector;  // tests look at the members
 };
@@ -118,7 +118,9 @@ std::string asText(const std::atomic<Number>& number)
     return asText(std::int64_t{ number.load() });
 }
 
-// Only text that is not known at compile time can end a message early.
+// Whether a piece ends the message before its last one. Numbers never do; for a literal the compiler knows.
+inline bool endsMessage(const char* text) { return std::string_view(text).ends_with('\n'); }
+
 inline bool endsMessage(const std::string& text) { return text.ends_with('\n'); }
 
 template<class Piece>

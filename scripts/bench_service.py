@@ -205,7 +205,9 @@ class Onlooker:
         self._looking.join()
 
     def _look(self):
-        while not self._over.wait(0.001):
+        over = False
+        while not over:
+            over = self._over.wait(0.001)
             ids = thread_ids_of(self._pid)
             if self.first_start_ms is None and ids - self._known:
                 self.first_start_ms = now_ms()
@@ -221,7 +223,7 @@ def loop_rows(state, found):
     target = "<= 1.1 x" if state is SCALING else ""
     return [Row(f"{state.name}: CPU of the loop, beside pauses and calls", service.loop_cpu, "ms/min", calls.loop_cpu,
                 target),
-            Row(f"{state.name}: CPU of the loop, beside pauses alone", service.loop_cpu, "ms/min", pauses.loop_cpu),
+            Row(f"{state.name}: CPU of the loop, beside pauses alone", service.loop_cpu, "ms/min", pauses.loop_cpu, target),
             Row(f"{state.name}: CPU of the loop but for calls, beside pauses alone",
                 service.loop_cpu - (calls.loop_cpu - pauses.loop_cpu), "ms/min", pauses.loop_cpu, target),
             Row(f"{state.name}: wake-ups of the loop", service.loop_wakeups, "wake-ups/s", calls.loop_wakeups)]
@@ -232,7 +234,7 @@ def state_rows(state, found):
     service, small = found["kelvane"], found[CALLS if state.has_loop else PAUSES]
     return [Row(f"{state.name}: CPU but for stand-ins", service.cpu, "ms/min", small.cpu),
             Row(f"{state.name}: wake-ups but for stand-ins", service.wakeups, "wake-ups/s", small.wakeups),
-            Row(f"{state.name}: private memory", service.memory.whole, "KiB", small.memory.whole),
+            Row(f"{state.name}: private memory", service.memory.whole, "KiB", small.memory.whole, "< 3 MiB"),
             Row(f"{state.name}: of it heaps and variables", service.memory.data, "KiB", small.memory.data, "< 3 MiB"),
             Row(f"{state.name}: threads", service.threads, "", small.threads),
             Row(f"{state.name}: handles", service.handles, "", small.handles)]

@@ -116,11 +116,13 @@ def main():
     for place, (missing, reason) in UNREACHED.items():
         print(f"  {': '.join(filter(None, place))} ({missing})\n      {reason}")
     fallen = [place for place, missing in found.items() if missing > UNREACHED.get(place, (0,))[0]]
-    reached = UNREACHED.keys() - found.keys()
+    # How two threads meet differs from run to run.
+    reached = [place for place, (missing, reason) in UNREACHED.items()
+               if found.get(place, 0) < missing and reason is not ONCE]
     for name, text in sorted(fallen):
         print(f"coverage: {name}: no test reaches, or not in every way: {text}", file=sys.stderr)
     for name, text in sorted(reached):
-        print(f"coverage: {name}: is reached now, and need not be listed: {text}", file=sys.stderr)
+        print(f"coverage: {name}: is reached in more ways than listed: {text}", file=sys.stderr)
     return 1 if fallen or reached else 0
 
 

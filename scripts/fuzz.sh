@@ -8,7 +8,7 @@ source "$(dirname "$0")/common.sh"
 
 seconds=${1:-60}
 case $seconds in
-'' | *[!0-9]*)
+'' | 0* | *[!0-9]*)
     echo "usage: fuzz.sh [SECONDS [TARGET...]]" >&2
     exit 2
     ;;

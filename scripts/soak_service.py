@@ -14,7 +14,8 @@ import statistics
 import sys
 import time
 
-from service_under_wine import ServiceUnderWine
+from random_seed import random_seed
+from service_under_wine import ServiceUnderWine, TimedOut
 from wine_prefix import exit_on_signals
 
 LIVES = 3
@@ -244,12 +245,14 @@ def main():
     if len(sys.argv) != 4:
         sys.exit("usage: soak_service.py MINUTES OUT BUILD")
     minutes, (out, build) = int(sys.argv[1]), map(pathlib.Path, sys.argv[2:])
-    totals = {"seed": random.SystemRandom().randrange(2**32), "lives": 0, "runs of scaling": 0, "refused starts": 0,
+    totals = {"seed": random_seed(), "lives": 0, "runs of scaling": 0, "refused starts": 0,
               "standbys": 0, "control steps": 0, "inputs": 0, "seconds of storm": 0}
     with ServiceUnderWine(out / "service", build) as service:
         service.install_tool("handle_count.exe")
         try:
             lives = soak(service, minutes, totals)
+        except TimedOut as failure:  # tells what the service reports, too
+            sys.exit(f"{failure}\nseed {totals['seed']}")
         except (Failed, AssertionError) as failure:
             sys.exit(f"{failure}\n{service.report()}\nseed {totals['seed']}")
         faults = service.core_faults()

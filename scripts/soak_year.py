@@ -14,13 +14,17 @@ import sys
 import threading
 import time
 
+from random_seed import random_seed
+from wine_prefix import exit_on_signals
+
 MINUTE_MS = 60 * 1000
 HOUR_MS = 60 * MINUTE_MS
 DAY_MS = 24 * HOUR_MS
 WORK_HOURS = range(7, 22)
 GROWTH_MAX_KIB = 256
+YEAR_DAYS = 365
 WARM_UP = 0.2  # share of the run in which buffers and the scenario are made
-SAMPLE_S = 0.25
+SAMPLE_S = 0.05
 SAMPLES_MIN = 30  # in each third; a run that ends before is too short to tell
 
 
@@ -90,7 +94,7 @@ def main():
         sys.exit("usage: soak_year.py DAYS OUT COMMAND...")
     days, out, command = int(sys.argv[1]), pathlib.Path(sys.argv[2]), sys.argv[3:]
     out.mkdir(parents=True, exist_ok=True)
-    seed = random.SystemRandom().randrange(2**32)
+    seed = random_seed()
     scenario = out / "year.csv"
     write_scenario(scenario, days, random.Random(seed))
     began = time.monotonic()
@@ -113,9 +117,12 @@ def main():
           f"seed                  {seed:10}")
     if exit_code != 0:
         sys.exit(f"the replay ended with {exit_code}")
+    if growth is None and days >= YEAR_DAYS:
+        sys.exit("the replay ended too soon to tell growth")
     if growth is not None and growth > GROWTH_MAX_KIB:
         sys.exit("the replay grew")
 
 
 if __name__ == "__main__":
+    exit_on_signals()
     main()

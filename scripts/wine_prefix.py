@@ -4,6 +4,7 @@ New prefixes share the files of one template by hard links. The registry's own f
 copies.
 """
 
+import contextlib
 import fcntl
 import os
 import pathlib
@@ -57,7 +58,8 @@ def end_prefix(prefix):
     while left := [pid for pid in processes_of(prefix) if pid != os.getpid()]:
         if time.monotonic() > deadline:
             for pid in left:
-                os.kill(pid, signal.SIGKILL)
+                with contextlib.suppress(ProcessLookupError):
+                    os.kill(pid, signal.SIGKILL)
         time.sleep(0.02)
 
 

@@ -7,6 +7,8 @@
 #include "tests/fuzz/fuzz.h"
 
 #include <algorithm>
+#include <cstring>
+#include <utility>
 
 using namespace kelvane;
 using kelvane::fuzz::promise;

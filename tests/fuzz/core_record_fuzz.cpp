@@ -10,6 +10,8 @@
 #include "tests/fakes/fake_system.h"
 #include "tests/fuzz/fuzz.h"
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 
 using namespace kelvane;
@@ -75,6 +77,7 @@ void useSession(std::uint32_t word)
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
 {
+    testing::GTEST_FLAG(break_on_failure) = true;  // the fakes tell a wrong release so
     fuzz::silence();
     simulator::recordLog([](int, const std::string&) {});
     return 0;

@@ -3,6 +3,8 @@
 #include "tests/fakes/fake_system.h"
 #include "tests/fuzz/fuzz.h"
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <sstream>
 
@@ -36,6 +38,12 @@ void plugInAnything(tests::FakeSystem& system, fuzz::Bytes& bytes)
 }
 
 }  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
+{
+    testing::GTEST_FLAG(break_on_failure) = true;  // the fakes tell a wrong release so
+    return 0;
+}
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -52,11 +52,18 @@ def test_one_branch_more_at_a_listed_place_is_a_fall(run):
     assert status == 1
 
 
-def test_a_listed_place_that_is_reached_has_to_go(run):
-    status, out = run([line(1, 1, 1)], {(FILE, TEXTS[0].strip()): (1, "no more")})
+@pytest.mark.parametrize("now", [line(1, 1, 1), line(1, 1, 1, 0)])
+def test_a_listed_place_that_is_reached_in_more_ways_is_told(run, now):
+    status, out = run([now], {(FILE, TEXTS[0].strip()): (2, "no more")})
 
     assert status == 1
-    assert "is reached now" in out.err
+    assert "is reached in more ways than listed" in out.err
+
+
+def test_how_threads_meet_may_differ(run):
+    status, _ = run([line(1, 1, 1)], {(FILE, TEXTS[0].strip()): (1, coverage.ONCE)})
+
+    assert status == 0
 
 
 def test_a_source_that_no_test_program_holds_is_not_reached():

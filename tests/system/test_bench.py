@@ -168,4 +168,4 @@ def test_the_small_service_makes_the_calls_that_the_loop_makes():
             bench.times("start", "nobody")
         with pytest.raises(AssertionError, match="ended with 2"):
             bench.run(r"C:\kv\calls.exe", "sleeping")
-        assert loops_of(bench.process_id("calls.exe")) == 0
+        bench.wait_for(lambda: bench.process_id("calls.exe") is None, STEP_S, "the end of the small service")

@@ -14,9 +14,9 @@ import io
 import itertools
 import os
 import pathlib
-import random
 import shlex
 import subprocess
+import sys
 import tempfile
 
 import pytest
@@ -25,10 +25,13 @@ from hypothesis import HealthCheck, example, given, seed, settings
 from hypothesis import strategies as st
 from hypothesis.configuration import set_hypothesis_home_dir
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
+
+from random_seed import random_seed  # noqa: E402
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 COMMAND = shlex.split(os.environ.get("KELVANE_REPLAY", shlex.quote(str(ROOT / "scripts/replay.sh"))))
-WISHED_SEED = os.environ.get("KELVANE_SEED", "1")
-SEED = random.SystemRandom().randrange(2**32) if WISHED_SEED == "new" else int(WISHED_SEED)
+SEED = random_seed(default="1")
 EXAMPLES = int(os.environ.get("KELVANE_EXAMPLES", "200"))
 set_hypothesis_home_dir(str(BUILD / "hypothesis"))
 

@@ -11,6 +11,7 @@ from conftest import ROOT, STEP_S
 sys.path.insert(0, str(ROOT / "scripts"))
 
 import soak_service  # noqa: E402
+import soak_year  # noqa: E402
 
 REPLAY = shlex.split(os.environ.get("KELVANE_REPLAY", shlex.quote(str(ROOT / "scripts/replay.sh"))))
 AT_REST = {"private_kib": 17000, "resident_kib": 31000, "descriptors": 39, "threads": 8, "handles": 54, "changes": 3}
@@ -67,6 +68,20 @@ def test_a_length_that_makes_no_sense_is_wrong_usage(arguments):
 
     assert run.returncode == 2
     assert run.stderr.startswith("usage: scripts/soak.sh [MINUTES]")
+
+
+def growth_of_year(samples_kib):
+    memory = object.__new__(soak_year.Memory)
+    memory.samples_kib = samples_kib
+    return memory.growth_kib()
+
+
+def test_growth_of_a_year_is_that_behind_its_warm_up():
+    warming_up = list(range(0, 4000, 100))
+
+    assert growth_of_year(warming_up + [4000] * 160) == 0
+    assert growth_of_year(warming_up + [4000 + 2 * sample for sample in range(160)]) == 214
+    assert growth_of_year([4000] * 111) is None
 
 
 def test_a_simulated_day_prints_its_figures(tmp_path):
