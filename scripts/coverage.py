@@ -36,7 +36,7 @@ UNREACHED = {
     ("diagnostics/diagnostic_log.h", "(insert(key, asText(pieces)), ...);"): (5, TEMPLATE),
     ("diagnostics/diagnostic_log.h", "insert(key, \"\\n\");"): (1, TEMPLATE),
     ("diagnostics/diagnostic_log.h", "if (log.leavesNoTrace(level) && !(endsMessage(pieces) || ...)) return;"):
-        (3, TEMPLATE),
+        (5, TEMPLATE),
     ("diagnostics/log_file.cpp", "} catch (const std::runtime_error&) {"): (1, NO_OTHER),
     ("engine/engine.cpp", "engine.sink = new (std::nothrow) EventSink;"):
         (1, "want of memory; the walk over every failing call does that under Wine"),
