@@ -36,6 +36,7 @@ from wine_prefix import (COMMAND_TIMEOUT_S, WINE, Program, boot_prefix, clone_pr
 
 SERVICE = "Tarvo(R) Kelvane"
 TOOLS = ("reg", "sc")
+START_TRIES = 3
 STATES = {1: "STOPPED", 2: "START_PENDING", 3: "STOP_PENDING", 4: "RUNNING"}
 CONTROL_KEY = r"HKLM\SYSTEM\CurrentControlSet\Services\LITSSVC\IC\KV"
 CAPABILITY_KEY = r"HKLM\SOFTWARE\Tarvo\KV"
@@ -151,8 +152,12 @@ class ServiceUnderWine:
 
     def run(self, *command, check=True):
         """Runs a program of the prefix to its end and returns what it wrote. The first part is a full path."""
-        done = subprocess.run([WINE, *command], env=wine_environment(self.prefix), stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=COMMAND_TIMEOUT_S, check=False)
+        for _ in range(START_TRIES if check else 1):
+            done = subprocess.run([WINE, *command], env=wine_environment(self.prefix), stdin=subprocess.DEVNULL,
+                                  stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=COMMAND_TIMEOUT_S,
+                                  check=False)
+            if done.returncode != 1 or done.stdout:  # else Wine may not have started it (silent_failures.py)
+                break
         text = done.stdout.decode(errors="replace").replace("\r\n", "\n")
         if check and done.returncode != 0:
             raise AssertionError(f"{' '.join(command)} ended with {done.returncode}: {text}")
