@@ -14,6 +14,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[1]
 FOLDERS = ("controller", "diagnostics", "engine", "framework", "service")
 
 ONCE = "a second thread that waits while the first makes the object; the thread sanitizer's stress does that"
+MIDWAY = "whether another thread is in the middle of a message just then; at most this many are missed"
 TEMPLATE = "the instances of a template are counted as one, though their branches differ"
 LIBRARY = "within the library: the end of a row that has been moved from"
 NO_OTHER = "no other kind of exception can come from within; it would go on to the caller"
@@ -36,7 +37,7 @@ UNREACHED = {
     ("diagnostics/diagnostic_log.h", "(insert(key, asText(pieces)), ...);"): (5, TEMPLATE),
     ("diagnostics/diagnostic_log.h", "insert(key, \"\\n\");"): (1, TEMPLATE),
     ("diagnostics/diagnostic_log.h", "if (log.leavesNoTrace(level) && !(endsMessage(pieces) || ...)) return;"):
-        (5, TEMPLATE),
+        (9, MIDWAY),
     ("diagnostics/log_file.cpp", "} catch (const std::runtime_error&) {"): (1, NO_OTHER),
     ("engine/engine.cpp", "engine.sink = new (std::nothrow) EventSink;"):
         (1, "want of memory; the walk over every failing call does that under Wine"),
@@ -116,9 +117,9 @@ def main():
     for place, (missing, reason) in UNREACHED.items():
         print(f"  {': '.join(filter(None, place))} ({missing})\n      {reason}")
     fallen = [place for place, missing in found.items() if missing > UNREACHED.get(place, (0,))[0]]
-    # How two threads meet differs from run to run.
+    # How threads meet differs from run to run.
     reached = [place for place, (missing, reason) in UNREACHED.items()
-               if found.get(place, 0) < missing and reason is not ONCE]
+               if found.get(place, 0) < missing and reason not in (ONCE, MIDWAY)]
     for name, text in sorted(fallen):
         print(f"coverage: {name}: no test reaches, or not in every way: {text}", file=sys.stderr)
     for name, text in sorted(reached):

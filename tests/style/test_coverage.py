@@ -60,8 +60,9 @@ def test_a_listed_place_that_is_reached_in_more_ways_is_told(run, now):
     assert "is reached in more ways than listed" in out.err
 
 
-def test_how_threads_meet_may_differ(run):
-    status, _ = run([line(1, 1, 1)], {(FILE, TEXTS[0].strip()): (1, coverage.ONCE)})
+@pytest.mark.parametrize("reason", [coverage.ONCE, coverage.MIDWAY])
+def test_how_threads_meet_may_differ(run, reason):
+    status, _ = run([line(1, 1, 1)], {(FILE, TEXTS[0].strip()): (1, reason)})
 
     assert status == 0
 
