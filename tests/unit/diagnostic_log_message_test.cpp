@@ -157,6 +157,16 @@ TEST_F(OpenLog, LineFeedAloneAsATextPieceEndsAnInfoMessageToo)
     EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG seen"));
 }
 
+TEST_F(OpenLog, CharactersAndLiteralsEndAnInfoMessageLikeStrings)
+{
+    const char* const name = "notepad.exe\n";
+
+    logLine(2, "started ", name, "hidden");
+    logLine(2, "literal\n", "shown");
+
+    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG hidden", "DEBUG shown"));
+}
+
 TEST_F(OpenLog, TextPieceWithALineFeedElsewhereKeepsAnInfoMessageUnseen)
 {
     logLine(2, "a", std::string("\nb"), std::string("c\nd"), std::string());
