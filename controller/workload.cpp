@@ -30,10 +30,12 @@ constexpr WorkloadClass workloadClasses[] = {
 };
 constexpr WorkloadClass otherWorkload = { 0, 1300, 1800, 2300, 200, 100 };
 
+using Preference = int WorkloadClass::*;
+
 struct SliderBand {
     int fromPosition;
     int mode;  // Kv_opt
-    int WorkloadClass::*preference;
+    Preference preference;
     int PL1Mw;
 };
 

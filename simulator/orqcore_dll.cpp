@@ -28,8 +28,7 @@ class LiveCore {
 public:
     void start()
     {
-        startCore(
-            trace, [this] { return nowMs(); }, [] {});
+        startCore(trace, [this] { return nowMs(); });
         replaceImport("KERNEL32.dll", "GetSystemPowerStatus", reinterpret_cast<void*>(&simulatedPowerStatus));
         readScenarioFile();
         worked = processorOf(scenario);

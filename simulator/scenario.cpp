@@ -67,10 +67,10 @@ constexpr EventType eventTypes[] = {
     { 72, Payload::word }, { 106, Payload::word }, { 183, Payload::word }, { 10000, Payload::none },
 };
 
-const EventType& parseEventType(const std::string& text)
+EventType parseEventType(const std::string& text)
 {
     const std::uint32_t type = parseWord(text, "event type");
-    for (const EventType& row : eventTypes) {
+    for (const EventType row : eventTypes) {
         if (row.type == type) return row;
     }
     throw Fault("unknown event type " + quote(text));
@@ -79,7 +79,7 @@ const EventType& parseEventType(const std::string& text)
 Input parseEvent(const std::string& value)
 {
     const std::size_t colon = value.find(':');
-    const EventType& event = parseEventType(value.substr(0, colon));
+    const EventType event = parseEventType(value.substr(0, colon));
     const bool hasValue = colon != std::string::npos;
     if (hasValue != (event.payload == Payload::word)) {
         throw Fault("event " + std::to_string(event.type) +
@@ -93,7 +93,7 @@ std::string parseOperation(const std::string& name)
 {
     constexpr std::string_view registration = "REGISTER_EVENT/";
     if (name.starts_with(registration)) {
-        const EventType& event = parseEventType(name.substr(registration.size()));
+        const EventType event = parseEventType(name.substr(registration.size()));
         return std::string(registration) + std::to_string(event.type);
     }
     const auto* const end = std::end(primitiveNames);

@@ -160,7 +160,7 @@ int sessionExecute(SessionHandle /*session*/, const OrqData* command, const OrqD
     const int index = findPrimitive(command);
     if (index < 0 || (!holdsWord(request) && !holdsWord(response))) return commandInvalid;
     const int status = execute(index, request, response);
-    core.onPrimitive();
+    if (core.onPrimitive) core.onPrimitive();
     return status;
 }
 

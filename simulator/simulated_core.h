@@ -15,8 +15,9 @@
 namespace kelvane::simulator {
 
 // From now on the core answers with all-zero readings and success, and writes to `trace` with the time that `nowMs`
-// gives, one row at a time. `onPrimitive` is called after each primitive's row. All must outlive the core's use.
-void startCore(Trace& trace, std::function<std::uint64_t()> nowMs, std::function<void()> onPrimitive);
+// gives, one row at a time. `onPrimitive`, if there is one, is called after each primitive's row. All must outlive the
+// core's use.
+void startCore(Trace& trace, std::function<std::uint64_t()> nowMs, std::function<void()> onPrimitive = {});
 
 // From now on a processor that is given jobs answers for power and clip reasons, and takes the ceiling and PL1. Its
 // clock is `nowMs`. `onTick` is called after each of its ticks, under the core's lock.

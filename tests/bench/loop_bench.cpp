@@ -80,8 +80,8 @@ Result steps(Script present)
 Result leastSteps(Script present)
 {
     std::vector<Call> calls;
-    runLoop(
-        present, [&] { machine.calls = &calls; }, [] {});
+    const auto record = [&] { machine.calls = &calls; };
+    runLoop(present, record, [] {});
     begin();
     repeat(calls);
     end();

@@ -41,8 +41,7 @@ std::string joined(const Row& row)
 
 SimulatedMachine::SimulatedMachine() : trace(out, simulator::TraceFlush::eachRow)
 {
-    simulator::startCore(
-        trace, [] { return std::uint64_t{ 0 }; }, [] {});
+    simulator::startCore(trace, [] { return std::uint64_t{ 0 }; });
     simulator::recordLog([this](int level, const std::string& text) { trace.log(0, level, text); });
     simulator::replacePlatform([this, own = GetCurrentThreadId()](std::uint32_t ms) {
         // The C library, too, sleeps where threads begin, yield and end: on others that would tear the trace.
