@@ -1,6 +1,8 @@
 // The import table of the executable's image: a descriptor for each library, with the names and the slots side by side.
 #include "simulator/import_table.h"
 
+#include "simulator/import_slot.h"
+
 #include <windows.h>
 
 #include <cstddef>
@@ -49,14 +51,6 @@ ULONGLONG* findSlot(const Image& image, const IMAGE_IMPORT_DESCRIPTOR& imports, 
     return nullptr;
 }
 
-void store(ULONGLONG* slot, const void* replacement)
-{
-    DWORD protection = 0;
-    VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection);
-    *slot = reinterpret_cast<ULONGLONG>(replacement);
-    VirtualProtect(slot, sizeof *slot, protection, &protection);
-}
-
 }  // namespace
 
 bool replaceImport(const char* library, const char* function, void* replacement)
@@ -65,7 +59,7 @@ bool replaceImport(const char* library, const char* function, void* replacement)
     for (const auto* imports = image.imports(); imports->Name != 0; ++imports) {
         if (_stricmp(image.at<char>(imports->Name), library) != 0) continue;
         if (ULONGLONG* const slot = findSlot(image, *imports, function)) {
-            store(slot, replacement);
+            setImport(*slot, reinterpret_cast<ULONGLONG>(replacement));
             return true;
         }
     }

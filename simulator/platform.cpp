@@ -1,6 +1,7 @@
-// Replaces imports at their slots in this program's import table, which is writable.
+// Replaces imports at their slots in this program's import table.
 #include "simulator/platform.h"
 
+#include "simulator/import_slot.h"
 #include "simulator/simulated_core.h"
 
 #include <windows.h>
@@ -63,13 +64,13 @@ void replacePlatform(std::function<void(std::uint32_t ms)> sleep)
 {
     sleepInstead = std::move(sleep);
     if (!realGetProcAddress) realGetProcAddress = __imp_GetProcAddress;
-    __imp_Sleep = simulatedSleep;
-    __imp_GetSystemPowerStatus = simulatedPowerStatus;
-    __imp_GetSystemDirectoryA = simulatedSystemDirectory;
-    __imp_GetFileAttributesA = noSuchFile;
-    __imp_LoadLibraryExA = loadSimulatedCore;
-    __imp_GetProcAddress = findExport;
-    __imp_CM_Get_Device_ID_List_SizeA = noDevices;
+    setImport(__imp_Sleep, simulatedSleep);
+    setImport(__imp_GetSystemPowerStatus, simulatedPowerStatus);
+    setImport(__imp_GetSystemDirectoryA, simulatedSystemDirectory);
+    setImport(__imp_GetFileAttributesA, noSuchFile);
+    setImport(__imp_LoadLibraryExA, loadSimulatedCore);
+    setImport(__imp_GetProcAddress, findExport);
+    setImport(__imp_CM_Get_Device_ID_List_SizeA, noDevices);
 }
 
 }  // namespace kelvane::simulator

@@ -5,6 +5,7 @@
 #include "diagnostics/diagnostic_log.h"
 #include "engine/state.h"
 #include "framework/core_library.h"
+#include "simulator/import_slot.h"
 #include "simulator/platform.h"
 #include "simulator/simulated_core.h"
 
@@ -106,12 +107,11 @@ void startMachine()
 {
     static std::ostream nowhere(nullptr);
     static simulator::Trace trace(nowhere);
-    simulator::startCore(
-        trace, [] { return std::uint64_t{ 0 }; }, [] {});
+    simulator::startCore(trace, [] { return std::uint64_t{ 0 }; });
     simulator::replacePlatform([](std::uint32_t) {});
-    __imp_Sleep = outside::sleepNot;
-    __imp_GetSystemPowerStatus = outside::powerStatus;
-    __imp_GetProcAddress = outside::findExport;
+    simulator::setImport(__imp_Sleep, outside::sleepNot);
+    simulator::setImport(__imp_GetSystemPowerStatus, outside::powerStatus);
+    simulator::setImport(__imp_GetProcAddress, outside::findExport);
     g_engineState = engineRunning;
     g_wmiConnected = 1;
     g_wmiQueryIssued = 1;

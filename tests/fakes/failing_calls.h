@@ -3,6 +3,8 @@
 // Fakes ask callFails once in each call that can fail. Without a plan none fails and nothing is counted. Any thread.
 #pragma once
 
+#include "simulator/import_slot.h"
+
 #include <windows.h>
 
 #include <string>
@@ -40,10 +42,10 @@ public:
         failure = failingResult;
         error = failingError;
         before = slot;
-        slot = call;
+        simulator::setImport(slot, call);
     }
 
-    ~FailingImport() { slot = before; }
+    ~FailingImport() { simulator::setImport(slot, before); }
 
     FailingImport(const FailingImport&) = delete;
     FailingImport& operator=(const FailingImport&) = delete;

@@ -1,6 +1,6 @@
 // tests/fakes/import_swap.h: replaces one imported function for the life of a scope.
 //
-// `__imp_NAME` is the import's slot in this program's own table, which is writable:
+// `__imp_NAME` is the import's slot in this program's own table (simulator/import_slot.h):
 //
 //     extern "C" { extern decltype(&Beep) __imp_Beep; }
 //     const ImportSwap beep(__imp_Beep, &fakeBeep);
@@ -8,14 +8,19 @@
 // Swap before the code under test is called: compiled loops may keep the slot's value in a register.
 #pragma once
 
+#include "simulator/import_slot.h"
+
 namespace kelvane::tests {
 
 template<class Function>
 class ImportSwap {
 public:
-    ImportSwap(Function& importSlot, Function fake) : slot(importSlot), original(importSlot) { slot = fake; }
+    ImportSwap(Function& importSlot, Function fake) : slot(importSlot), original(importSlot)
+    {
+        simulator::setImport(slot, fake);
+    }
 
-    ~ImportSwap() { slot = original; }
+    ~ImportSwap() { simulator::setImport(slot, original); }
 
     ImportSwap(const ImportSwap&) = delete;
     ImportSwap& operator=(const ImportSwap&) = delete;

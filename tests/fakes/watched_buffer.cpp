@@ -1,6 +1,8 @@
 // malloc and free are the C library's, imported like any other function.
 #include "tests/fakes/watched_buffer.h"
 
+#include "simulator/import_slot.h"
+
 #include <array>
 #include <cstdlib>
 #include <cstring>
@@ -50,14 +52,14 @@ WatchedBuffer::WatchedBuffer(std::size_t size, const std::string& content, bool 
     watchedSize = size;
     realMalloc = __imp_malloc;
     realFree = __imp_free;
-    __imp_malloc = watchingMalloc;
-    __imp_free = watchingFree;
+    simulator::setImport(__imp_malloc, watchingMalloc);
+    simulator::setImport(__imp_free, watchingFree);
 }
 
 WatchedBuffer::~WatchedBuffer()
 {
-    __imp_malloc = realMalloc;
-    __imp_free = realFree;
+    simulator::setImport(__imp_malloc, realMalloc);
+    simulator::setImport(__imp_free, realFree);
 }
 
 int WatchedBuffer::asked() const { return timesAsked; }

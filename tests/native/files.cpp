@@ -1,23 +1,23 @@
-// Files by their Windows paths: both separators count. Streams open files by fopen64, which is replaced here for that.
+// Files by their Windows paths: both separators count.
 #include <windows.h>
 
-#include <dlfcn.h>
-
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
-namespace {
-
-namespace fs = std::filesystem;
-
-fs::path local(std::string path)
+std::string kelvane::native::localPath(std::string path)
 {
     std::replace(path.begin(), path.end(), '\\', '/');
     while (path.size() > 1 && path.ends_with('/')) path.pop_back();
     return path;
 }
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path local(const std::string& path) { return kelvane::native::localPath(path); }
 
 BOOL failed(DWORD error)
 {
@@ -67,10 +67,4 @@ constinit decltype(&RemoveDirectoryA) __imp_RemoveDirectoryA = removeDirectory;
 constinit decltype(&CreateDirectoryW) __imp_CreateDirectoryW = [](LPCWSTR path, LPSECURITY_ATTRIBUTES) {
     return createDirectory(path);
 };
-
-std::FILE* fopen64(const char* path, const char* mode)
-{
-    static const auto real = reinterpret_cast<decltype(&std::fopen)>(dlsym(RTLD_NEXT, "fopen64"));
-    return real(local(path).c_str(), mode);
-}
 }

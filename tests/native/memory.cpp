@@ -37,6 +37,15 @@ int protectionOf(DWORD access)
     }
 }
 
+BOOL protect(LPVOID address, SIZE_T bytes, DWORD access, PDWORD before)
+{
+    // Whole pages, as many as the bytes touch.
+    const auto first = reinterpret_cast<std::uintptr_t>(address);
+    const std::uintptr_t begin = first & ~(page - 1);
+    *before = PAGE_READWRITE;
+    return mprotect(reinterpret_cast<void*>(begin), first + bytes - begin, protectionOf(access)) == 0;
+}
+
 }  // namespace
 
 HANDLE GetProcessHeap() { return reinterpret_cast<HANDLE>(0x4EA9); }
@@ -53,12 +62,6 @@ LPVOID VirtualAlloc(LPVOID /*address*/, SIZE_T bytes, DWORD /*type*/, DWORD acce
     char* const block = static_cast<char*>(pages) + page;
     mprotect(block, bytes, protectionOf(access));
     return block;
-}
-
-BOOL VirtualProtect(LPVOID address, SIZE_T bytes, DWORD access, PDWORD before)
-{
-    *before = PAGE_READWRITE;
-    return mprotect(address, bytes, protectionOf(access)) == 0;
 }
 
 BOOL VirtualFree(LPVOID address, SIZE_T /*bytes*/, DWORD /*type*/)
@@ -82,6 +85,7 @@ SIZE_T VirtualQuery(LPCVOID address, MEMORY_BASIC_INFORMATION* information, SIZE
 extern "C" {
 constinit decltype(&HeapAlloc) __imp_HeapAlloc = allocate;
 constinit decltype(&HeapFree) __imp_HeapFree = release;
+constinit decltype(&VirtualProtect) __imp_VirtualProtect = protect;
 constinit decltype(&LocalFree) __imp_LocalFree = releaseLocal;
 constinit decltype(&CoTaskMemFree) __imp_CoTaskMemFree = [](LPVOID memory) { std::free(memory); };
 }

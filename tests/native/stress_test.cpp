@@ -41,8 +41,8 @@ class Stress : public testing::Test {
 protected:
     Stress()
     {
-        simulator::startCore(
-            trace, [] { return std::uint64_t{ 0 }; }, [this] { primitives += 1; });
+        const auto noTime = [] { return std::uint64_t{ 0 }; };
+        simulator::startCore(trace, noTime, [this] { primitives += 1; });
         // A thousandth of the pauses that the loop asks for.
         simulator::replacePlatform([](std::uint32_t ms) { std::this_thread::sleep_for(microseconds(ms)); });
         g_wmiConnected = 1;

@@ -72,8 +72,8 @@ TEST(DiagnosticLog, KeysThreadsByTheirDecimalIdentifier)
     std::string key;
 
     {
-        const ImportSwap threadId(
-            __imp_GetCurrentThreadId, +[]() -> DWORD { return 4294967291; });
+        const auto largeId = []() -> DWORD { return 4294967291; };
+        const ImportSwap threadId(__imp_GetCurrentThreadId, +largeId);
         key = DiagnosticLogInspector::threadKey();
     }
 

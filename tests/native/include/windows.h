@@ -159,7 +159,8 @@ WINDOWS_IMPORT(BOOL, HeapFree, (HANDLE heap, DWORD flags, LPVOID memory), (heap,
 HLOCAL LocalAlloc(UINT flags, SIZE_T bytes);
 WINDOWS_IMPORT(HLOCAL, LocalFree, (HLOCAL memory), (memory))
 LPVOID VirtualAlloc(LPVOID address, SIZE_T bytes, DWORD type, DWORD access);
-BOOL VirtualProtect(LPVOID address, SIZE_T bytes, DWORD access, PDWORD before);
+WINDOWS_IMPORT(BOOL, VirtualProtect, (LPVOID address, SIZE_T bytes, DWORD access, PDWORD before),
+               (address, bytes, access, before))
 BOOL VirtualFree(LPVOID address, SIZE_T bytes, DWORD type);  // MEM_RELEASE of what VirtualAlloc gave
 SIZE_T VirtualQuery(LPCVOID address, MEMORY_BASIC_INFORMATION* information, SIZE_T bytes);
 
