@@ -16,6 +16,7 @@ import subprocess
 import sys
 
 import workloads
+from program_end import describe_end
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 OUT = ROOT / "build" / "compare"
@@ -73,7 +74,7 @@ def run_policy(policy, scenario, folder):
     done = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
                           timeout=RUN_TIMEOUT_S, check=False)
     if done.returncode != 0:
-        raise RunFailed(f"{policy} ended with {done.returncode}: {done.stderr.decode(errors='replace').strip()}")
+        raise RunFailed(f"{policy} {describe_end(done.returncode)}: {done.stderr.decode(errors='replace').strip()}")
     run = read_run(folder)
     shutil.rmtree(folder)
     return run

@@ -2,10 +2,16 @@
 # replay.sh SCENARIO.csv TRACE.csv: runs the service's scaling loop in virtual time (docs/replay.md).
 #
 # Builds what is missing. Exit codes are the program's: 0 replayed, 2 wrong usage, 3 malformed scenario, 4 trace not
-# writable, 5 the clock stands still; 1 when the build fails.
+# writable, 5 the clock stands still; 1 when the build fails, or the replay in another way. Above 128: it crashed or was
+# killed, and the trace is not whole.
 set -u
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
 install_packages "${build_packages[@]}" || exit 1
 build release kelvane-replay || exit 1
 run_windows_program "$root/build/release/kelvane-replay.exe" "$@"
+code=$?
+if [ $code -gt 128 ] && [ $code -ne 130 ]; then
+    echo "the replay program crashed ($code): its trace is not whole" >&2
+fi
+exit $code

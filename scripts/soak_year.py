@@ -14,6 +14,7 @@ import sys
 import threading
 import time
 
+from program_end import describe_end
 from random_seed import random_seed
 from wine_prefix import exit_on_signals
 
@@ -116,7 +117,7 @@ def main():
           f"growth                {'unknown' if growth is None else format(growth, 'g'):>10} KiB, at most {GROWTH_MAX_KIB}\n"
           f"seed                  {seed:10}")
     if exit_code != 0:
-        sys.exit(f"the replay ended with {exit_code}")
+        sys.exit(f"the replay {describe_end(exit_code)}")
     if growth is None and days >= YEAR_DAYS:
         sys.exit("the replay ended too soon to tell growth")
     if growth is not None and growth > GROWTH_MAX_KIB:

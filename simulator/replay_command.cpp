@@ -34,7 +34,7 @@ int runCommand(const std::function<int()>& command)
     } catch (const MalformedScenario& error) {
         return fail(exitMalformed, error.what());
     } catch (const std::exception& error) {
-        return fail(exitUnwritable, std::string("the replay failed: ") + error.what());
+        return fail(exitFailed, std::string("the replay failed: ") + error.what());
     }
 }
 

@@ -8,7 +8,14 @@
 
 namespace kelvane::simulator {
 
-enum ExitCode { exitReplayed = 0, exitUsage = 2, exitMalformed = 3, exitUnwritable = 4, exitClockStoodStill = 5 };
+enum ExitCode {
+    exitReplayed = 0,
+    exitFailed = 1,  // in a way that no other code is for
+    exitUsage = 2,
+    exitMalformed = 3,
+    exitUnwritable = 4,
+    exitClockStoodStill = 5,
+};
 
 // Writes a line to standard error and returns the code.
 int fail(ExitCode code, const std::string& message);
