@@ -7,7 +7,7 @@ export WINEPREFIX="${WINEPREFIX:-$root/build/wine}"
 build_packages=(g++-mingw-w64-x86-64-posix cmake ninja-build wine64)
 package_packages=(git msitools python3 uuid-runtime wixl)
 sign_packages=(openssl osslsigncode)
-native_packages=(clang cmake g++ googletest libclang-rt-14-dev ninja-build)
+native_packages=(clang cmake g++ googletest libclang-rt-dev ninja-build)
 # What runs in several threads, and is worth the thread sanitizer's time.
 thread_targets=(engine_tests log_tests stress_tests)
 
@@ -18,11 +18,30 @@ install_packages() {
         dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
     done
     [ ${#missing[@]} -eq 0 ] && return
-    echo "installing ${missing[*]}" >&2
+    if ! is_known_debian; then
+        echo "Only Debian 12 and 13 are known here, and this system is neither. It lacks what these Debian packages" \
+            "hold: ${missing[*]}" >&2
+        return 1
+    fi
     local as_root=()
-    [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+    if [ "$(id -u)" -ne 0 ]; then
+        if ! command -v sudo >/dev/null; then
+            echo "Packages are missing, and there is no sudo. As root: apt-get install ${missing[*]}" >&2
+            return 1
+        fi
+        as_root=(sudo)
+    fi
+    echo "installing ${missing[*]}" >&2
     "${as_root[@]}" apt-get update -qq >&2
-    DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+}
+
+is_known_debian() {
+    local ID='' VERSION_ID=''
+    # shellcheck source=/dev/null
+    [ -f /etc/os-release ] && source /etc/os-release
+    [ "$ID" = debian ] && { [ "$VERSION_ID" = 12 ] || [ "$VERSION_ID" = 13 ]; }
 }
 
 # npm, in which form ever the machine has it.
@@ -30,13 +49,16 @@ install_npm() {
     command -v npm >/dev/null || install_packages nodejs npm
 }
 
-# build PRESET [TARGET...]: configures once and builds what is missing; says nothing unless it fails.
+# build PRESET [TARGET...]: configures once and builds what is missing; says nothing unless it fails. Warnings are errors
+# where KELVANE_STRICT is ON, as our own checks set it.
 build() {
-    local preset=$1 log
+    local preset=$1 log strict=CMAKE_COMPILE_WARNING_AS_ERROR=${KELVANE_STRICT:-OFF}
     shift
     mkdir -p "$root/build"
     log="$root/build/$preset.log"
-    if ! (cd "$root" && { [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset"; } &&
+    if ! (cd "$root" &&
+        { [ -f "build/$preset/build.ninja" ] && grep -qs "${strict/=/:.*=}" "build/$preset/CMakeCache.txt" ||
+            cmake --preset "$preset" "-D$strict"; } &&
         cmake --build --preset "$preset" ${1:+--target "$@"}) >"$log" 2>&1; then
         cat "$log" >&2
         echo "the $preset build failed" >&2

@@ -5,6 +5,7 @@
 set -euo pipefail
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
+export KELVANE_STRICT=ON
 
 seconds=${1:-60}
 case $seconds in

@@ -6,6 +6,7 @@
 set -uo pipefail
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
+export KELVANE_STRICT=ON
 
 install_packages "${native_packages[@]}" || exit 1
 build native-asan || exit 1
