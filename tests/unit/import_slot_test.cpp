@@ -23,9 +23,10 @@ using testing::ThrowsMessage;
 constexpr DWORD protectionBefore = PAGE_READONLY;
 
 struct Protections {
+    bool pretended = false;  // the table seems to be read-only, and is writable throughout
     bool refused = false;
     std::vector<DWORD> asked;
-    decltype(&VirtualProtect) real = nullptr;
+    decltype(&VirtualProtect) real = __imp_VirtualProtect;
 } protections;
 
 BOOL WINAPI watchedProtect(LPVOID address, SIZE_T bytes, DWORD access, PDWORD before)
@@ -35,7 +36,7 @@ BOOL WINAPI watchedProtect(LPVOID address, SIZE_T bytes, DWORD access, PDWORD be
         SetLastError(ERROR_ACCESS_DENIED);
         return FALSE;
     }
-    // The page stays writable underneath, whatever it was.
+    if (!protections.pretended) return protections.real(address, bytes, access, before);
     const BOOL done = protections.real(address, bytes, PAGE_READWRITE, before);
     *before = protectionBefore;
     return done;
@@ -47,11 +48,13 @@ class ImportSlot : public testing::Test {
 protected:
     ImportSlot()
     {
-        protections.real = protect.real();
         protections.asked.clear();
+        protections.pretended = true;
     }
 
-    ImportSwap<decltype(&VirtualProtect)> protect{ __imp_VirtualProtect, &watchedProtect };
+    ~ImportSlot() override { protections.pretended = false; }
+
+    const ImportSwap<decltype(&VirtualProtect)> protect{ __imp_VirtualProtect, &watchedProtect };
 };
 
 TEST_F(ImportSlot, IsWritableForAsLongAsItIsWrittenAndThenProtectedAsBefore)
