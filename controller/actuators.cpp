@@ -3,14 +3,16 @@
 
 #include "controller/state.h"
 #include "diagnostics/diagnostic_log.h"
-#include "engine/state.h"
 #include "framework/primitives.h"
+#include "state/state.h"
 
 #include <algorithm>
 
 namespace kelvane {
 
 namespace {
+
+constexpr int negativePreference = 2000;  // written in place of a negative value
 
 int writablePreference(int value) { return value < 0 ? negativePreference : std::min(value, fullPreference); }
 

@@ -2,6 +2,7 @@
 #include "controller/average_power_tracker.h"
 
 #include "controller/state.h"
+#include "state/state.h"
 
 namespace kelvane {
 

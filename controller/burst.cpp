@@ -2,6 +2,7 @@
 #include "controller/burst.h"
 
 #include "diagnostics/diagnostic_log.h"
+#include "state/state.h"
 
 namespace kelvane {
 

@@ -3,6 +3,7 @@
 #include "controller/branches.h"
 #include "controller/burst.h"
 #include "diagnostics/diagnostic_log.h"
+#include "state/state.h"
 
 #include <windows.h>
 
@@ -11,6 +12,8 @@ namespace kelvane {
 namespace {
 
 constexpr int halfPreference = 5000;
+constexpr std::uint32_t clipPauseMs = 2000;
+constexpr BySource clipFullMw = { 6500, 7500 };  // a clip above: full performance, else half
 
 // The process start is taken as the cause of the clipping: wait for it to settle.
 void waitForProcessStart(LoopState& loop)

@@ -5,13 +5,13 @@
 #include "controller/average_power_tracker.h"
 #include "controller/branches.h"
 #include "controller/power_ramp_probe.h"
+#include "controller/process_watch_stop.h"
 #include "controller/restore.h"
 #include "controller/tiers.h"
 #include "controller/workload.h"
 #include "diagnostics/diagnostic_log.h"
-#include "engine/process_watch_stop.h"
-#include "engine/state.h"
 #include "framework/primitives.h"
+#include "state/state.h"
 
 #include <windows.h>
 
@@ -25,6 +25,14 @@ namespace {
 constexpr int heavyWorkload = 4;
 constexpr int highPowerMw = 6000;  // from here on the ceiling follows power more closely
 constexpr int batteryPreferenceCut = 200;
+constexpr int leastRangeRepeats = 5;
+constexpr BySource ceilingBelowPL1Mw = { 2000, 1000 };
+
+constexpr std::uint32_t idlePauseMs = 5000;
+constexpr std::uint32_t firstIdlePauseMs = 2000;  // more, while the process watcher is stopped
+constexpr int idleExitStep = 500;
+constexpr BySource idleEntryPrevMw = { 1500, 1700 };  // the step before must be below
+constexpr BySource pidOnTestMw = { 1600, 1800 };
 
 // Statistics of a loop that may spin for days: they stop at their ends instead of overflowing.
 int saturatedSum(int sum, int term)

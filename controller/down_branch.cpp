@@ -5,6 +5,7 @@
 #include "controller/branches.h"
 #include "controller/burst.h"
 #include "diagnostics/diagnostic_log.h"
+#include "state/state.h"
 
 #include <algorithm>
 

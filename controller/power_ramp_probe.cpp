@@ -7,8 +7,8 @@
 #include "controller/actuators.h"
 #include "controller/state.h"
 #include "diagnostics/diagnostic_log.h"
-#include "engine/state.h"
 #include "framework/primitives.h"
+#include "state/state.h"
 
 #include <windows.h>
 
@@ -17,6 +17,10 @@
 namespace kelvane {
 
 namespace {
+
+constexpr int probeSamplesIdle = 2;
+constexpr int pkgPowerMwMax = 50000;  // the average is capped here
+constexpr unsigned clipBit = 0x400;
 
 constexpr int rampPrefMax = 8000;  // from here on a ramp is not followed
 constexpr int rampPowerMw = 501;   // below, a ramp says nothing

@@ -1,9 +1,10 @@
 // Cancels the notification query and releases the mirrored WMI objects in their fixed order, if there are any.
-#include "engine/process_watch_stop.h"
+#include "controller/process_watch_stop.h"
 
+#include "controller/com_release.h"
 #include "controller/state.h"
 #include "diagnostics/diagnostic_log.h"
-#include "engine/state.h"
+#include "state/state.h"
 
 #include <windows.h>
 
@@ -15,11 +16,6 @@ ProcessWatchSlots g_processWatchSlots = {};
 long g_processWatchCancelResult = 0;
 
 namespace {
-
-void release(IUnknown* object)
-{
-    if (object) object->Release();
-}
 
 void releaseSlots(ProcessWatchSlots& slots)
 {
@@ -40,7 +36,7 @@ void releaseSlots(ProcessWatchSlots& slots)
 void stopProcessWatch(std::uint8_t serviceStopping)
 {
     logLine(logDebug, "processid Stop Service is Called");
-    const std::lock_guard stopLock(g_loopStopLock);
+    const std::lock_guard stopLock(g_loopStopLock());
     ProcessWatchSlots& slots = g_processWatchSlots;
     if (slots.stubSink && slots.services && g_wmiConnected == 1) {
         if (g_wmiQueryIssued == 1) g_processWatchCancelResult = slots.services->CancelAsyncCall(slots.stubSink);

@@ -1,4 +1,4 @@
-// engine/process_watch_stop.h: the scaling loop's own way to stop the process creation watcher.
+// controller/process_watch_stop.h: the scaling loop's own way to stop the process creation watcher.
 //
 // It works on interface slots that mirror the engine's WMI objects. No part of the system fills them, so in effect the
 // operation only logs; delivery is stopped by the engine's tear-down.

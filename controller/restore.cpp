@@ -2,6 +2,7 @@
 #include "controller/restore.h"
 
 #include "diagnostics/diagnostic_log.h"
+#include "state/state.h"
 
 #include <algorithm>
 

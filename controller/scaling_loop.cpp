@@ -7,17 +7,19 @@
 #include "controller/actuators.h"
 #include "controller/control_step.h"
 #include "diagnostics/diagnostic_log.h"
-#include "engine/state.h"
 #include "framework/core_library.h"
 #include "framework/events.h"
 #include "framework/primitives.h"
 #include "framework/session.h"
 #include "framework/status.h"
+#include "state/state.h"
 
 namespace kelvane {
 
 namespace {
 
+constexpr int initialPowerReads = 5;
+constexpr int maxConnectAttempts = 1;
 constexpr std::uint32_t loopResult = 0xFFFFFFFF;
 
 bool initializeFramework()
@@ -103,7 +105,7 @@ std::uint32_t takeStopPath()
 {
     g_stopDone = 0;
     {
-        const std::lock_guard stopLock(g_loopStopLock);
+        const std::lock_guard stopLock(g_loopStopLock());
         g_serviceStopping = 0;
         setPerfmax(defaultPreference);
         resetPL1Level();

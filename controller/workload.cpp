@@ -5,12 +5,15 @@
 #include "controller/state.h"
 #include "diagnostics/diagnostic_log.h"
 #include "framework/primitives.h"
+#include "state/state.h"
 
 #include <limits>
 
 namespace kelvane {
 
 namespace {
+
+constexpr int quietPL1Mw = 10500;  // slider in its lowest band
 
 struct WorkloadClass {
     int workload;

@@ -6,8 +6,8 @@
 // The engine keeps its own reference to the sink after a run, so that the sink outlives every late notification.
 #include "engine/engine.h"
 
+#include "controller/com_release.h"
 #include "controller/scaling_loop.h"
-#include "controller/state.h"
 #include "diagnostics/ansi_text.h"
 #include "diagnostics/diagnostic_log.h"
 #include "engine/event_sink.h"
@@ -15,6 +15,7 @@
 #include "engine/state.h"
 #include "framework/events.h"
 #include "framework/session.h"
+#include "state/state.h"
 
 #include <comdef.h>
 #include <wbemidl.h>
@@ -37,12 +38,6 @@ struct Engine {
     IUnknown* stubUnknown = nullptr;
     IWbemObjectSink* stubSink = nullptr;
 };
-
-template<class Interface>
-void release(Interface* object)
-{
-    if (object) object->Release();
-}
 
 // Releases in the order given, skipping what was never made, and leaves COM.
 template<class... Interfaces>

@@ -2,11 +2,12 @@
 #include "engine/event_sink.h"
 
 #include "controller/actuators.h"
+#include "controller/com_release.h"
 #include "controller/state.h"
 #include "diagnostics/ansi_text.h"
 #include "diagnostics/diagnostic_log.h"
 #include "engine/process_names.h"
-#include "engine/state.h"
+#include "state/state.h"
 
 #include <comdef.h>
 
@@ -25,10 +26,7 @@ class Released {
 public:
     explicit Released(Interface* object) : held(object) {}
 
-    ~Released()
-    {
-        if (held) held->Release();
-    }
+    ~Released() { release(held); }
 
     Released(const Released&) = delete;
     Released& operator=(const Released&) = delete;

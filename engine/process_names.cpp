@@ -2,6 +2,7 @@
 #include "engine/process_names.h"
 
 #include "engine/state.h"
+#include "state/state.h"
 
 #include <algorithm>
 #include <array>

@@ -1,10 +1,9 @@
 // Renders an event as XML, looks for the two identifiers in it, and asks the engine to stop on entry into standby.
 #include "engine/standby_watcher.h"
 
-#include "controller/state.h"
 #include "diagnostics/ansi_text.h"
 #include "diagnostics/diagnostic_log.h"
-#include "engine/state.h"
+#include "state/state.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,10 +1,10 @@
 // Registers the framework's events and turns their payloads into the controller's inputs.
 #include "framework/events.h"
 
-#include "controller/state.h"
 #include "diagnostics/diagnostic_log.h"
 #include "framework/session.h"
 #include "framework/status.h"
+#include "state/state.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,9 +1,9 @@
 // A primitive is a command text sent through SessionExecute, with its value in or out in a typed descriptor.
 #include "framework/primitives.h"
 
-#include "controller/state.h"
 #include "framework/session.h"
 #include "framework/status.h"
+#include "state/state.h"
 
 #include <algorithm>
 #include <limits>

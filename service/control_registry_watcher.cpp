@@ -5,8 +5,8 @@
 
 #include "diagnostics/event_log.h"
 #include "diagnostics/service_data.h"
-#include "engine/state.h"
 #include "service/service_host.h"
+#include "state/state.h"
 
 #include <algorithm>
 #include <cstddef>

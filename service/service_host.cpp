@@ -9,9 +9,9 @@
 
 #include "diagnostics/event_log.h"
 #include "engine/engine.h"
-#include "engine/state.h"
 #include "service/capability_check.h"
 #include "service/control_registry_watcher.h"
+#include "state/state.h"
 #include "version.h"
 
 #include <cstdio>

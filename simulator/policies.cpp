@@ -1,8 +1,8 @@
 // One loop for all references: decide on a ceiling, write it when it is another, sleep.
 #include "simulator/policies.h"
+#include "state/state.h"
 
 #include "controller/scaling_loop.h"
-#include "engine/state.h"
 #include "framework/core_library.h"
 #include "framework/primitives.h"
 #include "framework/session.h"

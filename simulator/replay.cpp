@@ -1,10 +1,10 @@
 // The virtual clock: only Sleep moves it, and delivers on its way what the scenario has due.
 #include "simulator/replay.h"
+#include "state/state.h"
 
 #include "controller/scaling_loop.h"
 #include "engine/event_sink.h"
 #include "engine/standby_watcher.h"
-#include "engine/state.h"
 #include "simulator/demand.h"
 #include "simulator/event_rendering.h"
 #include "simulator/platform.h"

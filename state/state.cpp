@@ -1,23 +1,9 @@
-// The engine's flags with their start values.
-#include "engine/state.h"
+// What is shared and more than a variable: the process name behind its lock, and the request to stop.
+#include "state/state.h"
 
 #include <mutex>
 
 namespace kelvane {
-
-std::atomic<int> g_engineState = engineRunning;
-std::atomic<std::uint8_t> g_serviceStopping = 0;
-std::atomic<std::uint8_t> g_engineStarted = 0;
-std::atomic<std::uint8_t> g_startReentered = 0;
-std::atomic<std::uint8_t> g_wmiConnected = 0;
-std::atomic<std::uint8_t> g_wmiQueryIssued = 0;
-
-std::atomic<int> g_trackedProcessSeen = 0;
-std::array<std::atomic<int>, trackedProcessCapacity> g_trackedProcessIds = {};
-std::atomic<int> g_trackedProcessIdCount = 0;
-
-std::atomic<std::uint8_t> g_reportPerfFailures = 1;
-std::atomic<std::uint8_t> g_loopStopEnabled = 1;
 
 namespace {
 

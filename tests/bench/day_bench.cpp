@@ -1,10 +1,10 @@
 // A day in virtual time with something to do every few minutes; the heap is looked at after the first hour and the last.
+#include "state/state.h"
 #include "tests/bench/benches.h"
 
 #include "controller/scaling_loop.h"
 #include "engine/event_sink.h"
 #include "engine/standby_watcher.h"
-#include "engine/state.h"
 #include "simulator/process_event.h"
 #include "simulator/simulated_core.h"
 #include "tests/bench/machine.h"

@@ -1,10 +1,10 @@
 // Steps of the scaling loop in virtual time: each kind of step gets its readings sample by sample.
+#include "controller/state.h"
+#include "state/state.h"
 #include "tests/bench/benches.h"
 
 #include "controller/power_ramp_probe.h"
 #include "controller/scaling_loop.h"
-#include "controller/state.h"
-#include "engine/state.h"
 #include "simulator/process_event.h"
 #include "simulator/simulated_core.h"
 #include "tests/bench/machine.h"

@@ -1,9 +1,8 @@
 // Slots of the simulated core and of the import table, each with a wrapper before it.
 #include "tests/bench/machine.h"
+#include "state/state.h"
 
-#include "controller/state.h"
 #include "diagnostics/diagnostic_log.h"
-#include "engine/state.h"
 #include "framework/core_library.h"
 #include "simulator/import_slot.h"
 #include "simulator/platform.h"

@@ -1,9 +1,9 @@
 // One notification of a started process after the other, each found as the first one was.
+#include "controller/state.h"
+#include "state/state.h"
 #include "tests/bench/benches.h"
 
-#include "controller/state.h"
 #include "engine/event_sink.h"
-#include "engine/state.h"
 #include "simulator/process_event.h"
 #include "tests/bench/machine.h"
 #include "tests/bench/meter.h"

@@ -1,9 +1,9 @@
 // tests/fakes/control_watch.h: the watcher of the control value with a script of changes.
 #pragma once
 
-#include "engine/state.h"
 #include "service/control_registry_watcher.h"
 #include "service/service_host.h"
+#include "state/state.h"
 #include "tests/fakes/call_list.h"
 #include "tests/fakes/fake_registry.h"
 #include "tests/fakes/fake_reports.h"

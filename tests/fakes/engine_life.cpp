@@ -1,11 +1,11 @@
 // Imports fail on top of what the other fakes answer; the core's slots and the clock are made here.
 #include "tests/fakes/engine_life.h"
-
 #include "controller/state.h"
+#include "state/state.h"
+
 #include "engine/engine.h"
 #include "engine/event_sink.h"
 #include "engine/standby_watcher.h"
-#include "engine/state.h"
 #include "framework/core_library.h"
 #include "tests/fakes/call_list.h"
 #include "tests/fakes/fake_event_service.h"

@@ -1,9 +1,7 @@
 // tests/fakes/engine_run.h: the engine on replaced COM, event log, framework core and scaling loop.
 #pragma once
 
-#include "controller/state.h"
 #include "engine/engine.h"
-#include "engine/state.h"
 #include "tests/fakes/call_list.h"
 #include "tests/fakes/fake_com.h"
 #include "tests/fakes/fake_event_service.h"

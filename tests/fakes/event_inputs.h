@@ -1,9 +1,9 @@
 // tests/fakes/event_inputs.h: what an event of the framework can change, and what it logs.
 #pragma once
 
-#include "controller/state.h"
 #include "framework/events.h"
 #include "simulator/recorded_log.h"
+#include "state/state.h"
 
 #include <sstream>
 #include <string>

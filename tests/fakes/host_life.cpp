@@ -3,7 +3,6 @@
 
 #include "diagnostics/ansi_text.h"
 #include "engine/engine.h"
-#include "engine/state.h"
 #include "service/service_host.h"
 #include "tests/fakes/call_list.h"
 #include "tests/fakes/import_swap.h"

@@ -5,7 +5,7 @@
 
 #include "controller/state.h"
 #include "engine/event_sink.h"
-#include "engine/state.h"
+#include "state/state.h"
 #include "tests/fakes/fake_wmi.h"
 #include "tests/fakes/simulated_machine.h"
 

@@ -1,9 +1,8 @@
 // Stands between the client and the simulated core: every slot counts its call and runs what the script has for it.
 #include "tests/fakes/scripted_loop.h"
+#include "state/state.h"
 
 #include "controller/scaling_loop.h"
-#include "controller/state.h"
-#include "engine/state.h"
 #include "framework/core_library.h"
 #include "simulator/simulated_core.h"
 

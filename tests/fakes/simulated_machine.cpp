@@ -1,7 +1,8 @@
 // Reads back the rows that the simulator's own trace writes.
 #include "tests/fakes/simulated_machine.h"
-
 #include "controller/state.h"
+#include "state/state.h"
+
 #include "framework/core_library.h"
 #include "simulator/csv.h"
 #include "simulator/platform.h"

@@ -1,9 +1,8 @@
 // tests/fakes/standby_event.h: an event of the System log on its way to the standby watcher.
 #pragma once
 
-#include "controller/state.h"
 #include "engine/standby_watcher.h"
-#include "engine/state.h"
+#include "state/state.h"
 #include "tests/fakes/call_list.h"
 #include "tests/fakes/fake_event_service.h"
 

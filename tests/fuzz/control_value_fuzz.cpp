@@ -1,5 +1,4 @@
 // The control value with any type, bytes and sizes, beside a copy of the buffer that it is read into.
-#include "engine/state.h"
 #include "service/control_registry_watcher.h"
 #include "service/service_host.h"
 #include "tests/fakes/call_list.h"

@@ -1,6 +1,5 @@
 // The core's loader with any interface record and any answers, and all that is called through the record. Slots are
 // empty or the fake core's: whom the record points to is the core's business.
-#include "controller/state.h"
 #include "framework/core_library.h"
 #include "framework/events.h"
 #include "framework/primitives.h"

@@ -1,7 +1,7 @@
 // The framework's event callback with every type, pointer and length. A buffer is as long as it is said to be.
-#include "controller/state.h"
 #include "framework/events.h"
 #include "simulator/recorded_log.h"
+#include "state/state.h"
 #include "tests/fuzz/fuzz.h"
 
 #include <memory>

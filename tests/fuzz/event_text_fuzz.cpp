@@ -1,8 +1,7 @@
 // The standby watcher on an event log that renders anything, tells any sizes and fails anywhere.
-#include "controller/state.h"
 #include "engine/standby_watcher.h"
-#include "engine/state.h"
 #include "simulator/recorded_log.h"
+#include "state/state.h"
 #include "tests/fuzz/fuzz.h"
 
 #include <algorithm>

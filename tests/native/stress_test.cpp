@@ -3,15 +3,14 @@
 //
 // Written for the thread sanitizer, which ends the program at the first race; without it the same must hold.
 #include "controller/scaling_loop.h"
-#include "controller/state.h"
 #include "engine/event_sink.h"
 #include "engine/standby_watcher.h"
-#include "engine/state.h"
 #include "framework/events.h"
 #include "simulator/event_rendering.h"
 #include "simulator/platform.h"
 #include "simulator/process_event.h"
 #include "simulator/simulated_core.h"
+#include "state/state.h"
 #include "tests/fakes/diagnostic_log_inspector.h"
 #include "tests/fakes/log_folder.h"
 

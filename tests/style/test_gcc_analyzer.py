@@ -26,7 +26,7 @@ FALSE_ALARMS = {
 PASSED = {
     "a function writes its result where its caller says": {
         "diagnostics/ansi_text.cpp": 2, "diagnostics/log_file.cpp": 2, "diagnostics/service_data.cpp": 1,
-        "engine/event_sink.cpp": 6, "engine/standby_watcher.cpp": 8, "engine/state.cpp": 1,
+        "engine/event_sink.cpp": 6, "engine/standby_watcher.cpp": 8, "state/state.cpp": 1,
         "simulator/handle_count.cpp": 4, "simulator/live_inputs.cpp": 3, "simulator/measures.cpp": 5,
         "simulator/process_event.cpp": 1, "simulator/process_watch.cpp": 1, "simulator/recorded_log.cpp": 2,
         "simulator/scenario.cpp": 4, "simulator/wbem_services.cpp": 2, "simulator/wevtapi_dll.cpp": 4,

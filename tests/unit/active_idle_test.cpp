@@ -1,5 +1,5 @@
 #include "controller/control_step.h"
-#include "engine/state.h"
+#include "state/state.h"
 #include "tests/fakes/simulated_machine.h"
 
 #include <gmock/gmock.h>

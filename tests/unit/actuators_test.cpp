@@ -1,7 +1,7 @@
 #include "controller/actuators.h"
-
 #include "controller/state.h"
-#include "engine/state.h"
+#include "state/state.h"
+
 #include "tests/fakes/simulated_machine.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 // How the tracker counts a burst, and the steps after a workload change, down.
 #include "controller/average_power_tracker.h"
-
 #include "controller/state.h"
+#include "state/state.h"
 
 #include <gtest/gtest.h>
 

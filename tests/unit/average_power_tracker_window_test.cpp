@@ -1,7 +1,7 @@
 // What the tracker takes as steady power, and how it averages it.
 #include "controller/average_power_tracker.h"
-
 #include "controller/state.h"
+#include "state/state.h"
 
 #include <gtest/gtest.h>
 

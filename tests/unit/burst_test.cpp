@@ -1,5 +1,6 @@
 // Starting a process-start burst, and the Max Perf Reset of the three branches.
 #include "controller/burst.h"
+#include "state/state.h"
 
 #include "tests/fakes/simulated_machine.h"
 

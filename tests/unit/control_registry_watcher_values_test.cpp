@@ -1,3 +1,4 @@
+#include "state/state.h"
 #include "tests/fakes/control_watch.h"
 
 namespace kelvane::tests {

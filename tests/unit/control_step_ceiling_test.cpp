@@ -1,5 +1,6 @@
 // PIDx 7 and PIDx 3: the power ceiling, and the reset on a workload change.
 #include "controller/control_step.h"
+#include "state/state.h"
 
 #include "tests/fakes/simulated_machine.h"
 

@@ -1,5 +1,6 @@
 // The first phases of a control step: inputs, measurement, statistics.
 #include "controller/control_step.h"
+#include "state/state.h"
 
 #include "simulator/platform.h"
 #include "tests/fakes/simulated_machine.h"

@@ -1,7 +1,7 @@
 // A whole control step: its phases in their order, and the one branch that ends it.
 #include "controller/control_step.h"
+#include "state/state.h"
 
-#include "engine/state.h"
 #include "simulator/platform.h"
 #include "tests/fakes/simulated_machine.h"
 

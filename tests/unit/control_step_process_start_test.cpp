@@ -1,7 +1,7 @@
 // PIDx- 0 PIC: what becomes of a process start before the branches.
 #include "controller/control_step.h"
+#include "state/state.h"
 
-#include "engine/state.h"
 #include "tests/fakes/simulated_machine.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 // The status lines, the mode change, and what is cleared before the branches.
 #include "controller/control_step.h"
+#include "state/state.h"
 
-#include "engine/state.h"
 #include "tests/fakes/simulated_machine.h"
 
 #include <gmock/gmock.h>

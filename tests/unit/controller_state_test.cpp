@@ -1,6 +1,7 @@
 // What the controller starts with, and the constants it works by.
 #include "controller/loop_state.h"
 #include "controller/state.h"
+#include "state/state.h"
 
 #include <gtest/gtest.h>
 
@@ -97,41 +98,6 @@ TEST(ControllerState, EachRunOfTheLoopStartsItsLocalsAfresh)
         { "restorePending", loop.restorePending, 0 },
         { "delayedRestore", loop.delayedRestore, 0 },
         { "probeSleep", loop.probeSleep, 200 },
-    });
-}
-
-TEST(ControllerState, ConstantsHaveTheirValues)
-{
-    expectEach({
-        { "first PL1 at start", startPL1Mw, 37000 },
-        { "second PL1 at start", defaultPL1Mw, 17000 },
-        { "PL1 of the quiet slider band", quietPL1Mw, 10500 },
-        { "default preference", defaultPreference, 1200 },
-        { "full performance", fullPreference, 10000 },
-        { "preference in place of a negative one", negativePreference, 2000 },
-        { "power reads after connecting", initialPowerReads, 5 },
-        { "connect attempts", maxConnectAttempts, 1 },
-        { "probe samples", probeSamples, 10 },
-        { "probe samples in Active Idle", probeSamplesIdle, 2 },
-        { "probe sleep", probeSleepMs, 300 },
-        { "probe sleep after waking", probeSleepMsAfterWake, 200 },
-        { "probe power cap", pkgPowerMwMax, 50000 },
-        { "clip bit", clipBit, 1024 },
-        { "Active Idle pause", idlePauseMs, 5000 },
-        { "further pause of the first Active Idle", firstIdlePauseMs, 2000 },
-        { "pause on a clip with a process start", clipPauseMs, 2000 },
-        { "Active Idle exit step", idleExitStep, 500 },
-        { "least range limit", leastRangeRepeats, 5 },
-        { "Active Idle entry, mains", idleEntryMw.mains, 1100 },
-        { "Active Idle entry, battery", idleEntryMw.battery, 1300 },
-        { "Active Idle entry, step before, mains", idleEntryPrevMw.mains, 1500 },
-        { "Active Idle entry, step before, battery", idleEntryPrevMw.battery, 1700 },
-        { "PID ON test, mains", pidOnTestMw.mains, 1600 },
-        { "PID ON test, battery", pidOnTestMw.battery, 1800 },
-        { "ceiling below PL1, mains", ceilingBelowPL1Mw.mains, 2000 },
-        { "ceiling below PL1, battery", ceilingBelowPL1Mw.battery, 1000 },
-        { "full performance on a clip, mains", clipFullMw.mains, 6500 },
-        { "full performance on a clip, battery", clipFullMw.battery, 7500 },
     });
 }
 

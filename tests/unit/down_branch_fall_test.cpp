@@ -1,5 +1,6 @@
 // PIDx- 1: how far the ceiling comes down with power.
 #include "controller/branches.h"
+#include "state/state.h"
 
 #include "tests/fakes/simulated_machine.h"
 

@@ -1,5 +1,6 @@
 // PIDx- 1: what keeps or raises the ceiling after the fall, the write, and the process-start burst.
 #include "controller/branches.h"
+#include "state/state.h"
 
 #include "tests/fakes/simulated_machine.h"
 

@@ -1,4 +1,6 @@
 #include "diagnostics/diagnostic_log.h"
+#include "engine/state.h"
+#include "state/state.h"
 #include "tests/fakes/engine_run.h"
 
 #include <algorithm>

@@ -1,4 +1,6 @@
+
 #include "engine/state.h"
+#include "state/state.h"
 
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+#include "engine/state.h"
+#include "state/state.h"
 #include "tests/fakes/engine_run.h"
 
 #include <thread>

@@ -1,4 +1,6 @@
+#include "engine/state.h"
 #include "simulator/recorded_log.h"
+#include "state/state.h"
 #include "tests/fakes/process_start.h"
 
 namespace kelvane::tests {

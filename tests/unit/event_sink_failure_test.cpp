@@ -1,3 +1,5 @@
+#include "engine/state.h"
+#include "state/state.h"
 #include "tests/fakes/import_swap.h"
 #include "tests/fakes/process_start.h"
 

@@ -1,5 +1,5 @@
 #include "engine/event_sink.h"
-#include "engine/state.h"
+#include "state/state.h"
 #include "tests/fakes/fake_wmi.h"
 #include "tests/fakes/simulated_machine.h"
 

@@ -1,5 +1,6 @@
 // The event callback: which payloads count, what each event changes and logs, and what it leaves alone.
 #include "framework/events.h"
+#include "state/state.h"
 
 #include "tests/fakes/diagnostic_log_inspector.h"
 #include "tests/fakes/event_inputs.h"

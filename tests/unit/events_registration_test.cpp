@@ -1,7 +1,7 @@
 // Registering and unregistering the six events: order, arguments, log lines, and each of the six failing.
 #include "framework/events.h"
+#include "state/state.h"
 
-#include "controller/state.h"
 #include "tests/fakes/loaded_core.h"
 #include "tests/fakes/standard_error.h"
 

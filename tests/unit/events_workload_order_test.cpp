@@ -1,7 +1,7 @@
 // The order of the workload event's stores. On Windows alone: the watch needs its traps.
 #include "framework/events.h"
+#include "state/state.h"
 
-#include "controller/state.h"
 #include "tests/fakes/store_watch.h"
 
 #include <gmock/gmock.h>

@@ -1,5 +1,6 @@
 // The workload event: its class, and when it asks the loop for a pause.
 #include "framework/events.h"
+#include "state/state.h"
 
 #include "tests/fakes/event_inputs.h"
 

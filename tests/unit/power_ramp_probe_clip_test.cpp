@@ -1,8 +1,8 @@
 // What the probe makes of the clip reasons.
 #include "controller/power_ramp_probe.h"
-
 #include "controller/state.h"
-#include "engine/state.h"
+#include "state/state.h"
+
 #include "tests/fakes/probe_samples.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,8 @@
 // When the probe raises the ceiling within a step, how far, and when it takes that back.
 #include "controller/power_ramp_probe.h"
-
 #include "controller/state.h"
+#include "state/state.h"
+
 #include "tests/fakes/probe_samples.h"
 
 #include <gmock/gmock.h>

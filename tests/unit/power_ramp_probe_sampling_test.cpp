@@ -1,7 +1,8 @@
 // What the probe reads, when, and what it makes of the power.
 #include "controller/power_ramp_probe.h"
-
 #include "controller/state.h"
+#include "state/state.h"
+
 #include "tests/fakes/probe_samples.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 // The six primitives: the descriptors as the core sees them, results, and g_orqStatus before, during and after.
 #include "framework/primitives.h"
+#include "state/state.h"
 
-#include "controller/state.h"
 #include "tests/fakes/loaded_core.h"
 
 #include <gmock/gmock.h>

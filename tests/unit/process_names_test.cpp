@@ -1,6 +1,6 @@
 #include "engine/process_names.h"
-
 #include "engine/state.h"
+#include "state/state.h"
 
 #include <gmock/gmock.h>
 

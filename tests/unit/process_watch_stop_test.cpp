@@ -1,7 +1,7 @@
-#include "engine/process_watch_stop.h"
+#include "controller/process_watch_stop.h"
+#include "state/state.h"
 
 #include "controller/control_step.h"
-#include "engine/state.h"
 #include "simulator/recorded_log.h"
 #include "tests/fakes/import_swap.h"
 #include "tests/fakes/simulated_machine.h"
@@ -308,8 +308,8 @@ TEST_F(StopProcessWatch, HoldsTheStopLockWhileItReleasesAndNoLonger)
     const auto isFree = [] {
         bool taken = false;
         std::thread([&] {
-            taken = g_loopStopLock.try_lock();
-            if (taken) g_loopStopLock.unlock();
+            taken = g_loopStopLock().try_lock();
+            if (taken) g_loopStopLock().unlock();
         }).join();
         return taken;
     };
@@ -328,7 +328,7 @@ TEST_F(StopProcessWatch, AnnouncesItselfBeforeItWaitsForTheStopLock)
 {
     std::atomic<int> lines = 0;
     simulator::recordLog([&](int, const std::string&) { lines += 1; });
-    g_loopStopLock.lock();
+    g_loopStopLock().lock();
 
     std::thread stopping([] { stopProcessWatch(0); });
     for (int waited = 0; lines == 0 && waited < 5000; ++waited) {
@@ -336,7 +336,7 @@ TEST_F(StopProcessWatch, AnnouncesItselfBeforeItWaitsForTheStopLock)
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     const int linesWhileLocked = lines;
-    g_loopStopLock.unlock();
+    g_loopStopLock().unlock();
     stopping.join();
 
     EXPECT_EQ(linesWhileLocked, 1);

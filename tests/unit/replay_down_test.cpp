@@ -1,4 +1,3 @@
-#include "controller/state.h"
 #include "tests/fakes/replay_rows.h"
 #include "tests/fakes/simulated_machine.h"
 #include "tests/fakes/trace_rows.h"

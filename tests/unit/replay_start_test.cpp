@@ -1,4 +1,4 @@
-#include "controller/state.h"
+#include "state/state.h"
 #include "tests/fakes/replay_rows.h"
 #include "tests/fakes/simulated_machine.h"
 #include "tests/fakes/trace_rows.h"

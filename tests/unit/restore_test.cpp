@@ -1,5 +1,6 @@
 // Perf Restore: when it comes, when it waits, and how far it goes.
 #include "controller/restore.h"
+#include "state/state.h"
 
 #include "tests/fakes/simulated_machine.h"
 

@@ -1,7 +1,7 @@
 #include "controller/actuators.h"
 #include "controller/state.h"
-#include "engine/state.h"
 #include "simulator/platform.h"
+#include "state/state.h"
 #include "tests/fakes/scripted_loop.h"
 #include "tests/fakes/trace_rows.h"
 

@@ -1,5 +1,5 @@
 #include "controller/state.h"
-#include "engine/state.h"
+#include "state/state.h"
 #include "tests/fakes/scripted_loop.h"
 #include "tests/fakes/trace_rows.h"
 

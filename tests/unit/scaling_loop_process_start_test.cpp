@@ -1,6 +1,6 @@
 #include "controller/actuators.h"
 #include "controller/state.h"
-#include "engine/state.h"
+#include "state/state.h"
 #include "tests/fakes/scripted_loop.h"
 #include "tests/fakes/trace_rows.h"
 

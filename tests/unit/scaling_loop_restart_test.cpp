@@ -1,7 +1,7 @@
 #include "controller/scaling_loop.h"
-
 #include "controller/state.h"
-#include "engine/state.h"
+#include "state/state.h"
+
 #include "framework/session.h"
 #include "tests/fakes/scripted_loop.h"
 #include "tests/fakes/trace_rows.h"

@@ -1,7 +1,7 @@
 #include "controller/scaling_loop.h"
-
 #include "controller/state.h"
-#include "engine/state.h"
+#include "state/state.h"
+
 #include "framework/session.h"
 #include "tests/fakes/scripted_loop.h"
 #include "tests/fakes/trace_rows.h"
@@ -82,8 +82,8 @@ TEST_F(ScalingLoopStop, OfScalingLeavesTheStateOfAnEndedRun)
     EXPECT_EQ(0, g_serviceStopping);
     EXPECT_EQ(1200, appliedPrefMax);
     EXPECT_EQ(1, g_sessionOpen);
-    EXPECT_TRUE(g_loopStopLock.try_lock());
-    g_loopStopLock.unlock();
+    EXPECT_TRUE(g_loopStopLock().try_lock());
+    g_loopStopLock().unlock();
 }
 
 TEST_F(ScalingLoopStop, OfScalingWritesTheDefaultPreferenceWhenAnotherIsInForce)
@@ -127,8 +127,8 @@ TEST_F(ScalingLoopStop, OfScalingHoldsTheStopLockWhileItRuns)
     const auto look = [&] {
         bool free = false;
         std::thread([&] {
-            free = g_loopStopLock.try_lock();
-            if (free) g_loopStopLock.unlock();
+            free = g_loopStopLock().try_lock();
+            if (free) g_loopStopLock().unlock();
         }).join();
         seen.push_back(std::string(free ? "free" : "held") + " done " + std::to_string(g_stopDone) + " session " +
                        (g_sessionHandle == noSession ? "none" : "open"));
@@ -156,7 +156,7 @@ TEST_F(ScalingLoopStop, OfTheServiceBeforeTheStopPathGetsTheLockIsForgotten)
     loop.at(2000, [&] {
         stopScaling();
         holder = std::thread([&] {
-            const std::lock_guard hold(g_loopStopLock);
+            const std::lock_guard hold(g_loopStopLock());
             locked = true;
             const auto end = std::chrono::steady_clock::now() + 10s;
             while (g_stopDone != 0 && std::chrono::steady_clock::now() < end) std::this_thread::yield();

@@ -1,5 +1,5 @@
-#include "engine/state.h"
 #include "service/service_host.h"
+#include "state/state.h"
 #include "tests/fakes/call_list.h"
 #include "tests/fakes/fake_reports.h"
 #include "tests/fakes/fake_service_manager.h"

@@ -1,4 +1,5 @@
 #include "simulator/recorded_log.h"
+#include "state/state.h"
 #include "tests/fakes/standby_event.h"
 
 namespace kelvane::tests {

@@ -1,3 +1,4 @@
+#include "state/state.h"
 #include "tests/fakes/standby_event.h"
 #include "tests/fakes/watched_buffer.h"
 

@@ -1,4 +1,5 @@
 #include "controller/tiers.h"
+#include "state/state.h"
 
 #include "controller/control_step.h"
 #include "tests/fakes/simulated_machine.h"

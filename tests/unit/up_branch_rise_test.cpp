@@ -1,5 +1,6 @@
 // PIDx- 2: how far the ceiling goes up with power.
 #include "controller/branches.h"
+#include "state/state.h"
 
 #include "tests/fakes/simulated_machine.h"
 

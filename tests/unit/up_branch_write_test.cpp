@@ -1,5 +1,6 @@
 // PIDx- 2: the write with its Max Perf Reset, and the process-start burst with its pauses.
 #include "controller/branches.h"
+#include "state/state.h"
 
 #include "tests/fakes/simulated_machine.h"
 

@@ -1,6 +1,7 @@
-#include "controller/workload.h"
-
 #include "controller/state.h"
+#include "controller/workload.h"
+#include "state/state.h"
+
 #include "tests/fakes/simulated_machine.h"
 
 #include <gmock/gmock.h>
