@@ -130,6 +130,16 @@ def test_every_source_is_formatted():
     assert check.stderr == "" and check.returncode == 0
 
 
+def test_scripts_holds_commands_alone():
+    assert [str(path) for path in FILES if folder_of(path) == "scripts" and path.suffix != ".sh"] == []
+
+
+def test_no_python_file_changes_where_modules_are_looked_for():
+    found = [str(path.relative_to(ROOT)) for path in FILES if path.suffix == ".py"
+             and re.search(r"sys\.path", path.read_text())]
+    assert found == []
+
+
 def test_scripts_pass_shellcheck():
     scripts = [str(path) for path in FILES if path.suffix == ".sh"] + [str(ROOT / ".ci/run")]
     check = subprocess.run(["shellcheck", *scripts], cwd=ROOT, capture_output=True, text=True)

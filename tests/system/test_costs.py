@@ -4,22 +4,18 @@ import math
 import os
 import pathlib
 import re
-import sys
 
 import pytest
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+from tools.bench import __main__ as bench
+from tools.bench import callgrind, native
+from tools.bench.native import Cost
+from tools.bench.table import Row
+
 NATIVE = pathlib.Path(os.environ["KELVANE_BUILD"]).parent / "native-bench"
 
-sys.path.insert(0, str(ROOT / "scripts"))
-import bench  # noqa: E402
-import bench_native  # noqa: E402
-import callgrind  # noqa: E402
-from bench_native import Cost  # noqa: E402
-from bench_table import Row  # noqa: E402
-
 LIMITS = {  # instructions, allocations
-    **{step: Cost(40000, 15) for step in bench_native.STEPS},
+    **{step: Cost(40000, 15) for step in native.STEPS},
     "sample": Cost(4000, 0),  # a tenth of a step's
     "dropped-message": Cost(100, 0),
     "listed-start": Cost(5000, math.inf),
@@ -34,7 +30,7 @@ def is_within(cost, limit):
 
 @pytest.mark.parametrize("thing", LIMITS)
 def test_a_thing_takes_no_more_than_its_limit(thing):
-    taken = bench_native.cost(NATIVE, thing)
+    taken = native.cost(NATIVE, thing)
 
     assert is_within(taken, LIMITS[thing]), taken
     assert taken.instructions > 10
@@ -42,7 +38,7 @@ def test_a_thing_takes_no_more_than_its_limit(thing):
 
 def test_what_is_done_on_purpose_is_counted():
     """A thousand rounds of a loop and seven allocations, a hundred times."""
-    taken = bench_native.cost(NATIVE, "known-work")
+    taken = native.cost(NATIVE, "known-work")
 
     assert taken.allocations == 7
     assert 3000 <= taken.instructions <= 10000
@@ -55,14 +51,14 @@ def test_more_than_the_limit_is_not_within_it(taken):
 
 
 def test_a_day_leaves_the_heap_as_its_first_hour_did():
-    first, last = bench_native.heap_over_day(NATIVE)
+    first, last = native.heap_over_day(NATIVE)
 
     assert first == last > 0
 
 
 def test_an_unknown_thing_is_refused():
     with pytest.raises(RuntimeError, match="usage: native-bench"):
-        bench_native.cost(NATIVE, "no-such-thing")
+        native.cost(NATIVE, "no-such-thing")
 
 
 def test_calls_in_others_names_are_left_out_once(tmp_path):
