@@ -2,9 +2,9 @@
 
 from report_page import DOWN, log, primitive, write_trace
 
+from tools.trace.replay import Replay
 from tools.trace.rows import read_trace
 from tools.trace.series import series, thinned
-from tools.trace.summarize import Replay
 
 
 def series_of(path, rows):

@@ -1,7 +1,6 @@
 """bench.sh [--native]: the table of costs, printed and kept in docs/cost.md."""
 
 import argparse
-import pathlib
 import subprocess
 import sys
 

@@ -12,15 +12,16 @@ import pathlib
 import string
 import sys
 
+from tools.shared.durations import duration
+from tools.shared.exit_codes import MALFORMED, NOT_WRITABLE
 from tools.trace import comparison
-from tools.trace.summarize import Replay, duration, totals
-from tools.trace.rows import MalformedTrace, read_trace
 from tools.trace.messages import LANES
+from tools.trace.replay import Replay
+from tools.trace.rows import MalformedTrace, read_trace
 from tools.trace.series import series
+from tools.trace.totals import totals
 
 PARTS = pathlib.Path(__file__).resolve().parent
-MALFORMED = 3
-NOT_WRITABLE = 4
 TILES = ("time", "power", "ceiling", "full share", "bursts", "clips")
 # From which mean power of a step in W which ceiling is aimed at, before the workload and a battery change it.
 TIERS = [(0, 1200), (1.6, 1800), (2.2, 2500), (3, 3000), (4, 3600), (5, 4200), (6, 4800), (10.5, 5400)]

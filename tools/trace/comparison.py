@@ -3,7 +3,8 @@
 import itertools
 from typing import NamedTuple
 
-from tools.trace.summarize import duration
+from tools.shared.durations import MINUTE_MS, duration
+from tools.shared.framework import is_write
 from tools.trace.rows import Row
 
 
@@ -21,7 +22,7 @@ class Difference(NamedTuple):
 
 
 def clock(ms):
-    minutes, ms = divmod(ms, 60000)
+    minutes, ms = divmod(ms, MINUTE_MS)
     return f"{minutes}:{ms // 1000:02}.{ms % 1000:03}"
 
 
@@ -39,7 +40,7 @@ def first_difference(first, second):
 
 
 def writes(rows):
-    return [row for row in rows if row.kind == "primitive" and row.name.startswith("SET_")]
+    return [row for row in rows if row.kind == "primitive" and is_write(row.name)]
 
 
 def ceiling_difference(first, second):

@@ -8,10 +8,18 @@ import functools
 import re
 from typing import NamedTuple
 
+from tools.shared.service_texts import LOOP_STARTS, LOOP_STOPS, PROCESS_WATCHER_STOPPED, TORN_DOWN
+
+# Levels of the log, as they stand in a row.
+DECISION_LEVEL = "2"  # the running service's log holds no message of this level
+WARNING_LEVEL = "3"
+ERROR_LEVEL = "4"
+
 # Titles by which messages are found.
 STEP_TIER = "The step's power and tier"
 IDLE_STEP = "Active Idle"
 AFTER_BURST = "Restore after a burst"
+PL1_WRITTEN = "PL1 is written; the message tells the controller's own value"
 
 # Kinds that are no lane of the timeline. A decision is about the ceiling or PL1 and is shown with the curves.
 DECISION = "decision"
@@ -50,7 +58,7 @@ RUN, START, BURST, RESTORE, CLIP, HOLD, IDLE, SLIDER, WORKLOAD, STANDBY, FAILURE
 
 MESSAGES = {
     # --- the loop's start and end
-    "KV scaling is started : ": Meaning(RUN, "Scaling starts"),
+    LOOP_STARTS: Meaning(RUN, "Scaling starts"),
     " KV Start MS/CS is initializing the ORQ, Scaling is stopped ":
         Meaning(FAILURE, "The framework does not initialise"),
     "pkg power data is : {pkgPower}": Meaning(DETAIL, "First power reading"),
@@ -58,7 +66,7 @@ MESSAGES = {
     "workload classification is success : ": Meaning(DETAIL, "Events are registered"),
     "OrqCore workload classification SessionExecute failed": Meaning(FAILURE, "Events are not registered"),
     " ** Default Init Pref =={prefMax}": Meaning(DECISION, "Default ceiling"),
-    "Stop is called from the registry ": Meaning(RUN, "Scaling is switched off"),
+    LOOP_STOPS: Meaning(RUN, "Scaling is switched off"),
     "KV Windows service is stopped ": Meaning(RUN, "The loop ends with the service"),
     # --- a control step, in its order
     "workload classification is failed : {workload}": Meaning(FAILURE, "The workload has no class"),
@@ -114,7 +122,7 @@ MESSAGES = {
         Meaning(DECISION, "No change"),
     # --- limits
     " **** Current CPU PL1 == : {cpuPL1}":
-        Meaning(DECISION, "PL1 is written; the message tells the controller's own value"),
+        Meaning(DECISION, PL1_WRITTEN),
     "PL1 level reset : {limit}": Meaning(RUN, "The limits are given back"),
     "OrqCore CpuPowerLimit1 SessionExecute failed": Meaning(FAILURE, "PL1 is refused"),
     "OrqCore setPerfmax SessionExecute failed : first 2 times expeted in MS/startup":
@@ -132,7 +140,7 @@ MESSAGES = {
     "Disconnected": Meaning(FAILURE, "The framework has gone"),
     # --- the watchers
     " Starting pName = {name*}PID{id}": Meaning(START, "A program starts", announces=True),
-    "processid Stop Service is Called": Meaning(DETAIL, "The process watcher is stopped"),
+    PROCESS_WATCHER_STOPPED: Meaning(DETAIL, "The process watcher is stopped"),
     "CancelAsyncCall call skipped with NULL pointer check ={rest*}": Meaning(DETAIL, "There was no process watcher"),
     "Failed to get Name:{code*}": Meaning(FAILURE, "A start without a name"),
     "Failed to get TargetInstance in apObjArray[i]:{code*}": Meaning(FAILURE, "A start without an object"),
@@ -153,7 +161,7 @@ MESSAGES = {
     "processidCapture started": Meaning(DETAIL, "The process watcher starts"),
     "Connected to ROOT\\CIMV2 WMI namespace": Meaning(DETAIL, "Connected to WMI"),
     "KV Windows Service is stopped": Meaning(DETAIL, "The engine ends"),
-    "Kiostot registry: Stop KV completed": Meaning(DETAIL, "The engine is torn down"),
+    TORN_DOWN: Meaning(DETAIL, "The engine is torn down"),
     "Start function Exception occurre ": Meaning(FAILURE, "The engine failed"),
     "Catch...start function Exception occurre ": Meaning(FAILURE, "The engine failed"),
     "Failed to initialize COM library. Error code = 0x{code*}": Meaning(FAILURE, "No process watcher"),
@@ -171,8 +179,6 @@ MESSAGES = {
     "The query is not valid{query*}": Meaning(FAILURE, "No standby watcher"),
     "EvtSubscribe failed with{error*}": Meaning(FAILURE, "No standby watcher"),
 }
-
-ERROR_LEVEL = "4"
 
 
 def _compiled(pattern):

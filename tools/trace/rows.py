@@ -5,6 +5,8 @@ import re
 import sys
 from typing import NamedTuple
 
+from tools.shared.framework import is_write
+
 COLUMNS = ["time_ms", "kind", "name", "value", "status"]
 UNSIGNED = re.compile(r"[0-9]{1,15}")
 MAYBE_UNSIGNED = re.compile(r"[0-9]{0,15}")
@@ -87,6 +89,6 @@ def _fault(fields, earlier_ms):
     for column, form, text in zip(COLUMNS[2:], FORMS[kind], rest):
         if not form.fullmatch(text):
             return f'"{text}" is no {column} of a {kind} row'
-    if kind == "primitive" and rest[0].startswith("SET_") and not rest[1]:
+    if kind == "primitive" and is_write(rest[0]) and not rest[1]:
         return f"{rest[0]} without a value"
     return None

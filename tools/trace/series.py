@@ -7,15 +7,14 @@ thinned out.
 
 import itertools
 
-from tools.trace.summarize import CLIP_BIT
-from tools.trace.messages import (CLIP, DECISION, DETAIL, FAILURE, IDLE, IDLE_STEP, LANES, STEP_TIER, WORKLOAD, understand)
+from tools.shared.framework import CLIP_BIT, GET_CLIP_REASONS, GET_WORKLOAD, SET_CEILING, SET_PL1
+from tools.trace.messages import (CLIP, DECISION, DECISION_LEVEL, DETAIL, FAILURE, IDLE, IDLE_STEP, LANES, PL1_WRITTEN,
+                                  STEP_TIER, WORKLOAD, understand)
 
 CURVE_POINTS = 20000  # several times what the widest screen shows
 DECISIONS = 20000
-CEILING = "SET_PERF_PREFERENCE_MAX"
-PL1 = "SET_RAPL_POWER_LIMIT_1"
 # What ends an instant, within which writes and messages explain each other.
-BETWEEN_INSTANTS = ("GET_SOC_WORKLOAD", "GET_IA_CLIP_REASONS")
+BETWEEN_INSTANTS = (GET_WORKLOAD, GET_CLIP_REASONS)
 PROCESSOR_SCALE = {"demand_core_ms": 1e-3, "served_core_ms": 1e-2, "clock_permille": 0.1, "power_mw": 1e-3,
                    "average_mw": 1e-3}  # to core seconds, cores, percent, W, W
 
@@ -64,7 +63,7 @@ class Timeline:
         self.refusals = {}  # name: the mark of a refusal that lasts
         self.clipped = self.idle = None  # marks that last
         self.instant = []
-        self.reads_workload = not any(row.kind == "log" and row.name == "2" for row in rows)
+        self.reads_workload = not any(row.kind == "log" and row.name == DECISION_LEVEL for row in rows)
         for row in rows:
             self._take(row)
         self._end_instant()
@@ -84,11 +83,11 @@ class Timeline:
                 self._primitive(row)
 
     def _primitive(self, row):
-        if row.name == "GET_IA_CLIP_REASONS":
+        if row.name == GET_CLIP_REASONS:
             self._clip(row.time_ms, int(row.value or 0))
-        elif row.name == "GET_SOC_WORKLOAD" and self.reads_workload and row.value:
-            self._workload_is(row.time_ms, row.value, f"GET_SOC_WORKLOAD delivered {row.value}")
-        elif row.name in (CEILING, PL1):
+        elif row.name == GET_WORKLOAD and self.reads_workload and row.value:
+            self._workload_is(row.time_ms, row.value, f"{GET_WORKLOAD} delivered {row.value}")
+        elif row.name in (SET_CEILING, SET_PL1):
             self.instant.append((row, None, None))
 
     def _answer(self, row):
@@ -164,7 +163,7 @@ class Timeline:
                 told.add(self._write(index, row))
         for index, (row, meaning, _) in enumerate(self.instant):
             if meaning and index not in told and (meaning.kind == DECISION or meaning.title == IDLE_STEP):
-                if not row.value.startswith(" **** Current CPU PL1"):
+                if meaning.title != PL1_WRITTEN:
                     self.decisions.append((row.time_ms, self.ceiling, meaning.title, row.value, False))
         self.instant = []
 
@@ -175,7 +174,7 @@ class Timeline:
             self.instant[explained][1].title, self.instant[explained][0].value)
         if row.status != "0":
             title = f"Refused with status {row.status}: {title}"
-        if row.name == PL1:
+        if row.name == SET_PL1:
             self.limits.append((row.time_ms, int(row.value) / 1000, title, text))
             return explained
         if row.status == "0":
@@ -194,9 +193,9 @@ class Timeline:
         return None
 
     def _without_message(self, row):
-        if row.name == CEILING and self.clip_reasons & CLIP_BIT:
+        if row.name == SET_CEILING and self.clip_reasons & CLIP_BIT:
             return "The sample is clipped: full performance at once", f"clip reasons {self.clip_reasons:#x}"
-        if row.name == CEILING and self.idle:
+        if row.name == SET_CEILING and self.idle:
             return "Power is back in Active Idle: the tier's target at once", ""
         return "The trace holds no message for this write", ""
 
