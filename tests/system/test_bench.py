@@ -122,10 +122,10 @@ def test_a_time_is_shown_with_its_two_parts_as_medians():
                                                           ("stop: the rest", 20)]
 
 
-@pytest.mark.parametrize("arguments, told", [((), "usage: tools.bench.service BUILD"), (("a", "b"), "usage"),
+@pytest.mark.parametrize("arguments, told", [((), "usage: tools.bench.service_alone BUILD"), (("a", "b"), "usage"),
                                              (("/nowhere",), "there is no kelvane.exe in /nowhere")])
 def test_wrong_usage_is_told(arguments, told):
-    run = run_tool("bench.service", *arguments)
+    run = run_tool("bench.service_alone", *arguments)
 
     assert run.returncode == 1
     assert run.stderr.startswith(told)

@@ -7,10 +7,10 @@ import re
 
 import pytest
 
-from tools.bench import __main__ as bench
 from tools.bench import callgrind, native
 from tools.bench.native import Cost
-from tools.bench.table import Row
+from tools.bench.table import Row, table
+from tools.shared.kept_page import keep
 
 NATIVE = pathlib.Path(os.environ["KELVANE_BUILD"]).parent / "native-bench"
 
@@ -75,7 +75,7 @@ def test_calls_in_others_names_are_left_out_once(tmp_path):
 def test_the_table_has_counts_and_ratios_before_times():
     rows = [Row("time", 12.345, "ms"), Row("steps", 15000, "instructions", 7500, "15,000"), Row("heap", 0, "bytes")]
 
-    assert bench.table(rows) == (
+    assert table(rows) == (
         "| measure |  value | unit         | smallest | ratio | target |\n"
         "|---------|-------:|--------------|---------:|------:|--------|\n"
         "| steps   | 15,000 | instructions |    7,500 |  2.00 | 15,000 |\n"
@@ -83,12 +83,11 @@ def test_the_table_has_counts_and_ratios_before_times():
         "| time    |   12.3 | ms           |          |       |        |\n")
 
 
-def test_the_page_keeps_what_stands_around_the_table(tmp_path, monkeypatch):
+def test_the_page_keeps_what_stands_around_the_table(tmp_path):
     page = tmp_path / "cost.md"
-    page.write_text(f"before\n{bench.BEGIN}old\n{bench.END}behind\n")
-    monkeypatch.setattr(bench, "PAGE", page)
+    page.write_text("before\n<!-- begin -->\nold\n<!-- end -->\nbehind\n")
 
-    bench.keep("new\n")
-    bench.keep("newer\n")
+    keep(page, "<!-- begin -->\n", "<!-- end -->\n", "new\n")
+    keep(page, "<!-- begin -->\n", "<!-- end -->\n", "newer\n")
 
-    assert page.read_text() == f"before\n{bench.BEGIN}newer\n{bench.END}behind\n"
+    assert page.read_text() == "before\n<!-- begin -->\nnewer\n<!-- end -->\nbehind\n"

@@ -110,10 +110,10 @@ def test_handles_of_the_service_can_be_counted(kelvane):
     kelvane.install_tool("handle_count.exe")
     kelvane.start()
     kelvane.wait_for_service_data("Capability key is present")
-    before = int(kelvane.run(r"C:\kv\handle_count.exe", "kelvane.exe"))
+    before = kelvane.handles()
 
     for value in (1, 3, 4):
         kelvane.write_control(value)
 
-    kelvane.wait_for(lambda: int(kelvane.run(r"C:\kv\handle_count.exe", "kelvane.exe")) == before + 3, STEP_S,
+    kelvane.wait_for(lambda: kelvane.handles() == before + 3, STEP_S,
                      "three handles more")

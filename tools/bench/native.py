@@ -14,8 +14,8 @@ from dataclasses import dataclass
 
 from tools.bench import callgrind
 from tools.bench.table import Row
-from tools.shared.project import ROOT
-from tools.soak import year
+from tools.shared import laptop_days
+from tools.shared.project import WINE_RUN
 
 DRIVER = "tests/bench/native-bench"
 TIMEOUT_S = 60
@@ -96,9 +96,9 @@ def replay_rows(build):
     folder = build / "bench"
     folder.mkdir(parents=True, exist_ok=True)
     scenario, trace, zeros = folder / "days.csv", folder / "trace.csv", folder / "zeros"
-    year.write_scenario(scenario, REPLAY_DAYS, random.Random(1))
+    laptop_days.write_scenario(scenario, REPLAY_DAYS, random.Random(1))
     programs = {"on Linux": [build / "native-bench/kelvane-replay"],
-                "under Wine": [ROOT / "cmake/wine-run.sh", build / "release/kelvane-replay.exe"]}
+                "under Wine": [WINE_RUN, build / "release/kelvane-replay.exe"]}
     try:
         for place, program in programs.items():
             took_s = fastest_s([*program, scenario, trace], trace)

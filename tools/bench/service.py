@@ -1,4 +1,4 @@
-"""tools.bench.service BUILD: what the installed service takes under Wine; five minutes.
+"""What the installed service takes under Wine; five minutes.
 
 Beside it, at the same time, run two services that are as small as can be: one keeps the same pauses and does nothing
 else, the other also makes the same calls into the framework's core (simulator/smallest_service.cpp). The stand-ins live
@@ -6,32 +6,31 @@ in the service's process, on threads that bear their names, which are left out; 
 second small service has done on its own.
 """
 
-import pathlib
 import shutil
 import statistics
-import sys
 import threading
 import time
 from dataclasses import dataclass
 
 from tools.bench.table import Row
+from tools.shared.durations import HOUR_MS, MINUTE_MS
 from tools.shared.process_figures import Memory, memory_of, taken_between, thread_ids_of, threads_of
-from tools.wine.service import SERVICE, ServiceUnderWine
+from tools.shared.scenario import HEAD
+from tools.shared.service_texts import CAPABILITY_CHECKED, PROCESS_WATCHER_STOPPED, TORN_DOWN
 from tools.trace.rows import read_trace
-from tools.wine.prefix import exit_on_signals
+from tools.wine.service import (EXECUTABLE, HANDLE_COUNT, SCALING_ENDS_S, SCALING_STARTS_S, SERVICE, ServiceUnderWine,
+                                in_home)
 
 STAND_INS = ("orqcore", "wevtapi", "wmi")
 LOOP = "loop"
 PAUSES, CALLS = "pauses", "calls"  # the two small services
 SETTLES_S = 2
-STARTS_S = ENDS_S = 40  # at most, on a machine with other work
 FIRST_IDLE_PAUSES_S = 9  # the first entry pauses for seven seconds, and the next probe follows
 LIVES = 5
 PHASE_S = 0.6  # five of them spread over the worker's poll
 POLL_MS = 3000
-CHECKED = "Capability key is present"
-REPLAY_MS = 3600000
-REPLAY_SETTLES_MS = 60000
+REPLAY_MS = HOUR_MS
+REPLAY_SETTLES_MS = MINUTE_MS
 
 
 @dataclass(frozen=True)
@@ -86,33 +85,33 @@ class Bench(ServiceUnderWine):
     """The service, and the small ones that it is weighed against."""
 
     def install_gauges(self):
-        for tool in ("handle_count.exe", "service_times.exe"):
+        for tool in (HANDLE_COUNT, "service_times.exe"):
             self.install_tool(tool)
         for name in (PAUSES, CALLS):
             self.install_tool("smallest_service.exe", to=f"{name}.exe")
         self.calls_folder = self.home / "calls"
         self.calls_folder.mkdir()
-        shutil.copy(self.build / "standins/orqcore.dll", self.calls_folder)
+        shutil.copy(self.stand_ins / "orqcore.dll", self.calls_folder)
         for state in {state.pauses for state in STATES}:
-            for name, core in ((PAUSES, ""), (CALLS, r"C:\kv\calls\orqcore.dll")):
-                self.control_manager("create", f"{name} {state}", "binPath=", rf"C:\kv\{name}.exe {state} {core}")
+            for name, core in ((PAUSES, ""), (CALLS, in_home(r"calls\orqcore.dll"))):
+                self.control_manager("create", f"{name} {state}", "binPath=", f"{in_home(name)}.exe {state} {core}")
 
     def times(self, request, name):
         """When a start or stop was asked for and when it was done, in ms since 1970."""
-        asked, done = self.run(r"C:\kv\service_times.exe", request, name).split()
+        asked, done = self.run(in_home("service_times.exe"), request, name).split()
         return float(asked), float(done)
 
     def bring_to(self, state):
         self.set_input("power_mw", state.power_mw)
         if state is SCALING:
             self.write_control(2)
-            self.wait_for(self.writes, STARTS_S, "the first write")
+            self.wait_for(self.writes, SCALING_STARTS_S, "the first write")
         elif state is ACTIVE_IDLE:
-            self.wait_for_message("processid Stop Service is Called", ENDS_S)
+            self.wait_for_message(PROCESS_WATCHER_STOPPED, SCALING_ENDS_S)
             time.sleep(FIRST_IDLE_PAUSES_S)
         elif state is SCALING_OFF:
             self.write_control(0)
-            self.wait_for_message("Kiostot registry: Stop KV completed", ENDS_S)
+            self.wait_for_message(TORN_DOWN, SCALING_ENDS_S)
         time.sleep(SETTLES_S)
 
     def measure(self, state):
@@ -133,20 +132,17 @@ class Bench(ServiceUnderWine):
         time.sleep(seconds)
         after, lasted = {name: threads_of(pid) for name, pid in pids.items()}, time.monotonic() - began
         self._expect_alive(pids)
-        return {name: figures(before[name], after[name], lasted, memory_of(pids[name]), self._handles(program))
+        return {name: figures(before[name], after[name], lasted, memory_of(pids[name]), self.handles(program))
                 for name, program in programs.items()}
 
-    def _await_process(self, program="kelvane.exe"):
-        self.wait_for(lambda: self.process_id(program), STARTS_S, f"a process of {program}")
+    def _await_process(self, program=EXECUTABLE):
+        self.wait_for(lambda: self.process_id(program), SCALING_STARTS_S, f"a process of {program}")
         return self.process_id(program)
 
     def _expect_alive(self, pids):
         ended = [name for name, pid in pids.items() if not thread_ids_of(pid)]
         if ended:
             raise AssertionError(f"{', '.join(ended)} ended while it was measured\n{self.report()}")
-
-    def _handles(self, program):
-        return int(self.run(r"C:\kv\handle_count.exe", program))
 
     # --- times ----------------------------------------------------------------------------------------------------------
 
@@ -157,19 +153,20 @@ class Bench(ServiceUnderWine):
         time.sleep(SETTLES_S + phase_s)
         with Onlooker(pid) as onlooker:
             stop_asked, stopped = self.times("stop", SERVICE)
-        self.wait_for(lambda: not self.process_id(), ENDS_S, "the end of the service's process")
+        self.wait_for(lambda: not self.process_id(), SCALING_ENDS_S, "the end of the service's process")
         return running - asked, stopped - stop_asked, stopped - onlooker.first_end_ms
 
     def live_and_scale(self, phase_s):
         """(value 2 to the first write, of that behind the pauses before the engine starts), in ms."""
-        checks = self.service_data().count(CHECKED)
+        checks = self.service_data().count(CAPABILITY_CHECKED)
         self.start()
-        self.wait_for(lambda: self.service_data().count(CHECKED) > checks, STARTS_S, "the capability check")
+        self.wait_for(lambda: self.service_data().count(CAPABILITY_CHECKED) > checks, SCALING_STARTS_S,
+                      "the capability check")
         time.sleep(SETTLES_S + phase_s)
         with Onlooker(self.process_id()) as onlooker:
             self.write_control(2)
             asked = now_ms()
-            self.wait_for(self.writes, STARTS_S, "the first write", every=0.001)
+            self.wait_for(self.writes, SCALING_STARTS_S, "the first write", every=0.001)
             written = now_ms()
         self.stop()
         self.write_control(0)
@@ -242,9 +239,9 @@ def state_rows(state, found):
 def pause_row(bench, state):
     """The loop's pauses, counted in virtual time, and the worker's polls."""
     scenario, trace = bench.home / "bench.csv", bench.home / "bench-trace.csv"
-    scenario.write_text(f"time_ms,input,value\n0,power_mw,{state.power_mw}\n{REPLAY_MS},stop,service\n",
+    scenario.write_text(f"{HEAD}0,power_mw,{state.power_mw}\n{REPLAY_MS},stop,service\n",
                         encoding="ascii")
-    bench.run(str(bench.build / "kelvane-replay.exe"), r"C:\kv\bench.csv", r"C:\kv\bench-trace.csv")
+    bench.run(str(bench.build / "kelvane-replay.exe"), in_home("bench.csv"), in_home("bench-trace.csv"))
     return Row(f"{state.name}: pauses of loop and worker", pauses_per_s(read_trace(trace)) + 1000 / POLL_MS, "wake-ups/s",
                target=f"<= {state.pauses_max}")
 
@@ -278,7 +275,7 @@ def parted_rows(measure, times, own):
 
 def rows(build):
     """The table's lines; build: of the release preset."""
-    size = Row("kelvane.exe", (build / "kelvane.exe").stat().st_size / 1e6, "MB", target="< 1.3 MB")
+    size = Row(EXECUTABLE, (build / EXECUTABLE).stat().st_size / 1e6, "MB", target="< 1.3 MB")
     with Bench(build / "bench", build) as bench:
         bench.install_gauges()
         bench.start()
@@ -289,19 +286,3 @@ def rows(build):
                 *(pause_row(bench, state) for state in looped),
                 *(row for state in STATES for row in state_rows(state, found[state])),
                 size, *time_rows(bench)]
-
-
-def main():
-    if len(sys.argv) != 2:
-        sys.exit("usage: tools.bench.service BUILD")
-    build = pathlib.Path(sys.argv[1])
-    if not (build / "kelvane.exe").is_file():
-        sys.exit(f"there is no kelvane.exe in {build}")
-    for row in rows(build):
-        beside = "" if row.beside is None else f"{row.beside:10.2f}"
-        print(f"{row.measure:70}{row.value:10.2f} {row.unit:11}{beside:>10}  {row.target}")
-
-
-if __name__ == "__main__":
-    exit_on_signals()
-    main()

@@ -10,6 +10,7 @@ import pathlib
 import subprocess
 import sys
 
+from tools.shared.exit_codes import WRONG_USAGE
 from tools.shared.project import ROOT
 
 FOLDERS = ("controller", "diagnostics", "engine", "framework", "service")
@@ -110,7 +111,7 @@ def not_compiled(files):
 def main():
     if len(sys.argv) != 2 or not pathlib.Path(sys.argv[1]).is_dir():
         print("usage: tools.checks.coverage BUILD", file=sys.stderr)
-        return 2
+        return WRONG_USAGE
     files = measure(sys.argv[1])
     show(files)
     found = {**unreached(files), **not_compiled(files)}

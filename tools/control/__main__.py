@@ -15,11 +15,13 @@ import subprocess
 import sys
 
 from tools.control import workloads
+from tools.shared.durations import HOUR_MS
+from tools.shared.kept_page import keep
 from tools.shared.program_end import describe_end
-from tools.shared.project import ROOT
+from tools.shared.project import BUILD, ROOT, WINE_RUN
 
-OUT = ROOT / "build" / "compare"
-PROGRAM = ROOT / "build" / "release" / "kelvane-policy.exe"
+OUT = BUILD / "compare"
+PROGRAM = BUILD / "release/kelvane-policy.exe"
 PLOT = pathlib.Path(__file__).with_name("scatter.gp")
 SEEDS = (1, 2, 3, 4, 5)
 YARDSTICK = "always-10000"
@@ -70,7 +72,7 @@ def read_run(folder):
 def run_policy(policy, scenario, folder):
     """Runs one hour in a folder of its own, which is taken away again."""
     folder.mkdir()
-    command = [ROOT / "cmake/wine-run.sh", PROGRAM, policy, scenario, folder]
+    command = [WINE_RUN, PROGRAM, policy, scenario, folder]
     done = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
                           timeout=RUN_TIMEOUT_S, check=False)
     if done.returncode != 0:
@@ -152,7 +154,7 @@ def measures(runs, yardsticks):
         "held": statistics.median(held) / 1000 if held else None,
         "held share": len(held) / len(launches) if launches else None,
         "full idle": total["full_with_nothing_to_do_ms"] / total["time_ms"],
-        "writes": total["ceiling_writes"] / (total["time_ms"] / workloads.HOUR_MS),
+        "writes": total["ceiling_writes"] / (total["time_ms"] / HOUR_MS),
         "above PL1": total["above_pl1_ms"] / total["time_ms"],
     }
 
@@ -218,13 +220,10 @@ def draw(table, picture):
     return True
 
 
-def keep():
+def keep_in_documents():
     """Puts table and hashes into the documents."""
-    page = ROOT / "docs/control.md"
-    before, _, rest = page.read_text(encoding="ascii").partition("<!-- table -->\n")
-    after = rest.partition("<!-- end of table -->")[2]
-    table = (OUT / "table.md").read_text(encoding="ascii")
-    page.write_text(f"{before}<!-- table -->\n{table}<!-- end of table -->{after}", encoding="ascii")
+    keep(ROOT / "docs/control.md", "<!-- table -->\n", "<!-- end of table -->",
+         (OUT / "table.md").read_text(encoding="ascii"))
     shutil.copy(OUT / "hashes.txt", ROOT / "docs/control-hashes.txt")
     picture = (OUT / "scatter.svg").read_text(encoding="utf-8")
     (ROOT / "docs/control.svg").write_text(re.sub(r"[ \t]+$", "", picture, flags=re.M), encoding="utf-8")
@@ -253,7 +252,7 @@ def main():
     print(hashes_text(runs))
     print(f"table, hashes {'and picture ' if drawn else ''}lie in build/compare/")
     if arguments.keep:
-        keep()
+        keep_in_documents()
 
 
 if __name__ == "__main__":

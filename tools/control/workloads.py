@@ -7,7 +7,9 @@ the comparison shows is the order of policies, which does not hang on them.
 import csv
 import random
 
-HOUR_MS = 3600_000
+from tools.shared.durations import HOUR_MS
+from tools.shared.scenario import HEAD
+
 PROGRAMS = ("browser.exe", "mail.exe", "editor.exe", "viewer.exe", "chat.exe", "terminal.exe")
 
 
@@ -122,5 +124,5 @@ def derived(recording, seed, preset):
 
 
 def text_of(rows, seed, preset, end_ms):
-    head = f"time_ms,input,value\n0,processor,{preset}\n0,seed,{seed}\n"
+    head = f"{HEAD}0,processor,{preset}\n0,seed,{seed}\n"
     return head + "".join(f"{time},job,{job}\n" for time, job in rows) + f"{end_ms},stop,service\n"

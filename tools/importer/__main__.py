@@ -11,9 +11,11 @@ import sys
 from tools.importer import hwinfo, powerstat, turbostat
 from tools.importer.log import Report, numbered_lines
 from tools.importer.scenario import write_scenario
+from tools.shared.durations import duration
+from tools.shared.exit_codes import MALFORMED, NOT_WRITABLE, WRONG_USAGE
 
 FORMATS = (hwinfo, turbostat, powerstat)
-IMPORTED, WRONG_USAGE, NOTHING_UNDERSTOOD, NOT_WRITTEN = 0, 2, 3, 4
+IMPORTED = 0
 
 
 def main(arguments):
@@ -24,12 +26,12 @@ def main(arguments):
     report = Report(arguments[0], messages)
     if sys.stdout is None:
         report.say("standard output: it is closed")
-        return NOT_WRITTEN
+        return NOT_WRITABLE
     try:
         file = open(arguments[0], encoding="utf-8-sig", errors="replace")
     except OSError as error:
         report.tell(1, f"the log cannot be read: {error.strerror}")
-        return NOTHING_UNDERSTOOD
+        return MALFORMED
     with file:
         if is_output(file):
             report.say(f"{arguments[0]}: the scenario would overwrite its log")
@@ -46,16 +48,16 @@ def import_log(file, report, out):
     form, lines = recognise(numbered_lines(file, report))
     if form is None:
         report.tell(1, "neither a " + " nor a ".join(form.NAME for form in FORMATS))
-        return NOTHING_UNDERSTOOD
+        return MALFORMED
     try:
         totals = write_scenario(form.samples(lines, report), lambda: origin(form, report), report, out)
     except OSError as error:
         report.say(f"standard output: {error.strerror}")
         os.dup2(os.open(os.devnull, os.O_WRONLY), out.fileno())  # for what is left in its buffer
-        return NOT_WRITTEN
+        return NOT_WRITABLE
     if not totals.samples:
         report.tell(1, f"this {form.NAME} holds no sample")
-        return NOTHING_UNDERSTOOD
+        return MALFORMED
     sum_up(form, report, totals)
     return IMPORTED
 
@@ -78,10 +80,6 @@ def origin(form, report):
             plain(f"power_mw from {report.facts['power from']}; clip_reasons from {report.facts['clipping from']}"))
 
 
-def seconds(milliseconds):
-    return f"{milliseconds // 60000} min {milliseconds % 60000 / 1000:.3f} s"
-
-
 def share(part_ms, totals):
     return "not in the log" if part_ms is None else f"{100 * part_ms / totals.duration_ms:.1f}% of the time"
 
@@ -91,7 +89,7 @@ def sum_up(form, report, totals):
     facts = {
         "format": form.NAME,
         "samples": totals.samples,
-        "duration": seconds(totals.duration_ms) + (f", a sample every {steps} s" if steps else ""),
+        "duration": duration(totals.duration_ms, digits=3) + (f", a sample every {steps} s" if steps else ""),
         "mean power": f"{totals.energy_uj / totals.duration_ms / 1000:.3f} W",
         "peak power": f"{totals.peak_mw / 1000:.3f} W",
         "clipped": share(totals.clipped_ms, totals),

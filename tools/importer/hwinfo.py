@@ -10,8 +10,8 @@ import functools
 import re
 import typing
 
-from tools.importer.log import (DAY_MS, NO_COLUMN, Sample, Timeline, Unusable, quoted, to_clock_ms, to_number,
-                                to_power_mw)
+from tools.importer.log import NO_COLUMN, Sample, Timeline, Unusable, quoted, to_clock_ms, to_number, to_power_mw
+from tools.shared.durations import DAY_MS
 
 NAME = "HWiNFO64 CSV log"
 HEAD = re.compile(r'^"?Date"?([,;])"?Time"?(?:\1|$)')

@@ -5,11 +5,12 @@ import json
 import re
 import typing
 
+from tools.shared.durations import DAY_MS
+
 LINE_LENGTH_MAX = 1 << 18  # characters; a log with a thousand sensors has lines of some 60,000
 NUMBER_MAX = 1e15
 POWER_W_MAX = 2000  # no processor takes more
-STEP_MS_MAX = 7 * 24 * 3600 * 1000  # a longer leap is a clock that was set, not a pause of the recorder
-DAY_MS = 24 * 3600 * 1000
+STEP_MS_MAX = 7 * DAY_MS  # a longer leap is a clock that was set, not a pause of the recorder
 NO_COLUMN = "no column of the log"
 NUMBER = re.compile(r"[+-]?[0-9]+(?:[.,][0-9]+)?")
 CLOCK = re.compile(r"([0-9]{1,2}):([0-9]{1,2}):([0-9]{1,2})(?:[.,]([0-9]{1,6}))?")

@@ -2,7 +2,8 @@
 
 import re
 
-from tools.importer.log import DAY_MS, NO_COLUMN, Sample, Timeline, Unusable, quoted, to_clock_ms, to_power_mw
+from tools.importer.log import NO_COLUMN, Sample, Timeline, Unusable, quoted, to_clock_ms, to_power_mw
+from tools.shared.durations import DAY_MS
 
 NAME = "powerstat log"
 HEAD = re.compile(r"^\s*Time\s.*\sWatts(?:\s|$)|^Running for [0-9.]+ seconds")

@@ -3,8 +3,10 @@
 import itertools
 
 from tools.importer.log import Sample
+from tools.shared.framework import CLIP_BIT
+from tools.shared.scenario import HEAD
 
-CLIPPED = "0x400"
+CLIPPED = f"{CLIP_BIT:#x}"
 INTERVAL_MS = 1000  # of a log with a single moment that does not tell
 
 
@@ -40,7 +42,7 @@ def write_scenario(samples, comments, report, out):
     sample, told = None, {}
     for following in moments(samples, totals):
         if sample is None:
-            out.write("time_ms,input,value\n")
+            out.write(HEAD)
             out.writelines(f"# {comment}\n" for comment in comments())
         else:
             step_ms = following.time_ms - sample.time_ms

@@ -10,8 +10,11 @@ import sys
 import time
 
 from tools.live.log_rows import merged
+from tools.shared import framework
+from tools.shared.program_end import exit_on_signals
+from tools.shared.scenario import HEAD
+from tools.shared.service_texts import TORN_DOWN
 from tools.wine.service import ServiceUnderWine
-from tools.wine.prefix import exit_on_signals
 
 START_WORK_MS = 4000  # of a program that starts, on two cores
 
@@ -25,11 +28,7 @@ def scenario():
             (54000, "ac_line,1")]
     rows += [(time_ms, "job,page:900:2") for time_ms in range(1500, 90000, 5500)]
     rows += [(time_ms, "job,key:20:1") for time_ms in range(0, 90000, 230)]
-    return "time_ms,input,value\n" + "".join(f"{time_ms},{row}\n" for time_ms, row in sorted(rows))
-
-
-FULL_PERFORMANCE = 10000
-CLIP_BIT = 0x400
+    return HEAD + "".join(f"{time_ms},{row}\n" for time_ms, row in sorted(rows))
 
 
 class Steps:
@@ -62,25 +61,25 @@ class Steps:
 
     def _take(self, row):
         name, value = row["name"], row["value"]
-        if name in ("GET_SOC_WORKLOAD", "SESSION_DISCONNECT"):
+        if name in (framework.GET_WORKLOAD, framework.DISCONNECT):
             if self.stepping:
                 self._print_step(int(row["time_ms"]))
-            self.stepping = name == "GET_SOC_WORKLOAD"
+            self.stepping = name == framework.GET_WORKLOAD
             self._begin_step()
-        if name == "SESSION_CONNECT":
+        if name == framework.CONNECT:
             self.scaling = True
-        elif name == "SESSION_DISCONNECT":
+        elif name == framework.DISCONNECT:
             self.scaling = False
             say("scaling is off: the limits were restored, the session is closed")
-        elif name == "GET_RAPL_POWER" and value:
+        elif name == framework.GET_POWER and value:
             self.power_mw.append(int(value))
-        elif name == "GET_IA_CLIP_REASONS" and value:
-            self.clips += bool(int(value) & CLIP_BIT)
-        elif name == "SET_PERF_PREFERENCE_MAX":
+        elif name == framework.GET_CLIP_REASONS and value:
+            self.clips += bool(int(value) & framework.CLIP_BIT)
+        elif name == framework.SET_CEILING:
             self.ceiling = int(value)
-            if self.ceiling == FULL_PERFORMANCE:
-                print(f"{seconds(row):7.1f} s   ceiling 10000")
-        elif name == "SET_RAPL_POWER_LIMIT_1":
+            if self.ceiling == framework.FULL_PERFORMANCE:
+                print(f"{seconds(row):7.1f} s   ceiling {self.ceiling}")
+        elif name == framework.SET_PL1:
             self.pl1_mw = int(value)
             print(f"{seconds(row):7.1f} s   PL1 {self.pl1_mw / 1000:g} W")
 
@@ -146,7 +145,7 @@ def act(service):
     watch(steps, 8)
     switch(service, 0)
     watch_until(steps, lambda: not steps.scaling, 20, "the end of scaling")
-    watch_until(steps, lambda: "Kiostot registry: Stop KV completed" in service.messages(), 10, "the tear-down")
+    watch_until(steps, lambda: TORN_DOWN in service.messages(), 10, "the tear-down")
     switch(service, 2)
     watch_until(steps, lambda: steps.scaling, 20, "scaling")
     watch(steps, 9)
@@ -161,7 +160,7 @@ def act(service):
 
 def keep(service, out):
     """Copies what the service left behind to OUT, the log's messages also into the trace, and tells where it lies."""
-    trace = (service.core_folder / "trace.csv").read_text(encoding="utf-8")
+    trace = service.trace_file.read_text(encoding="utf-8")
     log = service.diagnostic_log_file().read_text(encoding="utf-8", errors="replace")
     (out / "service.trace.csv").write_text(merged(trace, log), encoding="utf-8")
     files = {"diagnostic log": (service.diagnostic_log_file(), "service.log"),

@@ -18,14 +18,18 @@ import io
 import re
 import time
 
+from tools.shared.framework import DESTROY, INIT
+from tools.shared.service_texts import LOOP_STARTS, LOOP_STOPS
+from tools.trace.messages import DEBUG_LEVEL, ERROR_LEVEL, UNKNOWN_LEVEL, WARNING_LEVEL
+
 ENTRY = re.compile(r"\[(\w{3} \w{3} [ \d]\d \d\d:\d\d:\d\d \d{4})\n\]\[(\w+)\] (.*?)\n(?=\[\w{3} \w{3} |\Z)", re.DOTALL)
-LEVELS = {"DEBUG": 0, "WARNING": 3, "ERROR": 4}
-ANCHORS = {"KV scaling is started : ": "INIT", "Stop is called from the registry ": "SESSION_DESTROY"}
+LEVELS = {"DEBUG": DEBUG_LEVEL, "WARNING": WARNING_LEVEL, "ERROR": ERROR_LEVEL}
+ANCHORS = {LOOP_STARTS: INIT, LOOP_STOPS: DESTROY}
 
 
 def entries_of(log):
     """(second, level, text) of each message."""
-    return [(calendar.timegm(time.strptime(stamp)), LEVELS.get(word, 1), text.rstrip("\n"))
+    return [(calendar.timegm(time.strptime(stamp)), LEVELS.get(word, UNKNOWN_LEVEL), text.rstrip("\n"))
             for stamp, word, text in ENTRY.findall(log.replace("\r\n", "\n"))]
 
 

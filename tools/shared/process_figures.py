@@ -19,8 +19,17 @@ class Thread:
 
 def parse_thread(name, schedstat, status):
     """From the texts of comm, schedstat and status; time in ticks, as in stat, is far too coarse here."""
-    return Thread(name.strip(), int(schedstat.split()[0]),
-                  int(re.search(r"^voluntary_ctxt_switches:\s+(\d+)", status, re.M)[1]))
+    return Thread(name.strip(), int(schedstat.split()[0]), status_number(status, "voluntary_ctxt_switches"))
+
+
+def status_of(pid):
+    return pathlib.Path(f"/proc/{pid}/status").read_text(encoding="ascii", errors="replace")
+
+
+def status_number(status, name):
+    """A number of a text of status, or None."""
+    found = re.search(rf"^{name}:\s+(\d+)", status, re.M)
+    return int(found[1]) if found else None
 
 
 def threads_of(pid):

@@ -1,6 +1,10 @@
-"""How a program ended, in words: a crash, or an interruption, is never one of the program's own codes."""
+"""How programs end: ours by way of their with blocks when a signal comes, and how another one ended, in words.
+
+A crash, or an interruption, is never one of the program's own codes.
+"""
 
 import signal
+import sys
 
 SIGNAL_BASE = 128  # a shell's code for an end by signal N is 128 + N
 
@@ -12,3 +16,9 @@ def describe_end(code):
     if code == SIGNAL_BASE + signal.SIGINT:
         return "was interrupted"
     return f"crashed ({code})" if code > SIGNAL_BASE else f"ended with {code}"
+
+
+def exit_on_signals():
+    """Makes the signals that end a program end it by way of each with block, so that nothing is left running."""
+    for ending in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(ending, lambda number, _frame: sys.exit(SIGNAL_BASE + number))

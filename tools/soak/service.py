@@ -13,26 +13,26 @@ import statistics
 import sys
 import time
 
+from tools.shared import framework
+from tools.shared.process_figures import status_number, status_of
+from tools.shared.program_end import exit_on_signals
 from tools.shared.random_seed import random_seed
-from tools.wine.service import ServiceUnderWine, TimedOut
-from tools.wine.prefix import exit_on_signals
+from tools.shared.service_texts import CAPABILITY_CHECKED, TORN_DOWN
+from tools.wine.service import HANDLE_COUNT, SCALING_ENDS_S, SCALING_STARTS_S, ServiceUnderWine, TimedOut
 
 LIVES = 3
 WORK_S = 15
 STORM_STARTS_PER_S = 200
-SCALING_STARTS_S = 40  # two polls and a delay, on a machine with other work
-SCALING_ENDS_S = 40
 WARM_UP_CYCLES = 1  # buffers of the C library and of Wine are made in the first one
 CYCLES_MIN = WARM_UP_CYCLES + 2  # the first and the last of the rest are compared
-TORN_DOWN = "Kiostot registry: Stop KV completed"
 STOPPED_CLEANLY = {"STATE": 1, "WIN32_EXIT_CODE": 0, "CHECKPOINT": 3}
 
 # What a measure may grow by between the beginning of a life and its end, beside what is deliberate.
 GROWTH_MAX = {"private_kib": 768, "resident_kib": 1536, "descriptors": 2, "threads": 1, "handles": 4}
 # Handles that are kept by design: one for each change of the control key.
 HANDLES_PER_CHANGE = 1
-SETTERS = ("SET_PERF_PREFERENCE_MAX", "SET_PERF_PREFERENCE_MIN", "SET_RAPL_POWER_LIMIT_1")
-REFUSALS = ("SESSION_CONNECT", "REGISTER_EVENT/44", "GET_SOC_WORKLOAD", "GET_RAPL_POWER", *SETTERS)
+REFUSALS = (framework.CONNECT, "REGISTER_EVENT/44", framework.GET_WORKLOAD, framework.GET_POWER, framework.SET_CEILING,
+            framework.SET_FLOOR, framework.SET_PL1)
 
 
 class Failed(Exception):
@@ -85,10 +85,11 @@ class Life:
         service.clear_inputs()
         service.start()
         self.pid = service.process_id()
-        self.trace = Counter(lambda: service.core_folder / "trace.csv",
-                             {"starts": ",call,INIT,", "ends": ",call,SESSION_DESTROY,", "steps": ",GET_SOC_WORKLOAD,"})
+        self.trace = Counter(lambda: service.trace_file, {
+            "starts": f",call,{framework.INIT},", "ends": f",call,{framework.DESTROY},",
+            "steps": f",{framework.GET_WORKLOAD},"})
         self.log = Counter(service.diagnostic_log_file, {"torn down": TORN_DOWN})
-        service.wait_for(lambda: self._told("Capability key is present"), SCALING_STARTS_S, "the capability check")
+        service.wait_for(lambda: self._told(CAPABILITY_CHECKED), SCALING_STARTS_S, "the capability check")
         self.write_control(0)
 
     def _told(self, message):
@@ -105,7 +106,7 @@ class Life:
         starts, torn_down = self.trace["starts"], self.log["torn down"]
         refused = self.draw.random() < 0.15
         self.service.clear_inputs()
-        self.service.set_input("status", f"INIT={1000 if refused else 0}")
+        self.service.set_input("status", f"{framework.INIT}={1000 if refused else 0}")
         self.write_control(2)
         self._wait(lambda: self.trace["starts"] > starts, SCALING_STARTS_S, "scaling")
         if not refused:
@@ -137,7 +138,7 @@ class Life:
         return draw.choice((
             lambda: ("power_mw", draw.choice((700, 1500, 3000, 5500, 9000, 16000, draw.randrange(60000)))),
             lambda: ("power_mw", draw.randrange(20000)),
-            lambda: ("clip_reasons", draw.choice((0, 0, 0x400))),
+            lambda: ("clip_reasons", draw.choice((0, 0, framework.CLIP_BIT))),
             lambda: ("ac_line", draw.choice((0, 1, 255, "fail"))),
             lambda: ("event", f"106:{draw.randrange(120)}"),
             lambda: ("event", f"183:{draw.randrange(6)}"),
@@ -147,7 +148,7 @@ class Life:
 
     def _calm(self):
         """Heals what was broken."""
-        for operation in ("INIT", *REFUSALS):
+        for operation in (framework.INIT, *REFUSALS):
             self.service.set_input("status", f"{operation}=0")
         self.service.set_input("clip_reasons", 0)
 
@@ -186,13 +187,12 @@ class Life:
         self.service.wait_for(came, timeout, what)
 
     def sample(self):
-        status = pathlib.Path(f"/proc/{self.pid}/status").read_text(encoding="ascii")
-        def number(name):
-            return int(re.search(rf"^{name}:\s+(\d+)", status, re.M)[1])
-        self.samples.append({"private_kib": number("RssAnon"), "resident_kib": number("VmRSS"),
+        status = status_of(self.pid)
+        self.samples.append({"private_kib": status_number(status, "RssAnon"),
+                             "resident_kib": status_number(status, "VmRSS"),
                              "descriptors": len(list(pathlib.Path(f"/proc/{self.pid}/fd").iterdir())),
-                             "threads": number("Threads"),
-                             "handles": int(self.service.run(r"C:\kv\handle_count.exe", "kelvane.exe")),
+                             "threads": status_number(status, "Threads"),
+                             "handles": self.service.handles(),
                              "changes": self.control_changes})
 
     def growth(self):
@@ -247,7 +247,7 @@ def main():
     totals = {"seed": random_seed(), "lives": 0, "runs of scaling": 0, "refused starts": 0,
               "standbys": 0, "control steps": 0, "inputs": 0, "seconds of storm": 0}
     with ServiceUnderWine(out / "service", build) as service:
-        service.install_tool("handle_count.exe")
+        service.install_tool(HANDLE_COUNT)
         try:
             lives = soak(service, minutes, totals)
         except TimedOut as failure:  # tells what the service reports, too

@@ -1,60 +1,27 @@
 """tools.soak.year DAYS OUT COMMAND...: days of a laptop through the scaling loop in virtual time, watched for growth.
 
-Draws the scenario day by day - a night with little to do, a day of work with programs, slider, power source and classes
-of workload - replays it in one run with the trace thrown away, and prints what it took. COMMAND is the replay program.
+Draws the scenario (tools/shared/laptop_days.py), replays it in one run with the trace thrown away, and prints what it
+took. COMMAND is the replay program.
 """
 
 import pathlib
 import random
-import re
 import statistics
 import subprocess
 import sys
 import threading
 import time
 
-from tools.shared.program_end import describe_end
+from tools.shared import laptop_days
+from tools.shared.process_figures import status_number, status_of
+from tools.shared.program_end import describe_end, exit_on_signals
 from tools.shared.random_seed import random_seed
-from tools.wine.prefix import exit_on_signals
 
-MINUTE_MS = 60 * 1000
-HOUR_MS = 60 * MINUTE_MS
-DAY_MS = 24 * HOUR_MS
-WORK_HOURS = range(7, 22)
 GROWTH_MAX_KIB = 256
 YEAR_DAYS = 365
 WARM_UP = 0.2  # share of the run in which buffers and the scenario are made
 SAMPLE_S = 0.05
 SAMPLES_MIN = 30  # in each third; a run that ends before is too short to tell
-
-
-def day(draw, start_ms):
-    """The rows of one day."""
-    for hour in range(24):
-        lines = 12 if hour in WORK_HOURS else 2
-        for time_ms in sorted(draw.randrange(HOUR_MS) for _ in range(lines)):
-            name, value = at_work(draw) if hour in WORK_HOURS else ("power_mw", draw.randrange(500, 2000))
-            yield start_ms + hour * HOUR_MS + time_ms, name, value
-
-
-def at_work(draw):
-    return draw.choice((
-        lambda: ("power_mw", draw.choice((700, 1500, 2500, 4500, 5500, 8000, 16000))),
-        lambda: ("power_mw", draw.randrange(20000)),
-        lambda: ("clip_reasons", draw.choice((0, 0, 0, 0x400))),
-        lambda: ("ac_line", draw.randrange(2)),
-        lambda: ("event", f"106:{draw.randrange(101)}"),
-        lambda: ("event", f"183:{draw.randrange(5)}"),
-        lambda: ("process_start", f"{draw.choice(('editor.exe', 'svchost.exe', 'OneDrive.exe'))}:{draw.randrange(4, 99999)}"),
-    ))()
-
-
-def write_scenario(path, days, draw):
-    with open(path, "w", encoding="ascii") as file:
-        file.write("time_ms,input,value\n")
-        for number in range(days):
-            file.writelines(f"{time_ms},{name},{value}\n" for time_ms, name, value in day(draw, number * DAY_MS))
-        file.write(f"{days * DAY_MS},stop,scaling\n")
 
 
 class Memory(threading.Thread):
@@ -74,11 +41,9 @@ class Memory(threading.Thread):
 
     def _size(self):
         try:
-            text = pathlib.Path(f"/proc/{self._process.pid}/status").read_text(encoding="ascii")
+            return status_number(status_of(self._process.pid), "RssAnon")
         except OSError:
             return None
-        found = re.search(r"^RssAnon:\s+(\d+)", text, re.M)
-        return int(found[1]) if found else None
 
     def growth_kib(self):
         """Between the medians of the first and the last third, warm-up left out; None for a run too short to tell."""
@@ -96,7 +61,7 @@ def main():
     out.mkdir(parents=True, exist_ok=True)
     seed = random_seed()
     scenario = out / "year.csv"
-    write_scenario(scenario, days, random.Random(seed))
+    laptop_days.write_scenario(scenario, days, random.Random(seed))
     began = time.monotonic()
     with subprocess.Popen([*command, str(scenario), "/dev/null"], stdin=subprocess.DEVNULL) as process:
         memory = Memory(process)

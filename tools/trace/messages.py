@@ -11,6 +11,8 @@ from typing import NamedTuple
 from tools.shared.service_texts import LOOP_STARTS, LOOP_STOPS, PROCESS_WATCHER_STOPPED, TORN_DOWN
 
 # Levels of the log, as they stand in a row.
+DEBUG_LEVEL = "0"
+UNKNOWN_LEVEL = "1"
 DECISION_LEVEL = "2"  # the running service's log holds no message of this level
 WARNING_LEVEL = "3"
 ERROR_LEVEL = "4"

@@ -11,7 +11,6 @@ import pathlib
 import shutil
 import signal
 import subprocess
-import sys
 import time
 
 WINE = "/usr/lib/wine/wine64"
@@ -25,12 +24,6 @@ def wine_environment(prefix):
     environment.update(WINEPREFIX=str(prefix), WINEDEBUG="-all,err+eventlog", WINEDLLOVERRIDES="mscoree=;mshtml=",
                        LC_ALL="C.UTF-8")
     return environment
-
-
-def exit_on_signals():
-    """Makes the signals that end a program end it by way of each with block, so that nothing is left running."""
-    for ending in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-        signal.signal(ending, lambda number, _frame: sys.exit(128 + number))
 
 
 def processes_of(prefix):

@@ -31,10 +31,15 @@ import signal
 import subprocess
 import time
 
+from tools.shared.framework import is_write
 from tools.wine.prefix import (COMMAND_TIMEOUT_S, WINE, Program, boot_prefix, clone_prefix, end_prefix, processes_of,
                          template_prefix, wine_environment)
 
 SERVICE = "Tarvo(R) Kelvane"
+EXECUTABLE = "kelvane.exe"
+HOME = r"C:\kv"
+HANDLE_COUNT = "handle_count.exe"
+SCALING_STARTS_S = SCALING_ENDS_S = 40  # at most: two polls and a delay, on a machine with other work
 TOOLS = ("reg", "sc")
 START_TRIES = 3
 STATES = {1: "STOPPED", 2: "START_PENDING", 3: "STOP_PENDING", 4: "RUNNING"}
@@ -48,6 +53,11 @@ class TimedOut(AssertionError):
     """What was waited for did not come."""
 
 
+def in_home(name):
+    """The path of a file of C:\\kv, as programs of the prefix know it."""
+    return rf"{HOME}\{name}"
+
+
 class ServiceUnderWine:
     """One prefix with the service installed; nothing of it runs any more after close()."""
 
@@ -59,6 +69,8 @@ class ServiceUnderWine:
         self.drive = self.prefix / "drive_c"
         self.home = self.drive / "kv"  # the executable, wevtapi.dll with its steering files, wmilocator.dll
         self.core_folder = self.drive / "windows/system32/Tarvo/ORQ"  # orqcore.dll with its files
+        self.trace_file = self.core_folder / "trace.csv"
+        self.stand_ins = self.build / "standins"
         self.boot_log = self.folder / "boot.log"
         self.service_data_file = self.drive / "windows/KVServicedata.txt"
         self._programs = []
@@ -98,10 +110,10 @@ class ServiceUnderWine:
 
     def _install(self):
         """What an installation of the service provides."""
-        shutil.copy(self.build / "kelvane.exe", self.home)
-        shutil.copy(self.build / "standins/wevtapi.dll", self.home)
+        shutil.copy(self.build / EXECUTABLE, self.home)
+        shutil.copy(self.stand_ins / "wevtapi.dll", self.home)
         self.registry("add", CAPABILITY_KEY, "/v", "Capability", "/t", "REG_DWORD", "/d", "0", "/f")
-        self.control_manager("create", SERVICE, "binPath=", r"C:\kv\kelvane.exe")
+        self.control_manager("create", SERVICE, "binPath=", in_home(EXECUTABLE))
 
     def close(self):
         """Ends every process of the prefix. May be called again."""
@@ -114,8 +126,8 @@ class ServiceUnderWine:
     def _copy_files(self):
         self.core_folder.mkdir(parents=True)
         (self.home / "programs").mkdir(parents=True)
-        shutil.copy(self.build / "standins/wmilocator.dll", self.home)
-        shutil.copy(self.build / "standins/orqcore.dll", self.core_folder)
+        shutil.copy(self.stand_ins / "wmilocator.dll", self.home)
+        shutil.copy(self.stand_ins / "orqcore.dll", self.core_folder)
         for tool in TOOLS:
             self._copy_program(tool, self.home / f"steer_{tool}.exe")
         for tool in TOOLS:
@@ -129,7 +141,7 @@ class ServiceUnderWine:
     def install_tool(self, name, to=None):
         """Copies a program of the build to C:\\kv, under another name if wanted, unseen by the process watcher."""
         to = to or name
-        shutil.copy(self.build / "standins" / name, self.home / to)
+        shutil.copy(self.stand_ins / name, self.home / to)
         self._hide(to)
 
     def _copy_program(self, name, path):
@@ -144,9 +156,9 @@ class ServiceUnderWine:
         text = "Windows Registry Editor Version 5.00\r\n\r\n"
         text += section(CONTROL_KEY, '"CurrentSetting"=dword:00000000')
         text += "".join(section(key) for key in DRIVER_KEYS)
-        text += section(LOCATOR_KEY, r'@="C:\\kv\\wmilocator.dll"')
+        text += section(LOCATOR_KEY, f'@="{in_home("wmilocator.dll")}"'.replace("\\", r"\\"))
         (self.home / "install.reg").write_text(text, encoding="ascii", newline="")
-        self.registry("import", r"C:\kv\install.reg")
+        self.registry("import", in_home("install.reg"))
 
     # --- programs of the prefix -------------------------------------------------------------------------------------
 
@@ -164,17 +176,17 @@ class ServiceUnderWine:
         return text
 
     def registry(self, *arguments, check=True):
-        return self.run(r"C:\kv\steer_reg.exe", *arguments, check=check)
+        return self.run(in_home("steer_reg.exe"), *arguments, check=check)
 
     def control_manager(self, *arguments, check=True):
-        return self.run(r"C:\kv\steer_sc.exe", *arguments, check=check)
+        return self.run(in_home("steer_sc.exe"), *arguments, check=check)
 
     def start_program(self, name):
         """Starts a program that the process watcher sees under this name. It lives until end() or close()."""
         path = self.home / "programs" / name
         if not path.exists():
             self._copy_program("cmd", path)
-        self._programs.append(Program([WINE, rf"C:\kv\programs\{name}"], wine_environment(self.prefix)))
+        self._programs.append(Program([WINE, in_home(rf"programs\{name}")], wine_environment(self.prefix)))
         return self._programs[-1]
 
     # --- the service's states ---------------------------------------------------------------------------------------
@@ -190,16 +202,20 @@ class ServiceUnderWine:
     def state(self):
         return STATES.get(self.query().get("STATE"), "unknown")
 
-    def process_id(self, program="kelvane.exe"):
+    def process_id(self, program=EXECUTABLE):
         """The id of the service's process on the host, or of another program's, or None."""
         for pid, command in processes_of(self.prefix).items():
             if program in command:
                 return pid
         return None
 
+    def handles(self, program=EXECUTABLE):
+        """How many handles a program has open; install_tool(HANDLE_COUNT) comes first."""
+        return int(self.run(in_home(HANDLE_COUNT), program))
+
     def start(self, timeout=15):
         """Starts the service and waits until it runs. The trace of an earlier start is removed."""
-        (self.core_folder / "trace.csv").unlink(missing_ok=True)
+        self.trace_file.unlink(missing_ok=True)
         self.control_manager("start", SERVICE)
         self.wait_for_state("RUNNING", timeout)
         self.wait_for(lambda: self.process_id() is not None, timeout, "the service's process")
@@ -265,12 +281,12 @@ class ServiceUnderWine:
 
     def trace(self):
         """The rows of the trace so far, as dictionaries by column; only whole lines."""
-        text = _text(self.core_folder / "trace.csv")
+        text = _text(self.trace_file)
         return list(csv.DictReader(text[:text.rfind("\n") + 1].splitlines()))
 
     def writes(self):
         """Of it the writes to the processor, as (name, value)."""
-        return [(row["name"], int(row["value"])) for row in self.trace() if row["name"].startswith("SET_")]
+        return [(row["name"], int(row["value"])) for row in self.trace() if is_write(row["name"])]
 
     def told_processes(self):
         """(name, id) of each process that the process watcher was told of."""
@@ -329,7 +345,7 @@ class ServiceUnderWine:
         log = self.diagnostic_log_file()
         parts = {"control manager": self.control_manager("query", SERVICE, check=False),
                  "processes": "\n".join(f"{pid} {text}" for pid, text in processes_of(self.prefix).items()),
-                 "trace, last rows": "\n".join(_text(self.core_folder / "trace.csv").splitlines()[-40:]),
+                 "trace, last rows": "\n".join(_text(self.trace_file).splitlines()[-40:]),
                  "diagnostic log, end": _text(log)[-4000:] if log else "none",
                  "service data": _text(self.service_data_file),
                  "event log": "\n".join(self.event_texts()),
