@@ -70,6 +70,7 @@ class ServiceUnderWine:
         self.home = self.drive / "kv"  # the executable, wevtapi.dll with its steering files, wmilocator.dll
         self.core_folder = self.drive / "windows/system32/Tarvo/ORQ"  # orqcore.dll with its files
         self.trace_file = self.core_folder / "trace.csv"
+        self.inputs_file = self.core_folder / "inputs.csv"
         self.stand_ins = self.build / "standins"
         self.boot_log = self.folder / "boot.log"
         self.service_data_file = self.drive / "windows/KVServicedata.txt"
@@ -257,11 +258,11 @@ class ServiceUnderWine:
 
     def set_input(self, name, value):
         """Changes an input of the framework core at once, and for every later start."""
-        with open(self.core_folder / "inputs.csv", "a", encoding="utf-8") as file:
+        with open(self.inputs_file, "a", encoding="utf-8") as file:
             file.write(f"{name},{value}\n")
 
     def clear_inputs(self):
-        (self.core_folder / "inputs.csv").unlink(missing_ok=True)
+        self.inputs_file.unlink(missing_ok=True)
 
     def fire_standby(self, event_id):
         """506 or 507 to every subscription of the running service; returns when the entry was taken."""
@@ -272,10 +273,11 @@ class ServiceUnderWine:
 
     def fail_subscriptions(self, error):
         """Later subscriptions fail with this last error; None: they succeed again."""
+        order = self.home / "fail.txt"
         if error is None:
-            (self.home / "fail.txt").unlink(missing_ok=True)
+            order.unlink(missing_ok=True)
         else:
-            (self.home / "fail.txt").write_text(str(error), encoding="ascii")
+            order.write_text(str(error), encoding="ascii")
 
     # --- what it leaves behind --------------------------------------------------------------------------------------
 
