@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # tidy.sh: runs clang-tidy over the product and the simulator; any finding fails. Reads build/release's list of commands.
 set -eu
-# shellcheck source=common.sh
-source "$(dirname "$0")/common.sh"
+# shellcheck source=../../scripts/common.sh
+source "$(dirname "$0")/../../scripts/common.sh"
 gcc=$(dirname "$(x86_64-w64-mingw32-g++-posix -print-libgcc-file-name)")
 log=$root/build/tidy.log
 if ! run-clang-tidy -quiet -p "$root/build/release" \
