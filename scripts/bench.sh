@@ -17,4 +17,4 @@ trap stop_wine EXIT
 install_packages "${build_packages[@]}" cmake g++ ninja-build python3 valgrind
 build release
 build native-bench
-/usr/bin/python3 -B "$root/scripts/bench.py" "$@"
+run_tool bench "$@"

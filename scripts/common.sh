@@ -66,6 +66,12 @@ build() {
     fi
 }
 
+# run_tool NAME [ARGUMENT...]: the package or module of that name in tools/. No module is looked for in the current
+# folder, and nothing is written beside the sources.
+run_tool() {
+    PYTHONPATH=$root /usr/bin/python3 -P -B -m "tools.$1" "${@:2}"
+}
+
 # test_preset PRESET [CTEST ARGUMENT...]: runs its tests; one that is skipped has not passed. Those for which Wine did not
 # even start a program are run once more, when there are no other failures; without Wine nothing is.
 test_preset() {
@@ -73,7 +79,7 @@ test_preset() {
     shift
     if ! (cd "$root" && ctest --preset "$preset" --parallel 4 "$@") 2>&1 | tee "$report"; then
         [ "$preset" = debug ] || return 1
-        /usr/bin/python3 "$root/scripts/silent_failures.py" "$root/build/$preset/Testing" || return 1
+        run_tool checks.silent_failures "$root/build/$preset/Testing" || return 1
         (cd "$root" && ctest --preset "$preset" --rerun-failed) 2>&1 | tee -a "$report" || return 1
     fi
     if grep -E '\*\*\*(Skipped|Not Run)|\(Disabled\)' "$report"; then

@@ -11,4 +11,4 @@ source "$(dirname "$0")/common.sh"
 trap stop_wine EXIT
 install_packages "${build_packages[@]}" python3 gnuplot-nox
 build release kelvane-policy
-/usr/bin/python3 "$root/scripts/compare.py" "$@"
+run_tool control "$@"

@@ -7,4 +7,4 @@ set -u
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
 install_packages python3 || exit 1
-exec /usr/bin/python3 -B "$root/scripts/importer" "$@"
+run_tool importer "$@"

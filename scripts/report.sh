@@ -6,6 +6,7 @@
 set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
+sources=$root/tools/report
 home=$root/build/report
 library=$home/node_modules/echarts/dist/echarts.min.js
 
@@ -14,18 +15,18 @@ install_library() {
     mkdir -p "$home"
     exec 9>"$home/lock"
     flock 9
-    [ -f "$library" ] && cmp -s "$root/report/package-lock.json" "$home/installed" && return
+    [ -f "$library" ] && cmp -s "$sources/package-lock.json" "$home/installed" && return
     install_npm
-    cp "$root/report/package.json" "$root/report/package-lock.json" "$root/report/.npmrc" "$home"
+    cp "$sources/package.json" "$sources/package-lock.json" "$sources/.npmrc" "$home"
     if ! npm --prefix "$home" --cache "$home/cache" ci >"$home/npm.log" 2>&1; then
         cat "$home/npm.log" >&2
         return 1
     fi
-    cp "$root/report/package-lock.json" "$home/installed"
+    cp "$sources/package-lock.json" "$home/installed"
 }
 
 (install_packages python3 && install_library) || {
     echo "the plotting library cannot be installed" >&2
     exit 1
 }
-exec /usr/bin/python3 -B "$root/scripts/report.py" --folder "$root/build/run" --library "$library" "$@"
+run_tool report --folder "$root/build/run" --library "$library" "$@"

@@ -19,8 +19,8 @@ usage() {
 # show_trace TRACE NAME: the summary, the picture build/run/NAME.svg and the report build/run/NAME.html.
 show_trace() {
     local data=$out/$2.dat
-    /usr/bin/python3 "$root/scripts/summarize.py" "$1" "$data"
-    gnuplot -e "data='$data'; picture='$out/$2.svg'; name='$2'" "$root/scripts/picture.gp"
+    run_tool trace.summarize "$1" "$data"
+    gnuplot -e "data='$data'; picture='$out/$2.svg'; name='$2'" "$root/tools/trace/picture.gp"
     rm "$data"
     "$root/scripts/report.sh" -o "$out/$2.html" "$1" >/dev/null
     echo
@@ -40,7 +40,7 @@ replay() {
 live() {
     echo "--- building the service"
     build release
-    /usr/bin/python3 "$root/scripts/live.py" "$root/build/release" "$out"
+    run_tool live "$root/build/release" "$out"
     echo
     show_trace "$out/service.trace.csv" service
 }

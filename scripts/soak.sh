@@ -33,8 +33,8 @@ install_packages "${build_packages[@]}" python3
 build release
 if [ "$kind" = year ]; then
     trap stop_wine EXIT
-    /usr/bin/python3 "$root/scripts/soak_year.py" "$length" "$root/build/soak" \
+    run_tool soak.year "$length" "$root/build/soak" \
         "$root/cmake/wine-run.sh" "$root/build/release/kelvane-replay.exe"
 else
-    /usr/bin/python3 "$root/scripts/soak_service.py" "$length" "$root/build/soak" "$root/build/release"
+    run_tool soak.service "$length" "$root/build/soak" "$root/build/release"
 fi

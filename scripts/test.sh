@@ -27,7 +27,7 @@ failed=()
 for preset in native-coverage native-tsan native-asan debug; do
     test_preset "$preset" --no-tests="$without" "$@" || failed+=("$preset")
     if [ "$preset $#" = "native-coverage 0" ]; then
-        /usr/bin/python3 scripts/coverage.py build/native-coverage || failed+=("coverage")
+        run_tool checks.coverage build/native-coverage || failed+=("coverage")
     fi
 done
 [ ${#failed[@]} -eq 0 ] || {

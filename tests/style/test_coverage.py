@@ -1,14 +1,11 @@
 """What counts as a fall of coverage."""
 
-import pathlib
 import sys
 
 import pytest
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "scripts"))
-
-import coverage  # noqa: E402
+from tools.checks import coverage
+from tools.shared.project import ROOT
 
 FILE = "service/main.cpp"
 TEXTS = (ROOT / FILE).read_text(encoding="ascii").splitlines()

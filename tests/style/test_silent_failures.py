@@ -1,14 +1,10 @@
 """Which failures ctest may try again: those of programs that Wine never started."""
 
-import pathlib
 import sys
 
 import pytest
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "scripts"))
-
-import silent_failures  # noqa: E402
+from tools.checks import silent_failures
 
 PASSED = ("One.Passes", "Running main() from gmock_main.cc\n[  PASSED  ] 1 test.\n", "Passed")
 SILENT = ("Two.IsNeverStarted", "", "Failed")

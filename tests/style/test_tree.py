@@ -127,6 +127,31 @@ def test_every_source_is_formatted():
     assert check.stderr == "" and check.returncode == 0
 
 
+def test_scripts_holds_commands_alone():
+    assert [str(path) for path in FILES if folder_of(path) == "scripts" and path.suffix != ".sh"] == []
+
+
+def test_no_python_file_changes_where_modules_are_looked_for():
+    found = [str(path.relative_to(ROOT)) for path in FILES if path.suffix == ".py"
+             and re.search(r"sys\.path", path.read_text())]
+    assert found == []
+
+
+def test_tools_share_what_is_meant_to_be_shared_and_no_command():
+    tools = {".".join(path.relative_to(ROOT).with_suffix("").parts): path.read_text() for path in FILES
+             if folder_of(path) == "tools" and path.suffix == ".py"}
+    commands = {name for name, text in tools.items() if "\nif __name__ ==" in text}
+    assert len(commands) > 8
+    faults = []
+    for name, text in tools.items():
+        for package, listed in re.findall(r"^(?:from|import) (tools[\w.]*)(?: import ([^(\n]+))?", text, re.MULTILINE):
+            imported = {package, *(f"{package}.{part.strip()}" for part in listed.split(","))}
+            own = name.split(".")[:2] == package.split(".")[:2]
+            if imported & commands or not (own or package.split(".")[1] in ("shared", "trace", "wine")):
+                faults.append(f"{name} imports {package}")
+    assert faults == []
+
+
 def test_scripts_pass_shellcheck():
     scripts = [str(path) for path in FILES if path.suffix == ".sh"] + [str(ROOT / ".ci/run")]
     check = subprocess.run(["shellcheck", *scripts], cwd=ROOT, capture_output=True, text=True)

@@ -3,14 +3,12 @@
 import os
 import pathlib
 import re
-import sys
+import subprocess
 
 import pytest
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "scripts"))
-
-from service_under_wine import ServiceUnderWine  # noqa: E402
+from tools.shared.project import ROOT
+from tools.wine.service import ServiceUnderWine
 
 BUILD = pathlib.Path(os.environ.get("KELVANE_BUILD", ROOT / "build" / "debug"))
 
@@ -51,6 +49,12 @@ class Kelvane(ServiceUnderWine):
     def wait_for_restored_limits(self):
         self.wait_for(lambda: self.writes()[-3:] == LIMITS_RESTORED and self.calls("SESSION_DESTROY"), STEP_S,
                       "the restored limits")
+
+
+def run_tool(name, *arguments):
+    """A tool as the scripts start it."""
+    command = ["bash", "-c", 'source "$0" && run_tool "$@"', ROOT / "scripts/common.sh", name, *map(str, arguments)]
+    return subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=120, check=False)
 
 
 @pytest.fixture(name="kelvane")

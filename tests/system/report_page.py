@@ -13,8 +13,9 @@ from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-COLUMNS = ["time_ms", "kind", "name", "value", "status"]
+from tools.shared.project import ROOT
+from tools.trace.rows import COLUMNS
+
 SETTLE_S = 10
 CHART = "const chart = echarts.getInstanceByDom(document.getElementById('chart'));"
 

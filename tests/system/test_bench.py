@@ -1,18 +1,13 @@
 """What the measuring of the service counts, and what it leaves out; no test here depends on how long anything takes."""
 
-import subprocess
-import sys
-
 import pytest
-from conftest import BUILD, ROOT, STEP_S
+from conftest import BUILD, STEP_S, run_tool
 
-sys.path.insert(0, str(ROOT / "scripts"))
-
-import bench_service  # noqa: E402
-import process_figures  # noqa: E402
-import trace_file  # noqa: E402
-from bench_service import ACTIVE_IDLE, CALLS, PAUSES, SCALING, STATES, Figures  # noqa: E402
-from process_figures import Memory, Thread  # noqa: E402
+from tools.bench import service as bench_service
+from tools.bench.service import ACTIVE_IDLE, CALLS, PAUSES, SCALING, STATES, Figures
+from tools.shared import process_figures
+from tools.shared.process_figures import Memory, Thread
+from tools.trace.rows import Row
 
 SCALING_ROUND = ["GET_SOC_WORKLOAD"] + ["GET_IA_CLIP_REASONS", "GET_RAPL_POWER"] * 10
 IDLE_ROUND = ["GET_SOC_WORKLOAD"] + ["GET_IA_CLIP_REASONS", "GET_RAPL_POWER"] * 2
@@ -51,7 +46,7 @@ def found_in(state, **changes):
 
 
 def sleeps(*times):
-    return [trace_file.Row(2, time, "sleep", "", "300", "") for time in times]
+    return [Row(2, time, "sleep", "", "300", "") for time in times]
 
 
 def test_time_of_a_thread_is_read_in_nanoseconds():
@@ -115,7 +110,7 @@ def test_calls_are_taken_off_as_the_small_services_differ():
 
 
 def test_pauses_are_counted_behind_the_first_minute():
-    rows = sleeps(0, 200, 60000, 60300, 60600, 65600) + [trace_file.Row(2, 60100, "log", "2", "text", "")]
+    rows = sleeps(0, 200, 60000, 60300, 60600, 65600) + [Row(2, 60100, "log", "2", "text", "")]
 
     assert bench_service.pauses_per_s(rows) == 3 / 5.6
 
@@ -127,11 +122,10 @@ def test_a_time_is_shown_with_its_two_parts_as_medians():
                                                           ("stop: the rest", 20)]
 
 
-@pytest.mark.parametrize("arguments, told", [((), "usage: bench_service.py BUILD"), (("a", "b"), "usage"),
+@pytest.mark.parametrize("arguments, told", [((), "usage: tools.bench.service_alone BUILD"), (("a", "b"), "usage"),
                                              (("/nowhere",), "there is no kelvane.exe in /nowhere")])
 def test_wrong_usage_is_told(arguments, told):
-    run = subprocess.run(["/usr/bin/python3", ROOT / "scripts/bench_service.py", *arguments], capture_output=True,
-                         text=True, timeout=20, check=False)
+    run = run_tool("bench.service_alone", *arguments)
 
     assert run.returncode == 1
     assert run.stderr.startswith(told)

@@ -4,22 +4,18 @@ import math
 import os
 import pathlib
 import re
-import sys
 
 import pytest
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+from tools.bench import callgrind, native
+from tools.bench.native import Cost
+from tools.bench.table import Row, table
+from tools.shared.kept_page import keep
+
 NATIVE = pathlib.Path(os.environ["KELVANE_BUILD"]).parent / "native-bench"
 
-sys.path.insert(0, str(ROOT / "scripts"))
-import bench  # noqa: E402
-import bench_native  # noqa: E402
-import callgrind  # noqa: E402
-from bench_native import Cost  # noqa: E402
-from bench_table import Row  # noqa: E402
-
 LIMITS = {  # instructions, allocations
-    **{step: Cost(40000, 15) for step in bench_native.STEPS},
+    **{step: Cost(40000, 15) for step in native.STEPS},
     "sample": Cost(4000, 0),  # a tenth of a step's
     "dropped-message": Cost(100, 0),
     "listed-start": Cost(5000, math.inf),
@@ -34,7 +30,7 @@ def is_within(cost, limit):
 
 @pytest.mark.parametrize("thing", LIMITS)
 def test_a_thing_takes_no_more_than_its_limit(thing):
-    taken = bench_native.cost(NATIVE, thing)
+    taken = native.cost(NATIVE, thing)
 
     assert is_within(taken, LIMITS[thing]), taken
     assert taken.instructions > 10
@@ -42,7 +38,7 @@ def test_a_thing_takes_no_more_than_its_limit(thing):
 
 def test_what_is_done_on_purpose_is_counted():
     """A thousand rounds of a loop and seven allocations, a hundred times."""
-    taken = bench_native.cost(NATIVE, "known-work")
+    taken = native.cost(NATIVE, "known-work")
 
     assert taken.allocations == 7
     assert 3000 <= taken.instructions <= 10000
@@ -55,14 +51,14 @@ def test_more_than_the_limit_is_not_within_it(taken):
 
 
 def test_a_day_leaves_the_heap_as_its_first_hour_did():
-    first, last = bench_native.heap_over_day(NATIVE)
+    first, last = native.heap_over_day(NATIVE)
 
     assert first == last > 0
 
 
 def test_an_unknown_thing_is_refused():
     with pytest.raises(RuntimeError, match="usage: native-bench"):
-        bench_native.cost(NATIVE, "no-such-thing")
+        native.cost(NATIVE, "no-such-thing")
 
 
 def test_calls_in_others_names_are_left_out_once(tmp_path):
@@ -79,7 +75,7 @@ def test_calls_in_others_names_are_left_out_once(tmp_path):
 def test_the_table_has_counts_and_ratios_before_times():
     rows = [Row("time", 12.345, "ms"), Row("steps", 15000, "instructions", 7500, "15,000"), Row("heap", 0, "bytes")]
 
-    assert bench.table(rows) == (
+    assert table(rows) == (
         "| measure |  value | unit         | smallest | ratio | target |\n"
         "|---------|-------:|--------------|---------:|------:|--------|\n"
         "| steps   | 15,000 | instructions |    7,500 |  2.00 | 15,000 |\n"
@@ -87,12 +83,11 @@ def test_the_table_has_counts_and_ratios_before_times():
         "| time    |   12.3 | ms           |          |       |        |\n")
 
 
-def test_the_page_keeps_what_stands_around_the_table(tmp_path, monkeypatch):
+def test_the_page_keeps_what_stands_around_the_table(tmp_path):
     page = tmp_path / "cost.md"
-    page.write_text(f"before\n{bench.BEGIN}old\n{bench.END}behind\n")
-    monkeypatch.setattr(bench, "PAGE", page)
+    page.write_text("before\n<!-- begin -->\nold\n<!-- end -->\nbehind\n")
 
-    bench.keep("new\n")
-    bench.keep("newer\n")
+    keep(page, "<!-- begin -->\n", "<!-- end -->\n", "new\n")
+    keep(page, "<!-- begin -->\n", "<!-- end -->\n", "newer\n")
 
-    assert page.read_text() == f"before\n{bench.BEGIN}newer\n{bench.END}behind\n"
+    assert page.read_text() == "before\n<!-- begin -->\nnewer\n<!-- end -->\nbehind\n"

@@ -4,16 +4,14 @@ import os
 import pathlib
 import signal
 import subprocess
-import sys
 import time
 
 import pytest
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-BUILD = pathlib.Path(os.environ["KELVANE_BUILD"])
-sys.path.insert(0, str(ROOT / "scripts"))
+from tools.shared.program_end import describe_end
+from tools.shared.project import ROOT
 
-from program_end import describe_end  # noqa: E402
+BUILD = pathlib.Path(os.environ["KELVANE_BUILD"])
 
 
 def end_of(*arguments):

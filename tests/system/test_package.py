@@ -14,8 +14,8 @@ import subprocess
 import pytest
 from conftest import BUILD, LIMITS_RESTORED, POLL_S, ROOT, SCALING_ON, SCALING_STARTS_S, STEP_S, Kelvane
 
-from service_under_wine import CAPABILITY_KEY, SERVICE
-from wine_prefix import COMMAND_TIMEOUT_S, WINE, end_prefix, wine_environment
+from tools.wine.prefix import COMMAND_TIMEOUT_S, WINE, end_prefix, wine_environment
+from tools.wine.service import CAPABILITY_KEY, SERVICE
 
 VERSION = "1.0.11406.42226"
 OLDER = "1.0.11405.1"

@@ -16,7 +16,6 @@ import os
 import pathlib
 import shlex
 import subprocess
-import sys
 import tempfile
 
 import pytest
@@ -25,11 +24,9 @@ from hypothesis import HealthCheck, example, given, seed, settings
 from hypothesis import strategies as st
 from hypothesis.configuration import set_hypothesis_home_dir
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
+from tools.shared.project import ROOT
+from tools.shared.random_seed import random_seed
 
-from random_seed import random_seed  # noqa: E402
-
-ROOT = pathlib.Path(__file__).resolve().parents[2]
 COMMAND = shlex.split(os.environ.get("KELVANE_REPLAY", shlex.quote(str(ROOT / "scripts/replay.sh"))))
 SEED = random_seed(default="1")
 EXAMPLES = int(os.environ.get("KELVANE_EXAMPLES", "200"))

@@ -372,7 +372,7 @@ def test_the_same_trace_gives_the_same_bytes(tmp_path, story_file):
 
 
 def test_the_lock_file_names_no_host():
-    assert "//" not in (ROOT / "report/package-lock.json").read_text(encoding="utf-8")
+    assert "//" not in (ROOT / "tools/report/package-lock.json").read_text(encoding="utf-8")
 
 
 HEADER = "time_ms,kind,name,value,status\n"

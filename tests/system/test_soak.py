@@ -3,15 +3,12 @@
 import os
 import shlex
 import subprocess
-import sys
 
 import pytest
-from conftest import ROOT, STEP_S
+from conftest import ROOT, STEP_S, run_tool
 
-sys.path.insert(0, str(ROOT / "scripts"))
-
-import soak_service  # noqa: E402
-import soak_year  # noqa: E402
+from tools.soak import service as soak_service
+from tools.soak import year as soak_year
 
 REPLAY = shlex.split(os.environ.get("KELVANE_REPLAY", shlex.quote(str(ROOT / "scripts/replay.sh"))))
 AT_REST = {"private_kib": 17000, "resident_kib": 31000, "descriptors": 39, "threads": 8, "handles": 54, "changes": 3}
@@ -31,8 +28,7 @@ def samples(**growth_per_cycle):
 
 
 def year(*arguments):
-    return subprocess.run(["/usr/bin/python3", ROOT / "scripts/soak_year.py", *map(str, arguments)],
-                          stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=120, check=False)
+    return run_tool("soak.year", *arguments)
 
 
 def test_a_handle_for_each_change_of_the_control_key_is_no_growth(capsys):
@@ -114,10 +110,10 @@ def test_handles_of_the_service_can_be_counted(kelvane):
     kelvane.install_tool("handle_count.exe")
     kelvane.start()
     kelvane.wait_for_service_data("Capability key is present")
-    before = int(kelvane.run(r"C:\kv\handle_count.exe", "kelvane.exe"))
+    before = kelvane.handles()
 
     for value in (1, 3, 4):
         kelvane.write_control(value)
 
-    kelvane.wait_for(lambda: int(kelvane.run(r"C:\kv\handle_count.exe", "kelvane.exe")) == before + 3, STEP_S,
+    kelvane.wait_for(lambda: kelvane.handles() == before + 3, STEP_S,
                      "three handles more")

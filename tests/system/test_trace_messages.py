@@ -3,15 +3,12 @@
 import csv
 import io
 import re
-import sys
 
 import pytest
 from report_page import ROOT
 
-sys.path.insert(0, str(ROOT / "scripts"))
-
-import live_log  # noqa: E402
-import trace_messages  # noqa: E402
+from tools.live import log_rows
+from tools.trace.messages import TABLE, understand
 
 LITERAL = re.compile(r'"((?:[^"\\]|\\.)*)"')
 
@@ -60,12 +57,12 @@ def test_the_sources_write_messages_to_check():
 
 @pytest.mark.parametrize("message", sample_messages())
 def test_every_message_of_the_sources_is_known(message):
-    assert trace_messages.understand("2", message)[0].kind != "other"
+    assert understand("2", message)[0].kind != "other"
 
 
 def test_no_message_has_two_meanings():
     for message in sample_messages():
-        assert len([1 for _, pattern, _ in trace_messages.TABLE if pattern.fullmatch(message)]) == 1, message
+        assert len([1 for _, pattern, _ in TABLE if pattern.fullmatch(message)]) == 1, message
 
 
 @pytest.mark.parametrize(("text", "kind", "found"), [
@@ -81,13 +78,13 @@ def test_no_message_has_two_meanings():
     (" * Perf Restored ** PerfRange =2500 ** NewPID =2 ** prefMax =much", "other", {}),
 ])
 def test_a_message_is_known_by_its_exact_text(text, kind, found):
-    meaning, parts = trace_messages.understand("2", text)
+    meaning, parts = understand("2", text)
 
     assert (meaning.kind, parts) == (kind, found)
 
 
 def test_an_unknown_error_is_a_failure():
-    assert trace_messages.understand("4", "never heard of")[0].kind == "failure"
+    assert understand("4", "never heard of")[0].kind == "failure"
 
 
 # --- the live service's log -----------------------------------------------------------------------------------------
@@ -117,7 +114,7 @@ def test_the_logs_messages_come_into_the_trace_in_order_and_at_their_time():
            entry(43, "Entering MS-506 ", "ERROR") + entry(46, "Stop is called from the registry ") +
            entry(49, "KV scaling is started : ") + entry(53, "Disconnected"))
 
-    merged = rows_of(live_log.merged(TRACE, log))
+    merged = rows_of(log_rows.merged(TRACE, log))
 
     assert merged[1:] == [
         ["0", "log", "0", "Logger file isC:\\a, b", ""],
@@ -139,7 +136,7 @@ def test_a_message_never_passes_the_anchor_behind_it():
     log = (entry(40, "KV scaling is started : ") + entry(46, "Entering MS-506 ") +
            entry(46, "Stop is called from the registry "))
 
-    merged = rows_of(live_log.merged(TRACE, log))
+    merged = rows_of(log_rows.merged(TRACE, log))
 
     at = [row[3] for row in merged].index("Entering MS-506 ")
     assert [row[2] for row in merged[at - 1:at + 2]] == ["SET_PERF_PREFERENCE_MAX", "0", "SESSION_DESTROY"]
@@ -149,7 +146,7 @@ def test_a_message_never_passes_the_anchor_behind_it():
 def test_rows_that_were_written_late_come_to_their_time():
     late = "5200,processor,power_mw,800,\n5200,processor,average_mw,900,\n"
 
-    merged = live_log.merged(TRACE + late, entry(40, "KV scaling is started : "))
+    merged = log_rows.merged(TRACE + late, entry(40, "KV scaling is started : "))
 
     assert [",".join(row[:3]) for row in rows_of(merged)[1:]] == [
         "0,call,INIT", "0,log,0", "700,primitive,GET_SOC_WORKLOAD", "2400,primitive,SET_PERF_PREFERENCE_MAX",
@@ -158,12 +155,12 @@ def test_rows_that_were_written_late_come_to_their_time():
 
 
 def test_a_log_without_an_anchor_leaves_the_trace_as_it_is():
-    assert live_log.merged(TRACE, entry(40, "Disconnected")) == TRACE
-    assert live_log.merged(TRACE, "") == TRACE
+    assert log_rows.merged(TRACE, entry(40, "Disconnected")) == TRACE
+    assert log_rows.merged(TRACE, "") == TRACE
 
 
 def test_a_message_with_a_line_feed_stays_one_row():
     log = entry(40, "KV scaling is started : ") + entry(41, "caught Description:first\nsecond [line]", "ERROR")
 
-    assert ["2400", "primitive", "SET_PERF_PREFERENCE_MAX", "1200", "0"] in rows_of(live_log.merged(TRACE, log))
-    assert "caught Description:first\nsecond [line]" in [row[3] for row in rows_of(live_log.merged(TRACE, log))]
+    assert ["2400", "primitive", "SET_PERF_PREFERENCE_MAX", "1200", "0"] in rows_of(log_rows.merged(TRACE, log))
+    assert "caught Description:first\nsecond [line]" in [row[3] for row in rows_of(log_rows.merged(TRACE, log))]

@@ -1,27 +1,23 @@
 """How a long trace is thinned out."""
 
-import sys
+from report_page import DOWN, log, primitive, write_trace
 
-from report_page import DOWN, ROOT, log, primitive, write_trace
-
-sys.path.insert(0, str(ROOT / "scripts"))
-
-import summarize  # noqa: E402
-import trace_file  # noqa: E402
-import trace_series  # noqa: E402
+from tools.trace.replay import Replay
+from tools.trace.rows import read_trace
+from tools.trace.series import series, thinned
 
 
 def series_of(path, rows):
-    rows = trace_file.read_trace(write_trace(path, rows))
-    replay = summarize.Replay()
+    rows = read_trace(write_trace(path, rows))
+    replay = Replay()
     replay.read(rows)
-    return trace_series.series("trace", rows, replay)
+    return series("trace", rows, replay)
 
 
 def test_repeated_values_are_left_out_and_nothing_else():
     points = [(0, 5), (1, 5), (2, None), (3, None), (4, 5), (5, 6), (6, 6)]
 
-    assert trace_series.thinned(points) == [(0, 5), (2, None), (4, 5), (5, 6)]
+    assert thinned(points) == [(0, 5), (2, None), (4, 5), (5, 6)]
 
 
 def test_a_slice_of_time_keeps_its_first_lowest_highest_and_last_point():
@@ -29,15 +25,15 @@ def test_a_slice_of_time_keeps_its_first_lowest_highest_and_last_point():
     points = [(time, 100 + time % 2) for time in range(100)]
     points[20], points[30], points[60], points[70] = (20, 7), (30, 900), (60, 800), (70, 3)
 
-    thinned = trace_series.thinned(points, limit=8)
+    kept = thinned(points, limit=8)
 
-    assert thinned == [(0, 100), (20, 7), (30, 900), (49, 101), (50, 100), (60, 800), (70, 3), (99, 101)]
+    assert kept == [(0, 100), (20, 7), (30, 900), (49, 101), (50, 100), (60, 800), (70, 3), (99, 101)]
 
 
 def test_a_gap_survives_the_thinning_of_what_surrounds_it():
     points = [(time, None if time == 50 else time % 3) for time in range(100)]
 
-    assert (50, None) in trace_series.thinned(points, limit=8)
+    assert (50, None) in thinned(points, limit=8)
 
 
 def test_decisions_that_wrote_nothing_make_room_for_those_that_did(tmp_path):

@@ -1,0 +1,1 @@
+"""What the service takes, as scripts/bench.sh measures it."""

@@ -1,0 +1,1 @@
+"""Checks behind scripts/test.sh that judge the tests themselves."""

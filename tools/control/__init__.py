@@ -1,0 +1,1 @@
+"""The controller beside other policies, as scripts/compare.sh shows them."""

@@ -1,0 +1,259 @@
+"""compare.sh [--preset PRESET] [--keep] [SCENARIO.csv...]: every kind of work under every policy, measures side by side."""
+
+import argparse
+import concurrent.futures
+import csv
+import dataclasses
+import hashlib
+import math
+import os
+import pathlib
+import re
+import shutil
+import statistics
+import subprocess
+import sys
+
+from tools.control import workloads
+from tools.shared.durations import HOUR_MS
+from tools.shared.kept_page import keep
+from tools.shared.program_end import describe_end
+from tools.shared.project import BUILD, ROOT, WINE_RUN
+
+OUT = BUILD / "compare"
+PROGRAM = BUILD / "release/kelvane-policy.exe"
+PLOT = pathlib.Path(__file__).with_name("scatter.gp")
+SEEDS = (1, 2, 3, 4, 5)
+YARDSTICK = "always-10000"
+POLICIES = ("service", YARDSTICK, "fixed-1200", "ondemand", "conservative", "oracle")
+PRESETS = ("thin-laptop", "workstation-laptop", "desktop")
+RUN_TIMEOUT_S = 600
+
+
+@dataclasses.dataclass
+class Job:
+    """A row of jobs.csv; times in ms since the arrival, None: it did not come to that."""
+    name: str
+    launch: bool
+    arrival: int
+    done: float
+    first: float
+    held: float
+
+
+@dataclasses.dataclass
+class Run:
+    """One hour of one kind of work under one policy."""
+    totals: dict
+    jobs: list
+    digest: str
+
+
+class RunFailed(RuntimeError):
+    """What the policy's program said."""
+
+
+def number_or_none(text):
+    return float(text) if text else None
+
+
+def read_run(folder):
+    with open(folder / "totals.csv", newline="", encoding="ascii") as file:
+        totals = {row["measure"]: float(row["value"]) for row in csv.DictReader(file)}
+    with open(folder / "jobs.csv", newline="", encoding="utf-8") as file:
+        jobs = [Job(row["name"], row["launch"] == "1", int(row["arrival_ms"]), number_or_none(row["done_ms"]),
+                    number_or_none(row["ceiling_first_ms"]), number_or_none(row["ceiling_held_ms"]))
+                for row in csv.DictReader(file)]
+    with open(folder / "trace.csv", "rb") as file:
+        digest = hashlib.file_digest(file, "sha256").hexdigest()
+    return Run(totals, jobs, digest)
+
+
+def run_policy(policy, scenario, folder):
+    """Runs one hour in a folder of its own, which is taken away again."""
+    folder.mkdir()
+    command = [WINE_RUN, PROGRAM, policy, scenario, folder]
+    done = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                          timeout=RUN_TIMEOUT_S, check=False)
+    if done.returncode != 0:
+        raise RunFailed(f"{policy} {describe_end(done.returncode)}: {done.stderr.decode(errors='replace').strip()}")
+    run = read_run(folder)
+    shutil.rmtree(folder)
+    return run
+
+
+def own_work(preset):
+    """{(kind, seed): path}"""
+    texts = {(kind, seed): workloads.scenario(kind, seed, preset) for kind in workloads.KINDS for seed in SEEDS}
+    texts["recorded office (derived)", 1] = workloads.derived(ROOT / "scenarios/office-laptop.csv", 1, preset)
+    return {key: write_scenario(number, text) for number, (key, text) in enumerate(texts.items())}
+
+
+def given_work(paths, preset):
+    """The same for scenarios with jobs, and for recordings turned into work."""
+    work = {}
+    for number, path in enumerate(paths):
+        if ",power_mw," in path.read_text(encoding="utf-8"):
+            work[f"{path.stem} (derived)", 1] = write_scenario(number, workloads.derived(path, 1, preset))
+        else:
+            work[path.stem, 1] = path
+    return work
+
+
+def write_scenario(number, text):
+    path = OUT / f"{number:02}.csv"
+    path.write_text(text, encoding="utf-8")
+    return path
+
+
+def run_all(scenarios):
+    """{(kind, seed, policy): Run}"""
+    runs = {}
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        waiting = {pool.submit(run_policy, policy, path, OUT / f"{number:02}.{policy}"): (*key, policy)
+                   for number, (key, path) in enumerate(scenarios.items()) for policy in POLICIES}
+        for done, future in enumerate(concurrent.futures.as_completed(waiting), 1):
+            runs[waiting[future]] = future.result()
+            if sys.stderr.isatty():
+                print(f"\r{done}/{len(waiting)}", end="", file=sys.stderr, flush=True)
+    return runs
+
+
+def percentile(values, share):
+    """The smallest value that so many of all reach or stay below."""
+    ordered = sorted(values)
+    return ordered[math.ceil(share * len(ordered)) - 1] if ordered else None
+
+
+def slowdowns(own, yardstick, launch):
+    """How many times as long each job took as with the ceiling always at its highest, in the same hour.
+
+    A job that was not done at the end of the hour counts with the time it has taken so far.
+    """
+    end = own.totals["time_ms"]
+    return [(end - job.arrival if job.done is None else job.done) / least.done
+            for job, least in zip(own.jobs, yardstick.jobs) if job.launch == launch and least.done]
+
+
+def measures(runs, yardsticks):
+    """The measures of a policy over the hours of one kind of work."""
+    total = {name: sum(run.totals[name] for run in runs) for name in runs[0].totals}
+    launches = [job for run in runs for job in run.jobs if job.launch]
+    launch_slowdowns = [s for run, least in zip(runs, yardsticks) for s in slowdowns(run, least, True)]
+    other_slowdowns = [s for run, least in zip(runs, yardsticks) for s in slowdowns(run, least, False)]
+    first = [job.first for job in launches if job.first is not None]
+    held = [job.held for job in launches if job.held is not None]
+    return {
+        "energy": total["energy_mj"] / total["served_core_ms"] if total["served_core_ms"] else None,
+        "launch p50": percentile(launch_slowdowns, 0.50),
+        "launch p95": percentile(launch_slowdowns, 0.95),
+        "other p95": percentile(other_slowdowns, 0.95),
+        "p95": percentile(launch_slowdowns or other_slowdowns, 0.95),
+        "first": statistics.median(first) / 1000 if first else None,
+        "first share": len(first) / len(launches) if launches else None,
+        "held": statistics.median(held) / 1000 if held else None,
+        "held share": len(held) / len(launches) if launches else None,
+        "full idle": total["full_with_nothing_to_do_ms"] / total["time_ms"],
+        "writes": total["ceiling_writes"] / (total["time_ms"] / HOUR_MS),
+        "above PL1": total["above_pl1_ms"] / total["time_ms"],
+    }
+
+
+def by_kind_and_policy(runs, kinds):
+    """{kind: {policy: measures}}"""
+    table = {}
+    for kind in kinds:
+        seeds = sorted({seed for k, seed, _ in runs if k == kind})
+        yardsticks = [runs[kind, seed, YARDSTICK] for seed in seeds]
+        table[kind] = {policy: measures([runs[kind, seed, policy] for seed in seeds], yardsticks) for policy in POLICIES}
+    return table
+
+
+def cell(value, form):
+    return "-" if value is None else form.format(value)
+
+
+def share_of(value, share):
+    return "-" if share is None else f"{cell(value, '{:.2f}')} ({share:.0%})"
+
+
+HEAD = ("| work | policy | energy, J per core-s | launch p50 | launch p95 | other p95 | first at 10000, s | "
+        "held to the end, s | at 10000 for nothing | writes/h | above PL1 |\n"
+        "|---|---|---:|---:|---:|---:|---:|---:|---:|---:|---:|")
+
+
+def table_text(table):
+    lines = [HEAD]
+    for kind, policies in table.items():
+        for policy, m in policies.items():
+            columns = [kind, policy, cell(m["energy"], "{:.3f}"), cell(m["launch p50"], "{:.2f}"),
+                       cell(m["launch p95"], "{:.2f}"), cell(m["other p95"], "{:.2f}"),
+                       share_of(m["first"], m["first share"]), share_of(m["held"], m["held share"]),
+                       cell(m["full idle"], "{:.1%}"), cell(m["writes"], "{:.0f}"), cell(m["above PL1"], "{:.1%}")]
+            lines.append("| " + " | ".join(columns) + " |")
+    return "\n".join(lines) + "\n"
+
+
+def hashes_text(runs):
+    ordered = sorted(runs, key=lambda key: (key[0], key[1], POLICIES.index(key[2])))
+    return "".join(f"{runs[key].digest} {key[0]}, seed {key[1]}, {key[2]}\n" for key in ordered)
+
+
+def draw(table, picture):
+    """Energy against the 95th percentile of launches (of other jobs, where there are none), a panel for each work.
+
+    Returns whether there was anything to draw: work that even the yardstick has not done has no slowdown.
+    """
+    drawn = {kind: policies for kind, policies in table.items() if all(m["p95"] for m in policies.values())}
+    if not drawn:
+        return False
+    data = OUT / "scatter.dat"
+    with open(data, "w", encoding="utf-8") as file:
+        for kind, policies in drawn.items():
+            file.write(f'"{kind}"\n')
+            for policy, m in policies.items():
+                file.write(f'{m["p95"]} {m["energy"] / policies[YARDSTICK]["energy"]} {policy}\n')
+            file.write("\n\n")
+    subprocess.run(["gnuplot", "-e",
+                    f"data='{data}'; picture='{picture}'; kinds={len(drawn)}; policies='{' '.join(POLICIES)}'",
+                    PLOT], check=True)
+    return True
+
+
+def keep_in_documents():
+    """Puts table and hashes into the documents."""
+    keep(ROOT / "docs/control.md", "<!-- table -->\n", "<!-- end of table -->",
+         (OUT / "table.md").read_text(encoding="ascii"))
+    shutil.copy(OUT / "hashes.txt", ROOT / "docs/control-hashes.txt")
+    picture = (OUT / "scatter.svg").read_text(encoding="utf-8")
+    (ROOT / "docs/control.svg").write_text(re.sub(r"[ \t]+$", "", picture, flags=re.M), encoding="utf-8")
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="compare.sh")
+    parser.add_argument("scenarios", nargs="*", type=pathlib.Path, metavar="SCENARIO.csv")
+    parser.add_argument("--preset", choices=PRESETS, default=PRESETS[0])
+    parser.add_argument("--keep", action="store_true", help="put table, hashes and picture into docs/")
+    arguments = parser.parse_args()
+    if arguments.keep and (arguments.scenarios or arguments.preset != PRESETS[0]):
+        parser.error("the documents show the thin laptop at the work of its own")
+    shutil.rmtree(OUT, ignore_errors=True)
+    OUT.mkdir(parents=True)
+    try:
+        work = given_work(arguments.scenarios, arguments.preset) if arguments.scenarios else own_work(arguments.preset)
+        runs = run_all(work)
+    except (OSError, UnicodeDecodeError, workloads.NoRecording, RunFailed) as fault:
+        sys.exit(f"compare.sh: {fault}")
+    table = by_kind_and_policy(runs, dict.fromkeys(kind for kind, _ in work))
+    (OUT / "table.md").write_text(table_text(table), encoding="utf-8")
+    (OUT / "hashes.txt").write_text(hashes_text(runs), encoding="utf-8")
+    drawn = draw(table, OUT / "scatter.svg")
+    print(table_text(table))
+    print(hashes_text(runs))
+    print(f"table, hashes {'and picture ' if drawn else ''}lie in build/compare/")
+    if arguments.keep:
+        keep_in_documents()
+
+
+if __name__ == "__main__":
+    main()

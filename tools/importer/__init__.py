@@ -1,0 +1,1 @@
+"""Turns the logs of recorders into scenarios."""

@@ -1,0 +1,1 @@
+"""The service for real, as scripts/run.sh shows it."""

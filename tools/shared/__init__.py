@@ -1,0 +1,1 @@
+"""What several of the tools need."""

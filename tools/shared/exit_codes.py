@@ -1,0 +1,5 @@
+"""Exit codes that mean the same for every command."""
+
+WRONG_USAGE = 2
+MALFORMED = 3  # an input cannot be read or understood
+NOT_WRITABLE = 4

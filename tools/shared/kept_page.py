@@ -1,0 +1,8 @@
+"""A page of docs/ keeps what a tool has printed, between two marks."""
+
+
+def keep(page, begin, end, text):
+    """Puts the text in place of what stands between the marks."""
+    before, rest = page.read_text(encoding="ascii").split(begin)
+    _, after = rest.split(end)
+    page.write_text(before + begin + text + end + after, encoding="ascii")

@@ -1,0 +1,1 @@
+"""The long runs of scripts/soak.sh."""

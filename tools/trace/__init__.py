@@ -1,0 +1,1 @@
+"""Reads a trace, and tells what happened in it."""

@@ -1,0 +1,1 @@
+"""The service in a Wine prefix of its own."""
