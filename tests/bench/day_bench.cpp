@@ -5,8 +5,8 @@
 #include "controller/scaling_loop.h"
 #include "engine/event_sink.h"
 #include "engine/standby_watcher.h"
-#include "simulator/process_event.h"
-#include "simulator/simulated_core.h"
+#include "simulator/platform/process_event.h"
+#include "simulator/platform/simulated_core.h"
 #include "tests/bench/machine.h"
 #include "tests/bench/meter.h"
 

@@ -5,8 +5,8 @@
 
 #include "controller/power_ramp_probe.h"
 #include "controller/scaling_loop.h"
-#include "simulator/process_event.h"
-#include "simulator/simulated_core.h"
+#include "simulator/platform/process_event.h"
+#include "simulator/platform/simulated_core.h"
 #include "tests/bench/machine.h"
 #include "tests/bench/meter.h"
 

@@ -4,9 +4,9 @@
 
 #include "diagnostics/diagnostic_log.h"
 #include "framework/core_library.h"
-#include "simulator/import_slot.h"
-#include "simulator/platform.h"
-#include "simulator/simulated_core.h"
+#include "simulator/platform/import_slot.h"
+#include "simulator/platform/simulated_core.h"
+#include "simulator/replay/imports.h"
 
 #include <cstdlib>
 #include <ostream>

@@ -4,7 +4,7 @@
 #include "tests/bench/benches.h"
 
 #include "engine/event_sink.h"
-#include "simulator/process_event.h"
+#include "simulator/platform/process_event.h"
 #include "tests/bench/machine.h"
 #include "tests/bench/meter.h"
 

@@ -1,9 +1,9 @@
 // The control value with any type, bytes and sizes, beside a copy of the buffer that it is read into.
 #include "service/control_registry_watcher.h"
 #include "service/service_host.h"
-#include "tests/fakes/call_list.h"
-#include "tests/fakes/fake_registry.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/service/fake_registry.h"
+#include "tests/support/call_list.h"
 
 #include <algorithm>
 #include <cstring>

@@ -5,9 +5,9 @@
 #include "framework/primitives.h"
 #include "framework/session.h"
 #include "framework/status.h"
-#include "simulator/recorded_log.h"
-#include "tests/fakes/fake_system.h"
+#include "simulator/replay/recorded_log.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/support/fake_system.h"
 
 #include <gtest/gtest.h>
 

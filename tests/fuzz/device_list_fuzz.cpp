@@ -1,7 +1,7 @@
 // The search for the framework's device: any list of devices, any sizes, any answers; then any install directory.
 #include "framework/core_directory.h"
-#include "tests/fakes/fake_system.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/support/fake_system.h"
 
 #include <gtest/gtest.h>
 

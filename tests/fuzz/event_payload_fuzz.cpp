@@ -1,6 +1,6 @@
 // The framework's event callback with every type, pointer and length. A buffer is as long as it is said to be.
 #include "framework/events.h"
-#include "simulator/recorded_log.h"
+#include "simulator/replay/recorded_log.h"
 #include "state/state.h"
 #include "tests/fuzz/fuzz.h"
 

@@ -1,6 +1,6 @@
 // The standby watcher on an event log that renders anything, tells any sizes and fails anywhere.
 #include "engine/standby_watcher.h"
-#include "simulator/recorded_log.h"
+#include "simulator/replay/recorded_log.h"
 #include "state/state.h"
 #include "tests/fuzz/fuzz.h"
 

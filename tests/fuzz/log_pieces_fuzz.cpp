@@ -1,6 +1,6 @@
 // Pieces of log messages from several threads at once, any text at any level.
-#include "tests/fakes/diagnostic_log_inspector.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/support/diagnostic_log_inspector.h"
 
 #include <objbase.h>
 #include <shlobj.h>

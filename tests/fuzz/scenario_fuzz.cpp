@@ -1,6 +1,6 @@
 // Any bytes as a scenario: read, or refused with the line that is at fault.
-#include "simulator/demand.h"
-#include "simulator/scenario.h"
+#include "simulator/formats/demand.h"
+#include "simulator/formats/scenario.h"
 #include "tests/fuzz/fuzz.h"
 
 #include <algorithm>

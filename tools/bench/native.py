@@ -17,10 +17,10 @@ from tools.bench.table import Row
 from tools.shared import laptop_days
 from tools.shared.project import WINE_RUN
 
-DRIVER = "tests/bench/native-bench"
+DRIVER = "native-bench"
 TIMEOUT_S = 60
 OUTSIDE = re.compile(r"kelvane::(simulator|bench::outside)::"  # the framework's core, WMI, Sleep, the power source
-                     r"|\(anonymous namespace\)::|(Sys|Variant|WideChar|MultiByte)\w+\(")  # stand-ins of tests/native/
+                     r"|\(anonymous namespace\)::|(Sys|Variant|WideChar|MultiByte)\w+\(")  # stand-ins of simulator/linux/
 
 STEPS = {"quiet-step": "quiet", "idle-step": "in Active Idle", "ramp-step": "every other one follows a ramp",
          "clip-step": "every other one is clipped", "process-start-step": "every other one takes a process start"}

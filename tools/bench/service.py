@@ -1,7 +1,7 @@
 """What the installed service takes under Wine; five minutes.
 
 Beside it, at the same time, run two services that are as small as can be: one keeps the same pauses and does nothing
-else, the other also makes the same calls into the framework's core (simulator/smallest_service.cpp). The stand-ins live
+else, the other also makes the same calls into the framework's core (simulator/gauges/smallest_service.cpp). The stand-ins live
 in the service's process, on threads that bear their names, which are left out; what they do on the loop's thread, the
 second small service has done on its own.
 """

@@ -91,7 +91,7 @@ def video(jobs):
 KINDS = {"idle": idle, "office": office, "launches": launches, "mixed": mixed, "video": video}
 
 # How the recording's power becomes work: as the thin laptop would draw it with one core busy at full clock
-# (simulator/processor_model.h). What runs is not in the recording; a slice of work every 100 ms stands for it.
+# (simulator/model/processor_model.h). What runs is not in the recording; a slice of work every 100 ms stands for it.
 IDLE_MW = 800
 CORE_MW = 8000
 SLICE_MS = 100

@@ -1,0 +1,131 @@
+// One watch per sink; cancelling ends it and tells the sink so. The rest of the interface only refuses.
+#include "simulator/standins/wbem_services.h"
+
+#include "simulator/platform/com_object.h"
+#include "simulator/standins/process_watch.h"
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace kelvane::simulator {
+
+namespace {
+
+constexpr auto refused = static_cast<HRESULT>(WBEM_E_NOT_SUPPORTED);
+
+class Services final : public ComObject<IWbemServices, IClientSecurity> {
+public:
+    STDMETHODIMP ExecNotificationQueryAsync(BSTR /*language*/, BSTR /*query*/, LONG /*flags*/,
+                                            IWbemContext* /*context*/, IWbemObjectSink* sink) override
+    {
+        if (!sink) return static_cast<HRESULT>(WBEM_E_INVALID_PARAMETER);
+        const std::lock_guard guard(lock);
+        watches.push_back(std::make_unique<ProcessWatch>(sink));
+        return S_OK;
+    }
+
+    STDMETHODIMP CancelAsyncCall(IWbemObjectSink* sink) override
+    {
+        std::unique_ptr<ProcessWatch> watch = takeWatch(sink);
+        if (!watch) return static_cast<HRESULT>(WBEM_E_NOT_FOUND);
+        watch.reset();  // waits for a call that is under way, with nothing locked
+        return sink->SetStatus(WBEM_STATUS_COMPLETE, static_cast<HRESULT>(WBEM_E_CALL_CANCELLED), nullptr, nullptr);
+    }
+
+    STDMETHODIMP SetBlanket(IUnknown* /*proxy*/, DWORD /*authentication*/, DWORD /*authorization*/,
+                            OLECHAR* /*principal*/, DWORD /*level*/, DWORD /*impersonation*/, void* /*identity*/,
+                            DWORD /*capabilities*/) override
+    {
+        return S_OK;
+    }
+
+    STDMETHODIMP QueryBlanket(IUnknown* /*proxy*/, DWORD* /*authentication*/, DWORD* /*authorization*/,
+                              OLECHAR** /*principal*/, DWORD* /*level*/, DWORD* /*impersonation*/, void** /*identity*/,
+                              DWORD* /*capabilities*/) override
+    {
+        return E_NOTIMPL;
+    }
+
+    STDMETHODIMP CopyProxy(IUnknown* /*proxy*/, IUnknown** /*copy*/) override { return E_NOTIMPL; }
+
+    STDMETHODIMP OpenNamespace(BSTR, LONG, IWbemContext*, IWbemServices**, IWbemCallResult**) override
+    {
+        return refused;
+    }
+
+    STDMETHODIMP QueryObjectSink(LONG, IWbemObjectSink**) override { return refused; }
+
+    STDMETHODIMP GetObject(BSTR, LONG, IWbemContext*, IWbemClassObject**, IWbemCallResult**) override
+    {
+        return refused;
+    }
+
+    STDMETHODIMP GetObjectAsync(BSTR, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
+
+    STDMETHODIMP PutClass(IWbemClassObject*, LONG, IWbemContext*, IWbemCallResult**) override { return refused; }
+
+    STDMETHODIMP PutClassAsync(IWbemClassObject*, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
+
+    STDMETHODIMP DeleteClass(BSTR, LONG, IWbemContext*, IWbemCallResult**) override { return refused; }
+
+    STDMETHODIMP DeleteClassAsync(BSTR, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
+
+    STDMETHODIMP CreateClassEnum(BSTR, LONG, IWbemContext*, IEnumWbemClassObject**) override { return refused; }
+
+    STDMETHODIMP CreateClassEnumAsync(BSTR, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
+
+    STDMETHODIMP PutInstance(IWbemClassObject*, LONG, IWbemContext*, IWbemCallResult**) override { return refused; }
+
+    STDMETHODIMP PutInstanceAsync(IWbemClassObject*, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
+
+    STDMETHODIMP DeleteInstance(BSTR, LONG, IWbemContext*, IWbemCallResult**) override { return refused; }
+
+    STDMETHODIMP DeleteInstanceAsync(BSTR, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
+
+    STDMETHODIMP CreateInstanceEnum(BSTR, LONG, IWbemContext*, IEnumWbemClassObject**) override { return refused; }
+
+    STDMETHODIMP CreateInstanceEnumAsync(BSTR, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
+
+    STDMETHODIMP ExecQuery(BSTR, BSTR, LONG, IWbemContext*, IEnumWbemClassObject**) override { return refused; }
+
+    STDMETHODIMP ExecQueryAsync(BSTR, BSTR, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
+
+    STDMETHODIMP ExecNotificationQuery(BSTR, BSTR, LONG, IWbemContext*, IEnumWbemClassObject**) override
+    {
+        return refused;
+    }
+
+    STDMETHODIMP ExecMethod(BSTR, BSTR, LONG, IWbemContext*, IWbemClassObject*, IWbemClassObject**,
+                            IWbemCallResult**) override
+    {
+        return refused;
+    }
+
+    STDMETHODIMP ExecMethodAsync(BSTR, BSTR, LONG, IWbemContext*, IWbemClassObject*, IWbemObjectSink*) override
+    {
+        return refused;
+    }
+
+private:
+    std::unique_ptr<ProcessWatch> takeWatch(const IWbemObjectSink* sink)
+    {
+        const std::lock_guard guard(lock);
+        const auto found =
+            std::find_if(watches.begin(), watches.end(), [&](const auto& watch) { return watch->watcher() == sink; });
+        if (found == watches.end()) return nullptr;
+        std::unique_ptr<ProcessWatch> watch = std::move(*found);
+        watches.erase(found);
+        return watch;
+    }
+
+    std::mutex lock;
+    std::vector<std::unique_ptr<ProcessWatch>> watches;
+};
+
+}  // namespace
+
+IWbemServices* makeServices() { return new Services; }
+
+}  // namespace kelvane::simulator

@@ -1,0 +1,385 @@
+// Imports fail on top of what the other fakes answer; the core's slots and the clock are made here.
+#include "tests/engine/engine_life.h"
+#include "controller/state.h"
+#include "state/state.h"
+
+#include "engine/engine.h"
+#include "engine/event_sink.h"
+#include "engine/standby_watcher.h"
+#include "framework/core_library.h"
+#include "tests/engine/fake_event_service.h"
+#include "tests/support/call_list.h"
+#include "tests/support/standard_error.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <new>
+#include <sstream>
+
+// The linker's own names of the import slots.
+extern "C" {
+extern decltype(&CoInitializeEx) __imp_CoInitializeEx;
+extern decltype(&CoInitializeSecurity) __imp_CoInitializeSecurity;
+extern decltype(&CoCreateInstance) __imp_CoCreateInstance;
+extern decltype(&CoSetProxyBlanket) __imp_CoSetProxyBlanket;
+extern decltype(&SysAllocString) __imp_SysAllocString;
+extern decltype(&CM_Get_Device_ID_List_SizeA) __imp_CM_Get_Device_ID_List_SizeA;
+extern decltype(&CM_Get_Device_ID_ListA) __imp_CM_Get_Device_ID_ListA;
+extern decltype(&CM_Get_Device_Interface_List_SizeA) __imp_CM_Get_Device_Interface_List_SizeA;
+extern decltype(&CM_Locate_DevNodeA) __imp_CM_Locate_DevNodeA;
+extern decltype(&CM_Open_DevNode_Key) __imp_CM_Open_DevNode_Key;
+extern decltype(&RegGetValueA) __imp_RegGetValueA;
+extern decltype(&GetSystemDirectoryA) __imp_GetSystemDirectoryA;
+extern decltype(&GetFileAttributesA) __imp_GetFileAttributesA;
+extern decltype(&LoadLibraryExA) __imp_LoadLibraryExA;
+extern decltype(&GetProcAddress) __imp_GetProcAddress;
+extern decltype(&FormatMessageA) __imp_FormatMessageA;
+extern decltype(&HeapAlloc) __imp_HeapAlloc;
+extern decltype(&GetSystemPowerStatus) __imp_GetSystemPowerStatus;
+extern decltype(&Sleep) __imp_Sleep;
+extern decltype(&std::malloc) __imp_malloc;
+extern decltype(&std::free) __imp_free;
+extern decltype(&_beginthreadex) __imp__beginthreadex;
+}
+
+namespace kelvane::tests {
+
+namespace {
+
+constexpr char installDirectory[] = "C:\\orq";
+constexpr char systemLibrary[] = "C:\\windows\\system32\\Tarvo\\ORQ\\orqcore.dll";
+constexpr int coreFailure = 1000;  // TOVA_E_NOT_IMPLEMENTED
+constexpr int spinMax = 400;       // primitives without a Sleep before somebody ends scaling
+constexpr SessionHandle lifeSession = 42;
+constexpr int initialReads = 5;
+
+// What the world around the engine knows and does.
+struct World {
+    std::uint64_t nowMs = 0;
+    int run = 0;
+    std::uint64_t runBeganMs = 0;
+    std::multimap<std::uint64_t, void (*)()> script;  // of the run: ms since it began -> what happens
+    unsigned powerMw = 3000;
+    int primitivesSinceSleep = 0;
+    int powerReads = 0;  // since the session was connected
+    bool apartmentMissing = false;
+    int sessions = 0;
+    std::map<std::uint32_t, EventCallback> events;
+    int renderBuffers = 0;
+    void* renderBuffer = nullptr;
+    int initializations = 0;
+    IWbemClassObject* processEvent = nullptr;
+    FakeApartment* apartment = nullptr;
+};
+
+World& world = *new World;
+
+// --- what happens -----------------------------------------------------------------------------------------------------
+
+void raisePower() { world.powerMw = 5200; }
+
+void startProcess()
+{
+    if (!world.apartment->wrapped) return;
+    static_cast<EventSink*>(world.apartment->wrapped)->Indicate(1, &world.processEvent);
+}
+
+void tell(std::uint32_t eventType, std::uint32_t value)
+{
+    const auto registered = world.events.find(eventType);
+    if (registered == world.events.end()) return;
+    const OrqData payload = { 3, &value, sizeof value, sizeof value };
+    registered->second(0, eventType, nullptr, &payload);
+}
+
+void changeWorkloadAndSlider()
+{
+    tell(183, 2);
+    tell(106, 30);
+}
+
+void enterStandby() { SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, reinterpret_cast<EVT_HANDLE>(0xE7)); }
+
+void stopScaling() { requestEngineStop(false); }
+
+void stopService() { requestEngineStop(true); }
+
+void beginRun()
+{
+    world.run += 1;
+    world.runBeganMs = world.nowMs;
+    if (world.run == 1) {
+        world.script = { { 500, raisePower },
+                         { 1000, startProcess },
+                         { 2500, changeWorkloadAndSlider },
+                         { 4000, enterStandby },
+                         { 9000, stopScaling } };
+    } else {
+        world.script = { { 1500, stopService } };
+    }
+}
+
+void pass(DWORD ms)
+{
+    world.nowMs += ms;
+    world.primitivesSinceSleep = 0;
+    while (!world.script.empty() && world.runBeganMs + world.script.begin()->first <= world.nowMs) {
+        const auto happens = world.script.begin()->second;
+        world.script.erase(world.script.begin());
+        happens();
+    }
+}
+
+// --- the core's slots -------------------------------------------------------------------------------------------------
+
+int statusOf(const std::string& call) { return callFails(call) ? coreFailure : 0; }
+
+int init() { return statusOf("Init"); }
+
+SessionHandle createSession(const ApplicationRecord* /*application*/)
+{
+    if (callFails("SessionCreate")) return ~SessionHandle{ 0 };
+    world.sessions += 1;
+    return lifeSession;
+}
+
+void destroySession(SessionHandle /*session*/) { world.sessions -= 1; }
+
+int connectSession(SessionHandle /*session*/)
+{
+    const int status = statusOf("SessionConnect");
+    world.powerReads = status == 0 ? 0 : initialReads;  // without a connection the start reads no power
+    return status;
+}
+
+void disconnectSession(SessionHandle /*session*/) {}
+
+// A primitive's name, with what decides whether anybody is told of its failure.
+std::string placed(const std::string& primitive, const OrqData* request)
+{
+    unsigned value = 0;
+    if (request) std::memcpy(&value, request->buf_ptr, sizeof value);
+    if (primitive == "GET_RAPL_POWER" && ++world.powerReads == initialReads) return primitive + ", last of the start";
+    if (!request) return primitive;
+    if (g_stopDone == 0 && value != static_cast<unsigned>(defaultPreference)) return primitive + ", limits given back";
+    const bool silent = g_reportPerfFailures == 0 && primitive.starts_with("SET_PERF");
+    return silent ? primitive + ", since standby" : primitive;
+}
+
+int execute(SessionHandle /*session*/, const OrqData* command, const OrqData* request, OrqData* response)
+{
+    constexpr std::size_t headLength = sizeof "execute-primitive TCPU " - 1;
+    const std::string primitive = static_cast<const char*>(command->buf_ptr) + headLength;
+    if (++world.primitivesSinceSleep == spinMax) stopScaling();
+    if (callFails(placed(primitive, request))) return coreFailure;
+    const unsigned reading = primitive == "GET_RAPL_POWER" ? world.powerMw : 0;
+    if (response) std::memcpy(response->buf_ptr, &reading, sizeof reading);
+    return 0;
+}
+
+int registerEvent(SessionHandle /*session*/, std::uint32_t type, const char* /*participant*/, EventCallback callback,
+                  std::uint64_t /*context*/)
+{
+    if (callFails("RegisterEvent")) return coreFailure;
+    world.events[type] = callback;
+    return 0;
+}
+
+int unregisterEvent(SessionHandle /*session*/, std::uint32_t type, const char* /*participant*/,
+                    EventCallback /*callback*/, std::uint64_t /*context*/)
+{
+    world.events.erase(type);
+    return statusOf("UnregisterEvent");
+}
+
+void fillSlots(unsigned char* bytes)
+{
+    auto* const record = reinterpret_cast<OrqInterface*>(bytes);
+    record->Init = init;
+    record->SessionCreate = createSession;
+    record->SessionDestroy = destroySession;
+    record->SessionConnect = connectSession;
+    record->SessionDisconnect = disconnectSession;
+    record->SessionExecute = execute;
+    record->RegisterEvent = registerEvent;
+    record->UnregisterEvent = unregisterEvent;
+}
+
+// --- imports whose name alone does not say what fails -----------------------------------------------------------------
+
+decltype(&CoCreateInstance) createInstanceBefore;
+decltype(&SysAllocString) allocStringBefore;
+decltype(&HeapAlloc) heapAllocBefore;
+decltype(&std::malloc) mallocBefore;
+decltype(&std::free) freeBefore;
+
+HRESULT WINAPI createInstance(REFCLSID classId, IUnknown* outer, DWORD context, REFIID interfaceId, void** result)
+{
+    const bool locator = interfaceId == IID_IWbemLocator;
+    const bool fails = callFails(locator ? "CoCreateInstance, locator" : "CoCreateInstance, apartment");
+    if (!locator) world.apartmentMissing = fails;
+    if (fails) return E_FAIL;
+    return createInstanceBefore(classId, outer, context, interfaceId, result);
+}
+
+BSTR WINAPI allocString(const OLECHAR* text)
+{
+    const std::wstring wide = text;
+    return callFails("SysAllocString, " + std::string(wide.begin(), wide.begin() + 3)) ? nullptr
+                                                                                       : allocStringBefore(text);
+}
+
+LPVOID WINAPI heapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes)
+{
+    const bool record = bytes == sizeof(ModuleRecord);
+    if (callFails(record ? "HeapAlloc, module record" : "HeapAlloc, device list")) return nullptr;
+    return heapAllocBefore(heap, flags, bytes);
+}
+
+// The sink is the one thing that the product allocates without an exception. Where the apartment is missing too, there
+// is one word for both.
+const char* sinkAllocation() { return world.apartmentMissing ? "new EventSink, no apartment" : "new EventSink"; }
+
+// Of a size that nobody else asks for.
+void* renderMalloc(std::size_t size)
+{
+    if (size != eventService.bytes.size()) return mallocBefore(size);
+    if (callFails("malloc, rendered event")) return nullptr;
+    world.renderBuffers += 1;
+    return world.renderBuffer = mallocBefore(size);
+}
+
+void renderFree(void* pointer)
+{
+    if (pointer && pointer == world.renderBuffer) {
+        world.renderBuffers -= 1;
+        world.renderBuffer = nullptr;
+    }
+    freeBefore(pointer);
+}
+
+BOOL WINAPI onMains(LPSYSTEM_POWER_STATUS status)
+{
+    *status = {};
+    status->ACLineStatus = 1;
+    return TRUE;
+}
+
+void WINAPI virtualSleep(DWORD ms)
+{
+    if (ms != 0) pass(ms);
+}
+
+std::vector<std::string> linesOf(const std::string& text)
+{
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        if (!line.empty()) lines.push_back(line);
+    }
+    return lines;
+}
+
+template<class Function>
+using Swap = ImportSwap<Function>;
+
+}  // namespace
+
+struct EngineLife::Imports {
+    Swap<decltype(&Sleep)> sleep{ __imp_Sleep, &virtualSleep };
+    Swap<decltype(&GetSystemPowerStatus)> power{ __imp_GetSystemPowerStatus, &onMains };
+    Swap<decltype(&CoCreateInstance)> create{ __imp_CoCreateInstance, &createInstance };
+    Swap<decltype(&SysAllocString)> text{ __imp_SysAllocString, &allocString };
+    Swap<decltype(&HeapAlloc)> heap{ __imp_HeapAlloc, &heapAlloc };
+    Swap<void* (*)(std::size_t)> allocation{ __imp_malloc, &renderMalloc };
+    Swap<decltype(&std::free)> release{ __imp_free, &renderFree };
+    FailingImport<__imp_GetSystemPowerStatus> powerFails{ "GetSystemPowerStatus", FALSE };
+    FailingImport<__imp_CoInitializeEx> initialize{ "CoInitializeEx", E_FAIL };
+    FailingImport<__imp_CoInitializeSecurity> secure{ "CoInitializeSecurity", E_FAIL };
+    FailingImport<__imp_CoSetProxyBlanket> blanket{ "CoSetProxyBlanket", E_FAIL };
+    FailingImport<__imp_CM_Get_Device_ID_List_SizeA> listSize{ "CM_Get_Device_ID_List_SizeA", CR_FAILURE };
+    FailingImport<__imp_CM_Get_Device_ID_ListA> list{ "CM_Get_Device_ID_ListA", CR_FAILURE };
+    FailingImport<__imp_CM_Get_Device_Interface_List_SizeA> interfaces{ "CM_Get_Device_Interface_List_SizeA",
+                                                                        CR_FAILURE };
+    FailingImport<__imp_CM_Locate_DevNodeA> locate{ "CM_Locate_DevNodeA", CR_FAILURE };
+    FailingImport<__imp_CM_Open_DevNode_Key> openKey{ "CM_Open_DevNode_Key", CR_FAILURE };
+    FailingImport<__imp_RegGetValueA> getValue{ "RegGetValueA", ERROR_ACCESS_DENIED };
+    FailingImport<__imp_GetSystemDirectoryA> systemDirectory{ "GetSystemDirectoryA", 0 };
+    FailingImport<__imp_GetFileAttributesA> attributes{ "GetFileAttributesA", INVALID_FILE_ATTRIBUTES };
+    FailingImport<__imp_LoadLibraryExA> load{ "LoadLibraryExA", nullptr, ERROR_MOD_NOT_FOUND };
+    FailingImport<__imp_GetProcAddress> lookUp{ "GetProcAddress", nullptr, ERROR_PROC_NOT_FOUND };
+    FailingImport<__imp_FormatMessageA> words{ "FormatMessageA", 0 };
+    FailingImport<__imp__beginthreadex> thread{ "_beginthreadex", 0 };
+};
+
+EngineLife::EngineLife()
+{
+    createInstanceBefore = __imp_CoCreateInstance;
+    allocStringBefore = __imp_SysAllocString;
+    heapAllocBefore = __imp_HeapAlloc;
+    mallocBefore = __imp_malloc;
+    freeBefore = __imp_free;
+    world.processEvent = &event;
+    world.apartment = &com.apartment;
+    com.onInitialize = [] { world.initializations += 1; };
+    system.plugInFrameworkDevice(installDirectory);
+    system.files[std::string(installDirectory) + "\\orqcore.dll"] = FILE_ATTRIBUTE_NORMAL;
+    system.files[systemLibrary] = FILE_ATTRIBUTE_NORMAL;
+    system.core.onInterface = [this](unsigned char* record) {
+        fillSlots(record);
+        system.core.interfaceStatus = statusOf("GetOrqInterface");
+    };
+    event.set(L"TargetInstance", unknownValue(&process));
+    process.set(L"Name", textValue(L"game.exe"));
+    process.set(L"ProcessId", numberValue(4711));
+    eventService.setXml(L"<Event><System><EventID>506</EventID></System><EventData>padding</EventData></Event>");
+    noteLog();
+    imports = std::make_unique<Imports>();
+}
+
+EngineLife::~EngineLife() = default;
+
+void EngineLife::live(FailurePlan plan)
+{
+    StandardError standard;
+    planFailures(plan);
+    for (int run = 1; run <= 2; ++run) {
+        beginRun();
+        results.push_back(runEngine(3));
+    }
+    standardError = linesOf(standard.text());
+}
+
+std::uint64_t EngineLife::duration() const { return world.nowMs; }
+
+std::vector<std::string> EngineLife::messages()
+{
+    std::vector<std::string> texts = notedOf("log ");
+    for (std::string& text : texts) text.erase(0, 4);
+    return texts;
+}
+
+int EngineLife::comInitializations() const
+{
+    return world.initializations - static_cast<int>(notedOf("CoUninitialize").size());
+}
+
+int EngineLife::sessions() const { return world.sessions; }
+
+std::size_t EngineLife::registeredEvents() const { return world.events.size(); }
+
+int EngineLife::keys() const
+{
+    const auto opened = static_cast<int>(system.callsOf("CM_Open_DevNode_Key").size());
+    return opened - static_cast<int>(system.callsOf("RegCloseKey").size());
+}
+
+int EngineLife::renderBuffers() const { return world.renderBuffers; }
+
+}  // namespace kelvane::tests
+
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
+{
+    return kelvane::tests::callFails(kelvane::tests::sinkAllocation()) ? nullptr : std::malloc(size);
+}

@@ -1,4 +1,0 @@
-// tests/native/include/wbemidl.h: all of WMI.
-#pragma once
-
-#include <wbemcli.h>

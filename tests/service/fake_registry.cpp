@@ -1,0 +1,127 @@
+// The imports of advapi32 and kernel32; what concerns other handles is passed on.
+#include "tests/service/fake_registry.h"
+
+#include "diagnostics/ansi_text.h"
+#include "tests/support/call_list.h"
+
+#include <cstring>
+
+// The linker's own names of the import slots.
+extern "C" {
+extern decltype(&RegOpenKeyExW) __imp_RegOpenKeyExW;
+extern decltype(&RegCloseKey) __imp_RegCloseKey;
+extern decltype(&RegQueryValueExW) __imp_RegQueryValueExW;
+extern decltype(&RegSetValueExW) __imp_RegSetValueExW;
+extern decltype(&RegNotifyChangeKeyValue) __imp_RegNotifyChangeKeyValue;
+extern decltype(&CreateEventW) __imp_CreateEventW;
+extern decltype(&WaitForSingleObject) __imp_WaitForSingleObject;
+extern decltype(&CloseHandle) __imp_CloseHandle;
+}
+
+namespace kelvane::tests {
+
+namespace {
+
+const auto changeEvent = reinterpret_cast<HANDLE>(0xE0E0);
+FakeRegistry* registry;
+
+std::string nameOf(HKEY key) { return "key" + std::to_string(reinterpret_cast<std::uintptr_t>(key)); }
+
+}  // namespace
+
+struct RegistryCalls {
+    static LSTATUS WINAPI open(HKEY root, LPCWSTR subkey, DWORD options, REGSAM access, PHKEY key)
+    {
+        const std::string name = toAnsi(subkey);
+        note((root == HKEY_LOCAL_MACHINE ? "open " : "open elsewhere ") + name + ", " + std::to_string(options) + ", " +
+             std::to_string(access));
+        const LSTATUS status = registry->onOpen ? registry->onOpen(name) : ERROR_SUCCESS;
+        if (status == ERROR_SUCCESS) *key = reinterpret_cast<HKEY>(++registry->opened);
+        return status;
+    }
+
+    static LSTATUS WINAPI closeKey(HKEY key)
+    {
+        note("close " + nameOf(key));
+        return ERROR_SUCCESS;
+    }
+
+    static LSTATUS WINAPI query(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size)
+    {
+        note("query " + nameOf(key) + ", " + toAnsi(name) + ", " + std::to_string(*size) +
+             (!reserved && type && data ? "" : ", unusual"));
+        if (!registry->valueExists) return ERROR_FILE_NOT_FOUND;
+        const DWORD offered = *size;
+        *size = static_cast<DWORD>(registry->value.size());
+        if (*size > offered) return ERROR_MORE_DATA;
+        *type = registry->type;
+        std::memcpy(data, registry->value.data(), registry->value.size());
+        return ERROR_SUCCESS;
+    }
+
+    static LSTATUS WINAPI set(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size)
+    {
+        DWORD number = 0;
+        std::memcpy(&number, data, sizeof number);
+        note("set " + nameOf(key) + ", " + toAnsi(name) + ", " + std::to_string(reserved) + ", " +
+             std::to_string(type) + ", " + std::to_string(size) + " bytes: " + std::to_string(number));
+        return registry->setResult;
+    }
+
+    static LSTATUS WINAPI notify(HKEY key, BOOL subtree, DWORD filter, HANDLE event, BOOL asynchronous)
+    {
+        note("notify " + nameOf(key) + ", " + std::to_string(subtree) + ", " + std::to_string(filter) +
+             (event == changeEvent ? ", event, " : ", ?, ") + std::to_string(asynchronous));
+        return registry->onNotify ? registry->onNotify() : ERROR_SUCCESS;
+    }
+
+    static HANDLE WINAPI createEvent(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL signalled, LPCWSTR name)
+    {
+        note("create event " + std::to_string(manualReset) + ", " + std::to_string(signalled) +
+             (!attributes && !name ? "" : ", unusual"));
+        return registry->makesEvent ? changeEvent : nullptr;
+    }
+
+    static DWORD WINAPI wait(HANDLE handle, DWORD ms)
+    {
+        if (handle != changeEvent) return registry->wait.real()(handle, ms);
+        note(ms == INFINITE ? "wait" : "wait " + std::to_string(ms));
+        if (registry->waits.empty()) return WAIT_FAILED;
+        const std::function<DWORD()> happens = registry->waits.front();
+        registry->waits.pop_front();
+        return happens();
+    }
+
+    static BOOL WINAPI closeHandle(HANDLE handle)
+    {
+        if (handle != changeEvent) return registry->closeHandle.real()(handle);
+        note("close event");
+        return TRUE;
+    }
+};
+
+FakeRegistry::FakeRegistry()
+    : open(__imp_RegOpenKeyExW, &RegistryCalls::open), closeKey(__imp_RegCloseKey, &RegistryCalls::closeKey),
+      query(__imp_RegQueryValueExW, &RegistryCalls::query), set(__imp_RegSetValueExW, &RegistryCalls::set),
+      notify(__imp_RegNotifyChangeKeyValue, &RegistryCalls::notify),
+      createEvent(__imp_CreateEventW, &RegistryCalls::createEvent),
+      wait(__imp_WaitForSingleObject, &RegistryCalls::wait), closeHandle(__imp_CloseHandle, &RegistryCalls::closeHandle)
+{
+    registry = this;
+}
+
+FakeRegistry::~FakeRegistry() = default;
+
+std::string dword(std::uint32_t number)
+{
+    std::string bytes(sizeof number, '\0');
+    std::memcpy(bytes.data(), &number, sizeof number);
+    return bytes;
+}
+
+std::string wideText(const std::wstring& text)
+{
+    return { reinterpret_cast<const char*>(text.c_str()), (text.size() + 1) * sizeof(wchar_t) };
+}
+
+}  // namespace kelvane::tests

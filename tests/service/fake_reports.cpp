@@ -1,0 +1,36 @@
+// Defines the product's functions themselves, so that the test program does not link the real ones.
+#include "tests/service/fake_reports.h"
+
+#include "diagnostics/ansi_text.h"
+#include "diagnostics/event_log.h"
+#include "diagnostics/service_data.h"
+#include "tests/support/call_list.h"
+
+#include <windows.h>
+
+namespace kelvane {
+
+namespace tests {
+
+std::function<void(const std::wstring&)>& onServiceEvent = *new std::function<void(const std::wstring&)>;
+std::function<void(const std::string&)>& onServiceData = *new std::function<void(const std::string&)>;
+
+}  // namespace tests
+
+const wchar_t serviceName[] = L"Tarvo(R) Kelvane";
+
+void writeServiceData(std::string message)
+{
+    if (tests::onServiceData) tests::onServiceData(message);
+    tests::note("data " + message);
+}
+
+// Leaves a last error of its own, as the real one may.
+void reportServiceEvent(const std::wstring& message)
+{
+    if (tests::onServiceEvent) tests::onServiceEvent(message);
+    tests::note("event " + toAnsi(message));
+    SetLastError(ERROR_ACCESS_DENIED);
+}
+
+}  // namespace kelvane

@@ -1,0 +1,138 @@
+// The imports of advapi32 and kernel32 that the service host calls.
+#include "tests/service/fake_service_manager.h"
+
+#include "diagnostics/ansi_text.h"
+#include "service/service_host.h"
+#include "tests/support/call_list.h"
+
+// The linker's own names of the import slots.
+extern "C" {
+extern decltype(&StartServiceCtrlDispatcherW) __imp_StartServiceCtrlDispatcherW;
+extern decltype(&RegisterServiceCtrlHandlerW) __imp_RegisterServiceCtrlHandlerW;
+extern decltype(&SetServiceStatus) __imp_SetServiceStatus;
+extern decltype(&CreateEventW) __imp_CreateEventW;
+extern decltype(&SetEvent) __imp_SetEvent;
+extern decltype(&CreateThread) __imp_CreateThread;
+extern decltype(&WaitForSingleObject) __imp_WaitForSingleObject;
+extern decltype(&CloseHandle) __imp_CloseHandle;
+extern decltype(&Sleep) __imp_Sleep;
+}
+
+namespace kelvane::tests {
+
+namespace {
+
+const auto statusHandle = reinterpret_cast<SERVICE_STATUS_HANDLE>(0x5C0);
+const auto workerHandle = reinterpret_cast<HANDLE>(0x3030);
+FakeServiceManager* manager;
+
+BOOL failed()
+{
+    SetLastError(manager->lastError);
+    return FALSE;
+}
+
+}  // namespace
+
+const HANDLE fakeStopEvent = reinterpret_cast<HANDLE>(0xE0E0);
+
+struct ManagerCalls {
+    static BOOL WINAPI dispatch(const SERVICE_TABLE_ENTRYW* table)
+    {
+        note("dispatch " + toAnsi(table[0].lpServiceName) +
+             (table[0].lpServiceProc == ServiceMain ? "" : ", another function") +
+             (!table[1].lpServiceName && !table[1].lpServiceProc ? "" : ", no end"));
+        return manager->dispatches ? TRUE : failed();
+    }
+
+    static SERVICE_STATUS_HANDLE WINAPI registerHandler(LPCWSTR name, LPHANDLER_FUNCTION handler)
+    {
+        note("register handler " + toAnsi(name) + (handler == serviceControlHandler ? "" : ", another function"));
+        if (manager->registersHandler) return statusHandle;
+        failed();
+        return nullptr;
+    }
+
+    static BOOL WINAPI setStatus(SERVICE_STATUS_HANDLE handle, LPSERVICE_STATUS status)
+    {
+        std::string text = handle == statusHandle ? "status" : "status of something else";
+        for (const DWORD field :
+             { status->dwServiceType, status->dwCurrentState, status->dwControlsAccepted, status->dwWin32ExitCode,
+               status->dwServiceSpecificExitCode, status->dwCheckPoint, status->dwWaitHint }) {
+            text += " " + std::to_string(field);
+        }
+        note(text);
+        if (manager->onStatus) manager->onStatus(status->dwCurrentState);
+        return manager->refusedStates.contains(status->dwCurrentState) ? failed() : TRUE;
+    }
+
+    static HANDLE WINAPI createEvent(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL signalled, LPCWSTR name)
+    {
+        note("create event " + std::to_string(manualReset) + ", " + std::to_string(signalled) +
+             (!attributes && !name ? "" : ", unusual"));
+        if (manager->makesEvent) return fakeStopEvent;
+        failed();
+        return nullptr;
+    }
+
+    static BOOL WINAPI setEvent(HANDLE event)
+    {
+        if (event != fakeStopEvent) return manager->setEvent.real()(event);
+        note("set event");
+        return manager->setsEvent ? TRUE : failed();
+    }
+
+    static HANDLE WINAPI createThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T stack, LPTHREAD_START_ROUTINE start,
+                                      LPVOID argument, DWORD flags, LPDWORD id)
+    {
+        if (start != serviceWorker) {
+            return manager->createThread.real()(attributes, stack, start, argument, flags, id);
+        }
+        const bool plain = !attributes && stack == 0 && !argument && flags == 0;
+        note(plain ? "create worker" : "create unusual worker");
+        return manager->makesThread ? workerHandle : nullptr;
+    }
+
+    static DWORD WINAPI wait(HANDLE handle, DWORD ms)
+    {
+        const std::string time = ms == INFINITE ? "without limit" : std::to_string(ms);
+        if (handle == fakeStopEvent) {
+            note("poll " + time);
+            return manager->onPoll ? manager->onPoll() : WAIT_OBJECT_0;
+        }
+        if (handle != workerHandle && handle != nullptr) return manager->wait.real()(handle, ms);
+        note((handle ? "wait for worker " : "wait for nothing ") + time);
+        if (manager->onThreadWait) manager->onThreadWait();
+        return handle ? WAIT_OBJECT_0 : WAIT_FAILED;
+    }
+
+    static BOOL WINAPI closeHandle(HANDLE handle)
+    {
+        if (handle && handle != fakeStopEvent && handle != workerHandle) return manager->closeHandle.real()(handle);
+        note(handle == fakeStopEvent ? "close event" : handle ? "close worker" : "close nothing");
+        return TRUE;
+    }
+
+    static void WINAPI sleep(DWORD ms)
+    {
+        if (ms == 0) return;
+        note("sleep " + std::to_string(ms));
+        if (manager->onSleep) manager->onSleep(ms);
+    }
+};
+
+FakeServiceManager::FakeServiceManager()
+    : dispatch(__imp_StartServiceCtrlDispatcherW, &ManagerCalls::dispatch),
+      registerHandler(__imp_RegisterServiceCtrlHandlerW, &ManagerCalls::registerHandler),
+      setStatus(__imp_SetServiceStatus, &ManagerCalls::setStatus),
+      createEvent(__imp_CreateEventW, &ManagerCalls::createEvent), setEvent(__imp_SetEvent, &ManagerCalls::setEvent),
+      createThread(__imp_CreateThread, &ManagerCalls::createThread),
+      wait(__imp_WaitForSingleObject, &ManagerCalls::wait), closeHandle(__imp_CloseHandle, &ManagerCalls::closeHandle),
+      sleep(__imp_Sleep, &ManagerCalls::sleep)
+{
+    manager = this;
+}
+
+FakeServiceManager::~FakeServiceManager() = default;
+
+}  // namespace kelvane::tests

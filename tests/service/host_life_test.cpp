@@ -1,0 +1,165 @@
+// Every call of the platform fails once, and every call from each one on.
+#include "tests/service/host_life.h"
+#include "tests/support/repeated_cases.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace kelvane::tests {
+namespace {
+
+using testing::ElementsAre;
+using testing::UnorderedElementsAreArray;
+
+using Texts = std::vector<std::string>;
+
+const char* const capabilityWritten = "data Capability key is present";
+const char* const driversPresent = "data ORQ drivers are present , Capability value is set to 2";
+const char* const driversMissing = "data ORQ drivers are not presnt present , Capability value is set to 1";
+const char* const installDrivers = "event KV::Orq Drivers are not present, Please install the drivers";
+const char* const watcherClosed = "data  registryNotify() is closed";
+const char* const notStopped = "event Unable to set service status to STOP";
+
+// What a failing call adds to the reports of a life in which nothing fails, and what it takes from them.
+struct Failure {
+    const char* call;
+    Texts added;
+    Texts lost;
+};
+
+// A call that does not stand here fails without a word.
+const Failure failures[] = {
+    { "StartServiceCtrlDispatcherW",
+      { "event Kelvane: Main: StartServiceCtrlDispatcher returned error" },
+      { capabilityWritten, driversPresent, driversMissing, installDrivers } },
+    { "RegisterServiceCtrlHandlerW", {}, { capabilityWritten, driversPresent, driversMissing, installDrivers } },
+    { "SetServiceStatus, 2", { "event ServiceMain: Unable to start the service after registering with SCM" }, {} },
+    { "SetServiceStatus, 4", { "event ServiceMain: unable to set the service status" }, {} },
+    { "SetServiceStatus, 3", { notStopped }, {} },
+    { "SetServiceStatus, 1", { "event ServiceMain: Unable to STOP the service" }, {} },
+    { "CreateEventW, stop", {}, { capabilityWritten, driversPresent, driversMissing, installDrivers } },
+    { "CreateThread", {}, { capabilityWritten, driversPresent, driversMissing, installDrivers } },
+    { "SetEvent", { notStopped }, {} },
+
+    { "RegOpenKeyExW, driver", { installDrivers, driversMissing }, { driversPresent } },
+    { "RegOpenKeyExW, capability",
+      { "data KV registry write failed", "event KV Registry is not exists, Install the package again" },
+      { capabilityWritten } },
+    { "RegSetValueExW", { "event KV Capability value is not present" }, { capabilityWritten } },
+
+    { "RegOpenKeyExW, control", { "event KV::Failed in RegOpenKeyEx LITSSVC IC KV with kiostot control" }, {} },
+    { "CreateEventW, change", { "event KV::CreateEvent Failed" }, {} },
+    { "RegNotifyChangeKeyValue", { "event KV::RegNotifyChangeKeyValue Failed" }, {} },
+    { "RegNotifyChangeKeyValue again", { watcherClosed }, {} },
+    { "WaitForSingleObject, change", { "event Error occurred while waiting for registry change.", watcherClosed }, {} },
+    { "RegQueryValueExW", { "event KV::LITSSVC: Registry value KV is not present in the registry" }, {} },
+};
+
+bool contains(const Texts& texts, const std::string& text) { return std::ranges::find(texts, text) != texts.end(); }
+
+bool failed(const std::string& call) { return contains(callsFailed(), call); }
+
+class LifeOfTheHost : public testing::TestWithParam<bool> {
+protected:
+    static Texts usualReports()
+    {
+        if (GetParam()) return { capabilityWritten, driversPresent };
+        return { installDrivers, capabilityWritten, driversMissing };
+    }
+
+    // Reports of a life with a single failure. What is reported anyway is not reported twice.
+    static Texts expectedReports()
+    {
+        Texts reports = usualReports();
+        for (const Failure& failure : failures) {
+            if (!failed(failure.call)) continue;
+            std::erase_if(reports, [&](const std::string& report) { return contains(failure.lost, report); });
+            std::ranges::copy_if(failure.added, std::back_inserter(reports),
+                                 [usual = reports](const std::string& report) { return !contains(usual, report); });
+        }
+        return reports;
+    }
+
+    static Texts expectedStates()
+    {
+        if (failed("StartServiceCtrlDispatcherW") || failed("RegisterServiceCtrlHandlerW")) return {};
+        if (failed("CreateEventW, stop")) return { "state 2", "state 1" };
+        if (failed("CreateThread")) return { "state 2", "state 4", "state 1" };
+        return { "state 2", "state 4", "state 3", "state 1" };
+    }
+
+    void expectTheRest(FailurePlan plan)
+    {
+        EXPECT_EQ(life.exitCode, failed("StartServiceCtrlDispatcherW") ? ERROR_ACCESS_DENIED : 0);
+        EXPECT_EQ(HostLife::states(), expectedStates());
+        expectNothingOpenBut();
+        // A stop that could not be signalled, or whose signal cannot be read, is never noticed.
+        const bool unnoticed = failed("SetEvent") || (plan.onward && failed("WaitForSingleObject, stop"));
+        EXPECT_EQ(HostLife::slept() > HostLife::patienceMs, unnoticed);
+    }
+
+    // Deliberately kept: the handle of the first driver's key; that of a capability that could not be written; one of
+    // the control key for each change of it, and while the watcher waits for the next, the first one and its event.
+    static void expectNothingOpenBut()
+    {
+        const bool waits = HostLife::watcherWaits();
+        const bool leftEarly = failed("CreateEventW, change");
+        const int control = HostLife::opened("control");
+        EXPECT_EQ(HostLife::open("driver"), std::min(HostLife::opened("driver"), 1));
+        EXPECT_EQ(HostLife::open("capability"), failed("RegSetValueExW") ? 1 : 0);
+        EXPECT_EQ(HostLife::open("control"), control - (control == 0 || waits || leftEarly ? 0 : 1));
+        EXPECT_EQ(HostLife::events(), waits ? 1 : 0);
+        EXPECT_EQ(HostLife::sources(), 0);
+        EXPECT_EQ(HostLife::threads(), 0);
+    }
+
+    HostLife life;
+};
+
+TEST_P(LifeOfTheHost, WithoutAFailureStartsAnEngineAndStops)
+{
+    life.live({}, GetParam());
+
+    expectTheRest({});
+    EXPECT_THAT(life.reports(), UnorderedElementsAreArray(usualReports()));
+    EXPECT_THAT(HostLife::states(), ElementsAre("state 2", "state 4", "state 3", "state 1"));
+    EXPECT_EQ(HostLife::open("control"), 3);
+    EXPECT_EQ(HostLife::engineStarts(1), 1);
+}
+
+TEST_P(LifeOfTheHost, SurvivesEachCallThatFailsOnce)
+{
+    const int call = numberOfCase();
+    life.live({ call, false }, GetParam());
+    if (call == 0) return repeatInChildren(static_cast<int>(callsMade().size()));
+
+    expectTheRest({ call, false });
+    Texts expected = expectedReports();
+    const Texts reports = life.reports();
+    if (failed("RegisterEventSourceW") || failed("ReportEventW")) std::erase(expected, installDrivers);
+    if (failed("fopen, service data")) {
+        EXPECT_EQ(reports.size() + 1, expected.size());
+        EXPECT_THAT(reports, testing::IsSubsetOf(expected));
+    } else {
+        EXPECT_THAT(reports, UnorderedElementsAreArray(expected));
+    }
+}
+
+// With the channels gone too, nothing is told but what was told before.
+TEST_P(LifeOfTheHost, SurvivesEachCallThatFailsWithAllBehindIt)
+{
+    const int call = numberOfCase();
+    life.live({ call, true }, GetParam());
+    if (call == 0) return repeatInChildren(static_cast<int>(callsMade().size()));
+
+    expectTheRest({ call, true });
+    EXPECT_THAT(life.reports(), testing::IsSubsetOf(usualReports()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, LifeOfTheHost, testing::Bool(),
+                         [](const auto& present) { return present.param ? "WithDrivers" : "WithoutDrivers"; });
+
+}  // namespace
+}  // namespace kelvane::tests
