@@ -20,16 +20,6 @@ std::atomic<int> g_orqDisconnected = 0;
 
 namespace {
 
-constexpr std::uint32_t eventParticipantSuspended = 5;
-constexpr std::uint32_t eventParticipantResumed = 6;
-constexpr std::uint32_t eventLogVerbosity = 34;
-constexpr std::uint32_t eventUnhandled =
-    44;  // registered as the framework expects of its clients; nothing is done on it
-constexpr std::uint32_t eventPowerScheme = 72;
-constexpr std::uint32_t eventPowerSlider = 106;
-constexpr std::uint32_t eventWorkload = 183;
-constexpr std::uint32_t eventDisconnected = 10000;
-
 constexpr char processor[] = "TCPU";
 
 struct Registration {

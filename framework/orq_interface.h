@@ -17,6 +17,16 @@ constexpr std::uint32_t orqTypeText = 8;         // NUL-terminated command text
 constexpr std::uint32_t orqTypePower = 26;       // mW
 constexpr std::uint32_t orqTypePreference = 29;  // 0..10000
 
+// Events, by type. This program registers for all but the first two, which come unasked.
+constexpr std::uint32_t eventParticipantSuspended = 5;
+constexpr std::uint32_t eventParticipantResumed = 6;
+constexpr std::uint32_t eventLogVerbosity = 34;
+constexpr std::uint32_t eventUnhandled = 44;  // the framework expects its clients to register; nothing is done on it
+constexpr std::uint32_t eventPowerScheme = 72;
+constexpr std::uint32_t eventPowerSlider = 106;
+constexpr std::uint32_t eventWorkload = 183;
+constexpr std::uint32_t eventDisconnected = 10000;
+
 struct ApplicationRecord;  // framework/session.h
 
 #pragma pack(push, 1)

@@ -1,6 +1,7 @@
 // Checks a scenario line by line and turns each into a typed input; the first fault ends the reading.
 #include "simulator/formats/scenario.h"
 
+#include "framework/orq_interface.h"
 #include "simulator/formats/csv.h"
 
 #include <algorithm>
@@ -63,8 +64,14 @@ struct EventType {
 };
 
 constexpr EventType eventTypes[] = {
-    { 5, Payload::none },  { 6, Payload::none },   { 34, Payload::word },  { 44, Payload::none },
-    { 72, Payload::word }, { 106, Payload::word }, { 183, Payload::word }, { 10000, Payload::none },
+    { eventParticipantSuspended, Payload::none },
+    { eventParticipantResumed, Payload::none },
+    { eventLogVerbosity, Payload::word },
+    { eventUnhandled, Payload::none },
+    { eventPowerScheme, Payload::word },
+    { eventPowerSlider, Payload::word },
+    { eventWorkload, Payload::word },
+    { eventDisconnected, Payload::none },
 };
 
 EventType parseEventType(const std::string& text)

@@ -192,12 +192,12 @@ struct EventPayload {
 EventPayload payloadOf(std::uint32_t eventType)
 {
     switch (eventType) {
-    case 5:
-    case 6: return { eventType, 0, "TCPU" };
-    case 34:
-    case 106: return { eventType, 4, nullptr };
-    case 72: return { eventType, 16, nullptr };
-    case 183: return { eventType, 4, "TCPU" };
+    case eventParticipantSuspended:
+    case eventParticipantResumed: return { eventType, 0, "TCPU" };
+    case eventLogVerbosity:
+    case eventPowerSlider: return { eventType, 4, nullptr };
+    case eventPowerScheme: return { eventType, 16, nullptr };
+    case eventWorkload: return { eventType, 4, "TCPU" };
     default: return { eventType, 0, nullptr };
     }
 }

@@ -23,7 +23,7 @@ PRODUCT = {
 }
 SIMULATOR = {
     "simulator/model": set(),
-    "simulator/formats": {"simulator/model"},
+    "simulator/formats": {"simulator/model", "framework"},  # the types of its events
     "simulator/platform": {"simulator/formats", "simulator/model", *PRODUCT},
     "simulator/replay": {"simulator/platform", "simulator/formats", "simulator/model", *PRODUCT},
     "simulator/standins": {"simulator/platform", "simulator/formats", "simulator/model"},
