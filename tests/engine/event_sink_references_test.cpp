@@ -20,10 +20,15 @@ void giveBack(void* memory)
 
 }  // namespace
 
-// The program's own, so that a deletion can be seen.
+// The program's own, all of them together, so that a deletion can be seen and each pairs with what it gives back.
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
+{
+    return std::malloc(size > 0 ? size : 1);
+}
+
 void* operator new(std::size_t size)
 {
-    void* const memory = std::malloc(size > 0 ? size : 1);
+    void* const memory = operator new(size, std::nothrow);
     if (!memory) throw std::bad_alloc();
     return memory;
 }
@@ -31,6 +36,8 @@ void* operator new(std::size_t size)
 void operator delete(void* memory) noexcept { giveBack(memory); }
 
 void operator delete(void* memory, std::size_t /*size*/) noexcept { giveBack(memory); }
+
+void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept { giveBack(memory); }
 
 namespace kelvane::tests {
 namespace {
