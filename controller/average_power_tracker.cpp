@@ -39,9 +39,10 @@ bool isSteady(int p)
     return (notBelow && notAbove) || p < tinyPowerMw || previous < tinyPrevPowerMw;
 }
 
-void takeAverage(int p)
+void averageWhenWindowIsFull(int p)
 {
-    if (avgCnt < activeIdle * idleWindow + avgWindowMin) return;
+    const int window = activeIdle != 0 ? avgWindowMin + idleWindow : avgWindowMin;
+    if (avgCnt < window) return;
     NewPIDAvgPwr = plusTenth(avgSum / avgN);
     if (avgWindowMin < windowThatAverages || avgN >= avgSampleLimit) {
         avgSum = avgWindowMin >= windowThatAverages ? NewPIDAvgPwr : p;
@@ -86,7 +87,7 @@ void averagePowerTracker(std::uint32_t /*acMode*/, int cpuPL1, int restorePendin
     avgN += 1;
     avgSum += p;
     if (isSteady(p) && !clipCleared) {
-        takeAverage(p);
+        averageWhenWindowIsFull(p);
     } else {
         resetAverage(p);
     }

@@ -22,12 +22,12 @@ void onPowerUp(LoopState& loop);
 // only the base of the next probe.
 void onNoChange(LoopState& loop);
 
-constexpr int standsStill = 3;  // incnttype
+constexpr int unchanged = 3;  // incnttype
 
 // When prefMax is what it was a step ago: counts the repeat, and after leastRangeLimit of them moves prefMax by `step`.
 // Returns whether it was. Up and No change use it.
-bool standStill(LoopState& loop, int step);
+bool countUnchanged(LoopState& loop, int step);
 
-void logStandStill(const LoopState& loop);
+void logUnchanged(const LoopState& loop);
 
 }  // namespace kelvane

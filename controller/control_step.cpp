@@ -97,17 +97,18 @@ void controlStep(LoopState& loop)
     readPowerSource();
     readWorkloadClassification();
     measure(loop);
-    account(loop);
+    countStep(loop);
     if (stepThroughActiveIdle(loop)) return;
-    testPidOn();
+    leavePidOnTest();
     selectTier(loop);
     applyPowerCeiling(loop);
     resetOnWorkloadChange(loop);
     decideRestore(loop);
     logStatus(loop);
     noteModeChange();
-    takeProcessStart(loop);
-    clearStepInputs(loop);
+    handleProcessStart(loop);
+    clearStepInputs();
+    preparePowers(loop);
     switch (chooseBranch(loop)) {
     case Branch::clip: onClip(loop); break;
     case Branch::noChange: onNoChange(loop); break;
@@ -129,7 +130,7 @@ void measure(LoopState& loop)
     averagePowerTracker(acMode, cpuPL1, loop.restorePending, clipCleared);
 }
 
-void account(LoopState& loop)
+void countStep(LoopState& loop)
 {
     pwrCeiling = cpuPL1 - bySource(ceilingBelowPL1Mw);
     if (onMains() && g_workload != heavyWorkload && pkgPower > cpuPL1 / 2) PerfRange += 1000;
@@ -155,7 +156,7 @@ bool stepThroughActiveIdle(LoopState& loop)
     return true;
 }
 
-void testPidOn()
+void leavePidOnTest()
 {
     if (pidOnTestState != 2 || pkgPower <= bySource(pidOnTestMw)) return;
     pidOnTestState = 0;
@@ -205,13 +206,13 @@ void resetOnWorkloadChange(LoopState& loop)
     loop.tempPerfRange = loop.floor;
 }
 
-void logStatus(LoopState& loop)
+void logStatus(const LoopState& loop)
 {
     logLine(logInfo, " * Kv_opt ==", Kv_opt, " ** PID_Change ==: ", PID_Change, " ** g_powerSlider =: ", g_powerSlider,
             " ** exitCount =: ", exitCount);
-    loop.avgPwr = pwrSum / avgCount;  // never by 0: this step was counted
+    const std::int64_t avgPwr = pwrSum / avgCount;  // never by 0: this step was counted
     logLine(logInfo, " ** NewPID = ", NewPID, " ** AC Mode = ", acMode, " ** PostPID = ", loop.PostPID,
-            " ** Clip Count ==", loop.clipCount, " ** Avg Pwr==", loop.avgPwr);
+            " ** Clip Count ==", loop.clipCount, " ** Avg Pwr==", avgPwr);
 }
 
 void noteModeChange()
@@ -223,7 +224,7 @@ void noteModeChange()
     logLine(logInfo, " *** Mode change avg pwr reset kv_opt = ", Kv_opt, "kv_off_f = ", kv_off_f);
 }
 
-void takeProcessStart(LoopState& loop)
+void handleProcessStart(LoopState& loop)
 {
     if (PID_Change == 0) return;
     logLine(logInfo, " **** PIDx- 0 PIC *Pkg power = ", pkgPower, " *Perf Max = ", loop.prefMax,
@@ -241,12 +242,16 @@ void takeProcessStart(LoopState& loop)
     if (noOfPids != 0) forgetTrackedProcess();
 }
 
-void clearStepInputs(LoopState& loop)
+void clearStepInputs()
 {
     clearProcessName();
     noOfPids = 0;
     activeIdle = 0;
     g_trackedProcessIdCount = 0;
+}
+
+void preparePowers(LoopState& loop)
+{
     loop.DeltaPkgpwr = 0;
     loop.incnttype = 0;
     loop.prev = pkgPowerPrev;

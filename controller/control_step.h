@@ -19,13 +19,13 @@ void readPowerSource();
 void measure(LoopState& loop);
 
 // pwrCeiling, PerfRange on mains at high power, the statistics, lastPrefMax; the next probe's sleep, provisionally.
-void account(LoopState& loop);
+void countStep(LoopState& loop);
 
 // PIDx 5: enters, keeps or leaves Active Idle. Returns whether the step ends here.
 bool stepThroughActiveIdle(LoopState& loop);
 
 // Ends the state that the first Active Idle entry began.
-void testPidOn();
+void leavePidOnTest();
 
 // PerfRange and the tier's thresholds from pkgPower; prefMax is reloaded from what was written last.
 void selectTier(LoopState& loop);
@@ -36,16 +36,19 @@ void resetOnWorkloadChange(LoopState& loop);
 
 // (decideRestore: controller/restore.h)
 
-void logStatus(LoopState& loop);
+void logStatus(const LoopState& loop);
 
 // Starts the statistics afresh when scaling was switched off or on.
 void noteModeChange();
 
 // PIDx- 0 PIC: a process started. Without enough power behind it the start is forgotten and prefMax brought back.
-void takeProcessStart(LoopState& loop);
+void handleProcessStart(LoopState& loop);
 
-// Clears what is counted per step.
-void clearStepInputs(LoopState& loop);
+// Clears what other threads count per step.
+void clearStepInputs();
+
+// What the branches work with: the power of the step before, and no change yet.
+void preparePowers(LoopState& loop);
 
 enum class Branch { clip, noChange, up, down };
 

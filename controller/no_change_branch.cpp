@@ -4,7 +4,7 @@
 
 namespace kelvane {
 
-bool standStill(LoopState& loop, int step)
+bool countUnchanged(LoopState& loop, int step)
 {
     if (loop.prefMax != lastPrefMax) return false;
     if (leastRangeCount > leastRangeLimit) {
@@ -13,11 +13,11 @@ bool standStill(LoopState& loop, int step)
     } else {
         leastRangeCount += 1;
     }
-    loop.incnttype = standsStill;
+    loop.incnttype = unchanged;
     return true;
 }
 
-void logStandStill(const LoopState& loop)
+void logUnchanged(const LoopState& loop)
 {
     logLine(logInfo, " *** PIDx 6 No change in PrefMax, within least range = ", leastRangeCount,
             " ** incnttype = ", loop.incnttype);
@@ -25,11 +25,11 @@ void logStandStill(const LoopState& loop)
 
 void onNoChange(LoopState& loop)
 {
-    const bool stoodStill = standStill(loop, leastRangeStep);
+    const bool isUnchanged = countUnchanged(loop, leastRangeStep);
     loop.PostPID = 0;
     pkgPowerPrev = pkgPower;
     prevClipCount = loop.clipCount;
-    if (stoodStill) logStandStill(loop);
+    if (isUnchanged) logUnchanged(loop);
 }
 
 }  // namespace kelvane

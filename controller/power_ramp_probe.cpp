@@ -35,7 +35,7 @@ int rampPercent()
 
 std::int64_t raisedBy(std::int64_t power, int percent) { return power + power * percent / 100; }
 
-// The locals of one probe that its samples share.
+// A rise of power within one probe, and the ceiling raised for it.
 struct Ramp {
     int prefMax;  // the ceiling to come back to
     int tempPwr;  // the raised one
@@ -45,7 +45,7 @@ struct Ramp {
     std::int64_t ppd_dash = raisedBy(pkgPower, pct - 10);
 };
 
-void raiseCeiling(Ramp& ramp, std::int64_t deltaloop)
+void raiseCeilingFor(Ramp& ramp, std::int64_t deltaloop)
 {
     if (deltaloop > 6000) {
         setPerfmax(fullPreference);
@@ -64,7 +64,7 @@ void followRamp(Ramp& ramp, int pwr, int pp, int i)
 {
     if (pp > raisedBy(lastLoopAvg, ramp.pct) && pp > ramp.rampHigh) {
         const std::int64_t deltaloop = std::int64_t{ pp } - pkgPower;
-        raiseCeiling(ramp, deltaloop);
+        raiseCeilingFor(ramp, deltaloop);
         if (appliedPrefMax > ramp.prefMax) {
             ramp.raised = true;
             logLine(logInfo, " * Increase tempPwr ==", pwr, " * pp ==", pp, " * deltaloop ==", deltaloop,
@@ -78,12 +78,27 @@ void followRamp(Ramp& ramp, int pwr, int pp, int i)
     }
 }
 
+// Deliberate: bit 1 of the sample's index decides, not a bit of the clip reasons.
+bool looksForRamp(int i, int prefMax) { return (i & 2) != 0 && prefMax < rampPrefMax; }
+
+void answerSample(Ramp& ramp, int pwr, int pp, int i, std::int64_t PL1Mw)
+{
+    clipPending = 0;
+    if (PID_Change == 0 && pkgPower >= rampPowerMw && pwr < PL1Mw) followRamp(ramp, pwr, pp, i);
+}
+
+void answerClip()
+{
+    clipPending = 0;
+    setPerfmax(fullPreference);
+}
+
 }  // namespace
 
-int powerRampProbe(std::uint32_t acMode, int prefMax, std::uint32_t cpuPL1, std::uint32_t sampleSleep)
+int powerRampProbe(std::uint32_t lineStatus, int prefMax, std::uint32_t PL1Mw, std::uint32_t sleepMs)
 {
     const int n = activeIdle ? probeSamplesIdle : probeSamples;
-    const int idleExitMw = acMode != 0 ? idleEntryMw.mains : idleEntryMw.battery;
+    const int idleExitMw = lineStatus != 0 ? idleEntryMw.mains : idleEntryMw.battery;
     Ramp ramp = { .prefMax = prefMax, .tempPwr = prefMax };
     int clipped = 0;
     std::int64_t sum = 0;
@@ -92,26 +107,22 @@ int powerRampProbe(std::uint32_t acMode, int prefMax, std::uint32_t cpuPL1, std:
     for (int i = 0; i < n; ++i) {
         const int clipReasons = getIaClipReasons(g_sessionHandle);
         const int pwr = toMilliwatts(getRaplPower(g_sessionHandle));
-        sum += pwr;
         if (clipReasons == -1 && g_reportPerfFailures == 1) return -1;
+        sum += pwr;
         pp = static_cast<int>(sum / (i + 1));
 
         if (static_cast<unsigned>(clipReasons) & clipBit) {
             clipped += 1;
-            clipPending = 0;
-            setPerfmax(fullPreference);
-        } else if ((i & 2) != 0 &&
-                   prefMax < rampPrefMax) {  // Deliberate: bit 1 of the sample's index, not of a reason.
-            clipPending = 0;
-            if (PID_Change == 0 && pkgPower >= rampPowerMw && pwr < std::int64_t{ cpuPL1 })
-                followRamp(ramp, pwr, pp, i);
+            answerClip();
+        } else if (looksForRamp(i, prefMax)) {
+            answerSample(ramp, pwr, pp, i, PL1Mw);
         }
         if (pp > idleExitMw && activeIdle) {
-            sampleSleep = probeSleepMsAfterWake;
+            sleepMs = probeSleepMsAfterWake;
             setPerfmax(PerfRange);
         }
         lastLoopAvg = pp;
-        Sleep(sampleSleep);
+        Sleep(sleepMs);
     }
     pkgPower = std::min(pp, pkgPowerMwMax);
     return clipped;

@@ -11,8 +11,20 @@ namespace kelvane {
 namespace {
 
 constexpr int burstOver = 2;  // NewPID
-constexpr int highPrefMax = 5000;
 constexpr int smallTarget = 4000;
+constexpr int leastExcess = 501;  // of prefMax over PerfRange; less is left alone
+
+// Down from above `abovePrefMax` in larger steps than from below; `lowFloor` gives one more.
+struct RestoreBand {
+    int abovePrefMax;
+    int lowFloor;
+    int step;
+};
+
+constexpr RestoreBand restoreBands[] = {
+    { 5000, 2000, 500 },
+    { 2000, 1000, 250 },
+};
 
 // Power above this is still rising, in mW.
 std::int64_t restoreLevel()
@@ -28,23 +40,24 @@ std::int64_t restoreLevel()
     return previous + previous * pct / 100;
 }
 
-// PerfRange and some room above it: `step` for a floor below `lowFloor`, and more steps on mains while that is little.
-int restoreTarget(const LoopState& loop, int lowFloor, int step)
+// PerfRange and some room above it: a step for a low floor, and more steps on mains while that is little.
+int restoreTarget(const RestoreBand& band, int floor)
 {
     int t = PerfRange;
-    if (loop.floor < lowFloor) t += step;
-    if (t < smallTarget) t += (acFactor() + 1) * step;
+    if (floor < band.lowFloor) t += band.step;
+    if (t < smallTarget) t += (acFactor() + 1) * band.step;
     return t;
 }
 
+// Never upwards.
 int restoredCeiling(const LoopState& loop)
 {
     const int prefMax = loop.prefMax;
-    if (prefMax > highPrefMax) {
-        return prefMax > PerfRange ? std::min(prefMax, restoreTarget(loop, 2000, 500)) : prefMax;
+    if (prefMax <= PerfRange) return prefMax;
+    for (const RestoreBand& band : restoreBands) {
+        if (prefMax > band.abovePrefMax) return std::min(prefMax, restoreTarget(band, loop.floor));
     }
-    if (prefMax > 2000 && prefMax > PerfRange) return std::min(prefMax, restoreTarget(loop, 1000, 250));
-    return prefMax - PerfRange >= 501 ? std::min(prefMax, PerfRange) : prefMax;
+    return prefMax - PerfRange >= leastExcess ? PerfRange : prefMax;
 }
 
 void restorePerformance(LoopState& loop)
@@ -61,14 +74,11 @@ void restorePerformance(LoopState& loop)
 
 void decideRestore(LoopState& loop)
 {
-    if (pkgPower > restoreLevel() && NewPID == burstOver) {
-        loop.delayedRestore = 1;
-        logLine(logInfo, " ** delayed Restore ==");
-    }
-    if (loop.restorePending > 0 && NewPID == burstOver && PID_Change == 0 && loop.delayedRestore == 0 && Kv_opt != 0) {
+    const bool delayed = pkgPower > restoreLevel() && NewPID == burstOver;
+    if (delayed) logLine(logInfo, " ** delayed Restore ==");
+    if (loop.restorePending > 0 && NewPID == burstOver && PID_Change == 0 && !delayed && Kv_opt != 0) {
         restorePerformance(loop);
     } else {
-        loop.delayedRestore = 0;
         perfRestored = 0;
     }
 }

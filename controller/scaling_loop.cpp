@@ -101,7 +101,7 @@ bool stopRequested()
 }
 
 // g_engineState stays as the request left it.
-std::uint32_t takeStopPath()
+std::uint32_t runStopPath()
 {
     g_stopDone = 0;
     {
@@ -134,7 +134,7 @@ std::uint32_t scalingLoop()
     if (!startScaling()) return loopResult;
     LoopState loop;
     while (g_serviceStopping != 1) {
-        if (stopRequested()) return takeStopPath();
+        if (stopRequested()) return runStopPath();
         controlStep(loop);
     }
     return endOfService();

@@ -13,11 +13,14 @@ namespace kelvane {
 
 namespace {
 
+// The pause of a burst that prolongs another.
 constexpr std::uint32_t pauseMs = 1000;
-constexpr std::uint32_t pauseMsAfterLeastRange = 500;
-constexpr std::uint32_t pauseMsAtLightPower = 2000;
+constexpr std::uint32_t pauseMsAfterSmallRise = 500;
+constexpr std::uint32_t pauseMsAtLightPower = 2000;  // also of a burst that begins afresh
 constexpr int lightPowerMw = 5000;
 constexpr int steepRiseMw = 5000;
+
+enum class Rise { full, twoFifths, fifth, tenth, small };
 
 void measureRise(LoopState& loop)
 {
@@ -32,30 +35,33 @@ void measureRise(LoopState& loop)
     }
 }
 
-void riseWithinLeastRange(LoopState& loop)
+void raiseWithinLeastRange(LoopState& loop)
 {
-    if (standStill(loop, upStep)) return;
+    if (countUnchanged(loop, upStep)) return;
     leastRangeCount = 0;
     if (loop.prefMax < loop.floor) loop.prefMax = loop.floor + 100;
 }
 
-// Raises prefMax; returns how long a burst that begins now is to pause, in ms.
-std::uint32_t raiseCeiling(LoopState& loop)
+// How large the rise is against Xf, the fifth of the power before.
+Rise classifyRise(const LoopState& loop)
 {
     const bool afterBurst = loop.PostPID == 1 && loop.prefMax < fullPreference;
-    if (pkgPower > pwrCeiling || loop.DeltaPkgpwr > steepRiseMw || afterBurst) {
-        loop.prefMax = fullPreference;
-    } else if (loop.DeltaPkgpwr >= std::int64_t{ 2 } * loop.Xf) {
-        loop.prefMax += loop.DeltaPkgpwr < 1000 && pkgPower < 4000 ? 1000 : 1500;
-    } else if (loop.DeltaPkgpwr >= loop.Xf) {
-        loop.prefMax += 400;
-    } else if (loop.DeltaPkgpwr >= loop.Xf / 2) {
-        loop.prefMax += 200;
-    } else {
-        riseWithinLeastRange(loop);
-        return pauseMsAfterLeastRange;
+    if (pkgPower > pwrCeiling || loop.DeltaPkgpwr > steepRiseMw || afterBurst) return Rise::full;
+    if (loop.DeltaPkgpwr >= std::int64_t{ 2 } * loop.Xf) return Rise::twoFifths;
+    if (loop.DeltaPkgpwr >= loop.Xf) return Rise::fifth;
+    if (loop.DeltaPkgpwr >= loop.Xf / 2) return Rise::tenth;
+    return Rise::small;
+}
+
+void raiseCeiling(LoopState& loop, Rise rise)
+{
+    switch (rise) {
+    case Rise::full: loop.prefMax = fullPreference; break;
+    case Rise::twoFifths: loop.prefMax += loop.DeltaPkgpwr < 1000 && pkgPower < 4000 ? 1000 : 1500; break;
+    case Rise::fifth: loop.prefMax += 400; break;
+    case Rise::tenth: loop.prefMax += 200; break;
+    case Rise::small: raiseWithinLeastRange(loop); break;
     }
-    return pauseMs;
 }
 
 void capAboveTier(LoopState& loop)
@@ -68,13 +74,17 @@ void capAboveTier(LoopState& loop)
     }
 }
 
-// Deliberate: unlike in the Down branch, the power source does not count here.
-void beginBurst(LoopState& loop, std::uint32_t pauseAfter)
+std::uint32_t pauseOfBurst(const LoopState& loop, Rise rise)
 {
-    const bool light = pkgPower < lightPowerMw;
-    if (light) pauseAfter = pauseMsAtLightPower;
-    startBurst(loop, light ? 2 : 3);
-    Sleep(loop.restorePending != 0 ? pauseAfter : pauseMsAtLightPower);
+    if (loop.restorePending == 0 || pkgPower < lightPowerMw) return pauseMsAtLightPower;
+    return rise == Rise::small ? pauseMsAfterSmallRise : pauseMs;
+}
+
+// Deliberate: unlike in the Down branch, the power source does not count here.
+void beginBurst(LoopState& loop, Rise rise)
+{
+    startBurst(loop, pkgPower < lightPowerMw ? 2 : 3);
+    Sleep(pauseOfBurst(loop, rise));
     loop.restorePending = 1;
     logLine(logInfo, " **** PIDx- 2 PIDC Pkg power = ", pkgPower, " *Perf Max = ", loop.prefMax,
             " *DeltaPkgpwr ==: ", loop.DeltaPkgpwr, " *Xf ==: ", loop.Xf, " *exitCount = ", exitCount,
@@ -97,16 +107,17 @@ void onPowerUp(LoopState& loop)
 {
     clipPending = 0;
     measureRise(loop);
-    const std::uint32_t pauseAfter = raiseCeiling(loop);
+    const Rise rise = classifyRise(loop);
+    raiseCeiling(loop, rise);
     capAboveTier(loop);
     if (PID_Change != 0) {
-        beginBurst(loop, pauseAfter);
+        beginBurst(loop, rise);
     } else {
         writeRaised(loop);
     }
     pkgPowerPrev = pkgPower;
     prevClipCount = loop.clipCount;
-    if (loop.incnttype == standsStill) logStandStill(loop);
+    if (loop.incnttype == unchanged) logUnchanged(loop);
 }
 
 }  // namespace kelvane

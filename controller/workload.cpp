@@ -68,7 +68,7 @@ const SliderBand& findBand(int position)
     return *found;
 }
 
-void takeSlider(const WorkloadClass& row)
+void applySlider(const WorkloadClass& row)
 {
     const int position = g_powerSlider;
     const SliderBand& band = findBand(position);
@@ -91,7 +91,7 @@ void readWorkloadClassification()
     PerfRange = row.mid;
     avgSampleLimit = row.avgSampleLimit;
     pwrDeltaThreshold = row.pwrDeltaThresholdMw;
-    if (g_powerSliderChanged != 0) takeSlider(row);
+    if (g_powerSliderChanged != 0) applySlider(row);
 }
 
 }  // namespace kelvane

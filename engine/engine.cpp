@@ -39,7 +39,8 @@ struct Engine {
     IWbemObjectSink* stubSink = nullptr;
 };
 
-// Releases in the order given, skipping what was never made, and leaves COM.
+// Releases in the order given, skipping what was never made, and leaves COM. Deliberate: what a step does not name, it
+// keeps (a start-up that fails without an apartment keeps the stub, and so on), since the process makes no other start.
 template<class... Interfaces>
 bool giveUp(Interfaces*... objects)
 {
@@ -201,17 +202,24 @@ void tearDownFully(Engine& engine)
     logLine(logDebug, "KV Windows Service is stopped");
 }
 
+// The one way after which the engine can be run again.
+void tearDownForScaling(Engine& engine)
+{
+    engine.services->CancelAsyncCall(engine.stubSink);
+    releaseWmi(engine);
+    logLine(logDebug, "Kiostot registry: Stop KV completed");
+    g_engineStarted = 0;
+}
+
+// Fully, for the service's end; for scaling alone; or not at all, when a second start came meanwhile: this run then
+// stays the last one, with WMI as it is.
 int tearDown(Engine& engine)
 {
     if (g_serviceStopping == 1) tearDownFully(engine);
-    if (!engine.services || !engine.stubSink) return endedEarly;
-    if (g_startReentered != 1 && g_wmiConnected == 1) {
-        if (g_wmiQueryIssued != 1) return endedEarly;
-        engine.services->CancelAsyncCall(engine.stubSink);
-        releaseWmi(engine);
-        logLine(logDebug, "Kiostot registry: Stop KV completed");
-        g_engineStarted = 0;
-    }
+    if (!engine.services || !engine.stubSink) return endedEarly;  // released just now, or no sink to cancel
+    if (g_startReentered == 1 || g_wmiConnected != 1) return endedWell;
+    if (g_wmiQueryIssued != 1) return endedEarly;
+    tearDownForScaling(engine);
     return endedWell;
 }
 

@@ -13,6 +13,7 @@
 
 #include <cstdio>
 #include <iostream>
+#include <optional>
 
 namespace kelvane {
 
@@ -45,6 +46,20 @@ std::string narrowed(const _bstr_t& text)
     return wide ? toAnsi({ wide, text.length() }) : std::string();
 }
 
+// Writes the property to standard output, its name wide and its text narrow, and returns the text; none for a null value.
+std::optional<std::string> printedText(const VARIANT& value, const wchar_t* propertyName)
+{
+    const _variant_t copy(value);
+    std::wcout << propertyName << L": ";
+    if (copy.vt == VT_NULL) {
+        std::wcout << propertyName << L" is null." << std::endl;
+        return std::nullopt;
+    }
+    const std::string text = narrowed(_bstr_t(copy));
+    std::cout << text;
+    return text;
+}
+
 // The started process that `object` holds in `value`; null, after a line in the log, when there is none to be had.
 IWbemClassObject* targetInstance(IWbemClassObject* object, _variant_t& value)
 {
@@ -64,7 +79,7 @@ IWbemClassObject* targetInstance(IWbemClassObject* object, _variant_t& value)
     return instance;
 }
 
-void takeProcess(IWbemClassObject* object)
+void handleProcess(IWbemClassObject* object)
 {
     _variant_t target;
     IWbemClassObject* const found = targetInstance(object, target);
@@ -83,11 +98,11 @@ void takeProcess(IWbemClassObject* object)
     logLine(logInfo, " Starting pName = ", g_pNameLabel, "PID", g_lastProcessId);
 }
 
-void takeBatch(LONG objectCount, IWbemClassObject** objects)
+void handleBatch(LONG objectCount, IWbemClassObject** objects)
 {
     try {
         // Deliberate: each pass handles the first object, so a batch of n counts it n times.
-        for (LONG pass = 0; pass < objectCount; ++pass) takeProcess(objects ? objects[0] : nullptr);
+        for (LONG pass = 0; pass < objectCount; ++pass) handleProcess(objects ? objects[0] : nullptr);
     } catch (const _com_error& error) {
         logLine(logError, "caught _com_error:", error.Error());
         logLine(logError, "caught Description:", narrowed(error.Description()));
@@ -95,7 +110,7 @@ void takeBatch(LONG objectCount, IWbemClassObject** objects)
     }
 }
 
-void letGo()
+void giveFullPerformance()
 {
     clipPending = 0;
     const int applied = appliedPrefMax;
@@ -130,8 +145,8 @@ STDMETHODIMP EventSink::Indicate(LONG lObjectCount, IWbemClassObject** apObjArra
             return WBEM_S_NO_ERROR;
         }
         PID_Change = 0;
-        takeBatch(lObjectCount, apObjArray);
-        if (PID_Change == 1) letGo();
+        handleBatch(lObjectCount, apObjArray);
+        if (PID_Change == 1) giveFullPerformance();
     } catch (...) {
         // Out of memory: WMI must not see an exception, and the next start is taken afresh.
     }
@@ -150,20 +165,13 @@ STDMETHODIMP EventSink::SetStatus(LONG lFlags, HRESULT hResult, BSTR /*strParam*
 
 void storeProcessName(HRESULT hr, const VARIANT& value, const wchar_t* propertyName)
 {
-    if (FAILED(hr) || (value.vt == VT_BSTR && !value.bstrVal)) {
+    const bool withoutText = value.vt == VT_BSTR && !value.bstrVal;
+    if (FAILED(hr) || withoutText) {
         logLine(logError, "Failed to get Name:", hr);
         return;
     }
     try {
-        const _variant_t copy(value);
-        std::wcout << propertyName << L": ";
-        if (copy.vt == VT_NULL) {
-            std::wcout << propertyName << L" is null." << std::endl;
-            return;
-        }
-        const std::string name = narrowed(_bstr_t(copy));
-        std::cout << name;
-        setProcessName(name);
+        if (const auto name = printedText(value, propertyName)) setProcessName(*name);
     } catch (const _com_error&) {
         logLine(logError, "caught _com_error:");
         logLine(logError, "caught Description:");

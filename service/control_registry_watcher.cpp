@@ -37,7 +37,7 @@ struct Watch {
     DWORD size = sizeof buffer;  // as the last read left it
 };
 
-DWORD noted(LSTATUS status)
+DWORD remembered(LSTATUS status)
 {
     g_lastRegistryStatus = static_cast<DWORD>(status);
     return g_lastRegistryStatus;
@@ -45,10 +45,13 @@ DWORD noted(LSTATUS status)
 
 DWORD openKey(Watch& watch, REGSAM access)
 {
-    return noted(RegOpenKeyExW(HKEY_LOCAL_MACHINE, controlKey, 0, access, &watch.key));
+    return remembered(RegOpenKeyExW(HKEY_LOCAL_MACHINE, controlKey, 0, access, &watch.key));
 }
 
-DWORD arm(const Watch& watch) { return noted(RegNotifyChangeKeyValue(watch.key, TRUE, anyChange, watch.event, TRUE)); }
+DWORD arm(const Watch& watch)
+{
+    return remembered(RegNotifyChangeKeyValue(watch.key, TRUE, anyChange, watch.event, TRUE));
+}
 
 // The size variable is not set anew for each read, so a value longer than the one before it is "not present" once. No
 // more than the buffer is ever offered.
@@ -56,7 +59,7 @@ DWORD readSetting(Watch& watch)
 {
     DWORD type = 0;
     watch.size = std::min<DWORD>(watch.size, sizeof buffer);
-    return noted(
+    return remembered(
         RegQueryValueExW(watch.key, L"CurrentSetting", nullptr, &type, reinterpret_cast<BYTE*>(&buffer), &watch.size));
 }
 
@@ -76,21 +79,31 @@ void followSetting(Watch& watch)
     }
 }
 
-void watchChanges(Watch& watch)
+// Returns whether the watch goes on.
+bool followNextChange(Watch& watch)
 {
-    if (arm(watch) != ERROR_SUCCESS) reportServiceEvent(L"KV::RegNotifyChangeKeyValue Failed");
-    while (g_serviceRunning) {
-        g_lastRegistryStatus = WaitForSingleObject(watch.event, INFINITE);
-        if (g_lastRegistryStatus == WAIT_FAILED) {
-            reportServiceEvent(L"Error occurred while waiting for registry change.");
-            break;
-        }
-        if (openKey(watch, KEY_READ) == ERROR_SUCCESS) followSetting(watch);
-        if (arm(watch) != ERROR_SUCCESS) break;
+    g_lastRegistryStatus = WaitForSingleObject(watch.event, INFINITE);
+    if (g_lastRegistryStatus == WAIT_FAILED) {
+        reportServiceEvent(L"Error occurred while waiting for registry change.");
+        return false;
     }
+    if (openKey(watch, KEY_READ) == ERROR_SUCCESS) followSetting(watch);
+    return arm(watch) == ERROR_SUCCESS;
+}
+
+void close(Watch& watch)
+{
     CloseHandle(watch.event);
     if (watch.key) RegCloseKey(watch.key);
     watch.key = nullptr;
+}
+
+void watchChanges(Watch& watch)
+{
+    if (arm(watch) != ERROR_SUCCESS) reportServiceEvent(L"KV::RegNotifyChangeKeyValue Failed");
+    while (g_serviceRunning && followNextChange(watch)) {
+    }
+    close(watch);
 }
 
 void watchControlKey()

@@ -98,7 +98,7 @@ void report(DWORD state)
     SetServiceStatus(g_statusHandle, &status);
 }
 
-void WINAPI takeControl(DWORD control)
+void WINAPI handleControl(DWORD control)
 {
     if (control == SERVICE_CONTROL_STOP) SetEvent(g_stop);
 }
@@ -106,7 +106,7 @@ void WINAPI takeControl(DWORD control)
 void WINAPI runService(DWORD /*argc*/, LPWSTR* /*argv*/)
 {
     g_stop = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    g_statusHandle = RegisterServiceCtrlHandlerW(L"", takeControl);
+    g_statusHandle = RegisterServiceCtrlHandlerW(L"", handleControl);
     report(SERVICE_RUNNING);
     if (g_round->samples) std::thread(loop).detach();
     while (WaitForSingleObject(g_stop, 0) != WAIT_OBJECT_0) Sleep(pollMs);

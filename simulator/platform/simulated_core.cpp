@@ -126,7 +126,7 @@ std::uint32_t readingOf(Primitive getter)
 }
 
 // Needs the lock. The floor has no effect on a clock that never goes below its lowest.
-void takeSetting(Primitive setter, std::uint32_t value)
+void applySetting(Primitive setter, std::uint32_t value)
 {
     if (!core.processor) return;
     if (setter == Primitive::setPerfPreferenceMax) core.processor->setCeiling(value);
@@ -145,7 +145,7 @@ int execute(int index, const OrqData* request, OrqData* response)
     std::optional<std::uint32_t> value;
     if (holdsWord(request)) {
         std::memcpy(&value.emplace(), request->buf_ptr, sizeof(std::uint32_t));
-        if (status == TOVA_OK) takeSetting(static_cast<Primitive>(index), *value);
+        if (status == TOVA_OK) applySetting(static_cast<Primitive>(index), *value);
     } else if (status == TOVA_OK) {
         value = readingOf(static_cast<Primitive>(index));
         std::memcpy(response->buf_ptr, &*value, sizeof(std::uint32_t));

@@ -70,13 +70,13 @@ private:
     void playDue()
     {
         for (; next < scenario.size() && scenario[next].timeMs <= nowMs(); ++next) take(scenario[next].input);
-        inputs.poll([this](const Input& input) { takeLive(input); },
+        inputs.poll([this](const Input& input) { applyLive(input); },
                     [this](const std::string& fault) { tellFault(fault); });
         if (worked) advanceProcessor();
     }
 
     // Power stays what the scenario made it: scripted, or that of a processor at work.
-    void takeLive(const Input& input)
+    void applyLive(const Input& input)
     {
         const auto* const reading = std::get_if<Reading>(&input);
         if (std::holds_alternative<Processor>(input) || std::holds_alternative<Seed>(input)) {

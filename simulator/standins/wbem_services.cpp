@@ -28,7 +28,7 @@ public:
 
     STDMETHODIMP CancelAsyncCall(IWbemObjectSink* sink) override
     {
-        std::unique_ptr<ProcessWatch> watch = takeWatch(sink);
+        std::unique_ptr<ProcessWatch> watch = removeWatch(sink);
         if (!watch) return static_cast<HRESULT>(WBEM_E_NOT_FOUND);
         watch.reset();  // waits for a call that is under way, with nothing locked
         return sink->SetStatus(WBEM_STATUS_COMPLETE, static_cast<HRESULT>(WBEM_E_CALL_CANCELLED), nullptr, nullptr);
@@ -109,7 +109,7 @@ public:
     }
 
 private:
-    std::unique_ptr<ProcessWatch> takeWatch(const IWbemObjectSink* sink)
+    std::unique_ptr<ProcessWatch> removeWatch(const IWbemObjectSink* sink)
     {
         const std::lock_guard guard(lock);
         const auto found =

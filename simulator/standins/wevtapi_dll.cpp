@@ -44,13 +44,13 @@ private:
     {
         nameThread(L"wevtapi");
         for (;; std::this_thread::sleep_for(pollInterval)) {
-            const std::uint32_t eventId = takeEvent();
+            const std::uint32_t eventId = readEvent();
             if (eventId == standbyEntryEventId || eventId == standbyExitEventId) deliver(eventId);
         }
     }
 
     // The entry that event.txt tells of; 0 when there is none, or when the file is still being written.
-    std::uint32_t takeEvent()
+    std::uint32_t readEvent()
     {
         const std::string text = readFile(eventFile).value_or("");
         const auto eventId = static_cast<std::uint32_t>(std::strtoul(text.c_str(), nullptr, 10));

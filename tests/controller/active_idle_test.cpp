@@ -252,7 +252,7 @@ TEST_F(PidOnTest, EndsWithPowerAboveItsThreshold)
         pkgPower = row.pkgPower;
         pidOnTestState = 2;
 
-        testPidOn();
+        leavePidOnTest();
 
         if (row.ends) {
             EXPECT_EQ(pidOnTestState, 0);
@@ -270,7 +270,7 @@ TEST_F(PidOnTest, NeedsAFirstEntryThatIsComplete)
     for (const int state : { 0, 1 }) {
         pidOnTestState = state;
 
-        testPidOn();
+        leavePidOnTest();
 
         EXPECT_EQ(pidOnTestState, state);
         EXPECT_THAT(machine.happened(), IsEmpty());

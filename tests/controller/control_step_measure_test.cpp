@@ -210,7 +210,7 @@ TEST_F(Account, CeilingIsBelowPL1ByMoreOnMains)
         acMode = row.acMode;
         cpuPL1 = row.cpuPL1;
 
-        account(loop);
+        countStep(loop);
 
         EXPECT_EQ(pwrCeiling, row.pwrCeiling);
     }
@@ -240,7 +240,7 @@ TEST_F(Account, HighPowerOnMainsAsksForMoreUnlessTheWorkloadIsHeavy)
         pkgPower = row.pkgPower;
         PerfRange = 1800;
 
-        account(loop);
+        countStep(loop);
 
         EXPECT_EQ(PerfRange, row.PerfRange);
     }
@@ -256,7 +256,7 @@ TEST_F(Account, AddsTheStepToTheStatistics)
     loop.prefMax = 5000;
     pkgPower = 3000;
 
-    account(loop);
+    countStep(loop);
 
     EXPECT_EQ(clipSum, 17);
     EXPECT_EQ(avgCount, 21);
@@ -271,7 +271,7 @@ TEST_F(Account, FailedClipReadCountsAsMinusOne)
 {
     loop.clipCount = -1;
 
-    account(loop);
+    countStep(loop);
 
     EXPECT_EQ(clipSum, -1);
 }
@@ -282,7 +282,7 @@ TEST_F(Account, CountersStopAtTheirEnds)
     avgCount = INT_MAX;
     loop.clipCount = 10;
 
-    account(loop);
+    countStep(loop);
 
     EXPECT_EQ(clipSum, INT_MAX);
     EXPECT_EQ(avgCount, INT_MAX);
@@ -290,7 +290,7 @@ TEST_F(Account, CountersStopAtTheirEnds)
     clipSum = INT_MIN;
     loop.clipCount = -1;
 
-    account(loop);
+    countStep(loop);
 
     EXPECT_EQ(clipSum, INT_MIN);
 }

@@ -54,7 +54,7 @@ TEST_F(ProcessStart, NothingHappensWithoutOne)
 {
     PID_Change = 0;
 
-    takeProcessStart(loop);
+    handleProcessStart(loop);
 
     EXPECT_THAT(machine.happened(), IsEmpty());
     EXPECT_EQ(g_trackedProcessSeen, 1);
@@ -65,7 +65,7 @@ TEST_F(ProcessStart, WithPowerBehindItIsLeftToTheBranches)
 {
     pkgPower = 2000;
 
-    takeProcessStart(loop);
+    handleProcessStart(loop);
 
     EXPECT_EQ(PID_Change, 1);
     EXPECT_EQ(g_trackedProcessSeen, 0);
@@ -97,7 +97,7 @@ TEST_F(ProcessStart, PowerBehindItIsARiseOfAThousandOrSixThousand)
         pkgPower = row.pkgPower;
         pkgPowerPrev = row.pkgPowerPrev;
 
-        takeProcessStart(loop);
+        handleProcessStart(loop);
 
         EXPECT_EQ(PID_Change, row.kept ? 1 : 0);
         EXPECT_EQ(g_trackedProcessSeen, row.noOfPids != 0 ? 0 : 1);
@@ -107,7 +107,7 @@ TEST_F(ProcessStart, PowerBehindItIsARiseOfAThousandOrSixThousand)
 
 TEST_F(ProcessStart, WithoutPowerDuringABurstIsOnlyForgotten)
 {
-    takeProcessStart(loop);
+    handleProcessStart(loop);
 
     EXPECT_EQ(PID_Change, 0);
     EXPECT_EQ(g_trackedProcessSeen, 0);
@@ -126,7 +126,7 @@ TEST_F(ProcessStart, ListedProcessesAloneLeaveTheTrackedOneSeen)
     noOfPids = 0;
     setProcessName("");
 
-    takeProcessStart(loop);
+    handleProcessStart(loop);
 
     EXPECT_EQ(PID_Change, 0);
     EXPECT_EQ(g_trackedProcessSeen, 1);
@@ -139,7 +139,7 @@ TEST_F(ProcessStart, WithoutABurstThePreferenceGoesBackToWhereItWas)
 {
     exitCount = 0;
 
-    takeProcessStart(loop);
+    handleProcessStart(loop);
 
     EXPECT_EQ(loop.prefMax, 2500);
     EXPECT_EQ(perfRestored, 1);
@@ -174,7 +174,7 @@ TEST_F(ProcessStart, PreferenceComesBackToTheHighestOfTierEarlierCeilingAndFloor
         PrevPerf = row.PrevPerf;
         loop.floor = row.floor;
 
-        takeProcessStart(loop);
+        handleProcessStart(loop);
 
         EXPECT_EQ(loop.prefMax, row.prefMax);
     }
@@ -207,7 +207,7 @@ TEST_F(ProcessStart, FurtherReadingIsTakenWhenItIsMuchHigher)
         machine.power(row.reading);
         machine.answer("GET_RAPL_POWER", row.status);
 
-        takeProcessStart(loop);
+        handleProcessStart(loop);
 
         EXPECT_EQ(pkgPower, row.after);
     }
@@ -220,7 +220,7 @@ TEST_F(ProcessStart, FurtherReadingDoesNotOverflow)
     pkgPower = INT_MAX;
     machine.power(3'000'000'000);
 
-    takeProcessStart(loop);
+    handleProcessStart(loop);
 
     EXPECT_EQ(pkgPower, INT_MAX);
 }
@@ -229,7 +229,7 @@ TEST_F(ProcessStart, WithoutPowerEndsActiveIdle)
 {
     activeIdle = 1;
 
-    takeProcessStart(loop);
+    handleProcessStart(loop);
 
     EXPECT_EQ(activeIdle, 0);
     EXPECT_EQ(loop.prefMax, 5500);
@@ -245,7 +245,7 @@ TEST_F(ProcessStart, WithPowerLeavesActiveIdleToTheEndOfThePhases)
     activeIdle = 1;
     pkgPower = 2000;
 
-    takeProcessStart(loop);
+    handleProcessStart(loop);
 
     EXPECT_EQ(activeIdle, 1);
     EXPECT_THAT(machine.writes(), IsEmpty());

@@ -96,7 +96,6 @@ TEST(ControllerState, EachRunOfTheLoopStartsItsLocalsAfresh)
         { "prefMax", loop.prefMax, 10000 },
         { "PostPID", loop.PostPID, 0 },
         { "restorePending", loop.restorePending, 0 },
-        { "delayedRestore", loop.delayedRestore, 0 },
         { "probeSleep", loop.probeSleep, 200 },
     });
 }
