@@ -153,7 +153,7 @@ void subscribeToStandby()
 
 bool startUp(Engine& engine)
 {
-    DiagnosticLog& log = DiagnosticLog::instance();
+    const DiagnosticLog& log = DiagnosticLog::instance();
     logLine(logDebug, "Logger file is", log.path());
     logLine(logInfo, "\n Initialized logger ");
     logLine(logDebug, "processidCapture started");

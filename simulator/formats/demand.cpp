@@ -20,10 +20,11 @@ std::uint32_t seedOf(const Scenario& scenario)
     return 1;
 }
 
-// Uniform over 0 .. bound - 1.
-std::uint32_t draw(std::mt19937& generator, std::uint32_t bound)
+// `random`, uniform over 32 bits, made uniform over 0 .. bound - 1.
+std::uint32_t scaled(std::uint64_t random, std::uint32_t bound)
 {
-    return static_cast<std::uint32_t>(std::uint64_t{ generator() } * bound >> 32);
+    const std::uint64_t product = random * bound;
+    return static_cast<std::uint32_t>(product >> 32);
 }
 
 }  // namespace
@@ -46,7 +47,7 @@ Scenario withProcessStarts(const Scenario& scenario)
     for (const ScenarioLine& line : scenario) {
         const auto* const job = std::get_if<Job>(&line.input);
         if (!job || !job->launch) continue;
-        expanded.push_back({ line.timeMs + draw(generator, watcherIntervalMs), ProcessStart{ job->name, processId } });
+        expanded.push_back({ line.timeMs + scaled(generator(), watcherIntervalMs), ProcessStart{ job->name, processId } });
         processId += processIdStep;
     }
     std::stable_sort(expanded.begin(), expanded.end(),

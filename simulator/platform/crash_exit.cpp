@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -25,9 +26,15 @@ const char* programName()
     return name;
 }
 
+// Past the C library, which may not be called from a signal's handler.
+void say(const char* text)
+{
+    DWORD written = 0;
+    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text, static_cast<DWORD>(std::strlen(text)), &written, nullptr);
+}
+
 [[noreturn]] void end(UINT code)
 {
-    std::fflush(stderr);
     TerminateProcess(GetCurrentProcess(), code);
     for (;;) Sleep(INFINITE);  // until then
 }
@@ -35,14 +42,18 @@ const char* programName()
 // addr2line names the line of the address.
 LONG WINAPI endCrashed(EXCEPTION_POINTERS* crash)
 {
-    std::fprintf(stderr, "%s crashed: exception %08lx at %p\n", programName(), crash->ExceptionRecord->ExceptionCode,
-                 crash->ExceptionRecord->ExceptionAddress);
+    char text[100] = "";
+    std::snprintf(text, sizeof text, " crashed: exception %08lx at %p\n", crash->ExceptionRecord->ExceptionCode,
+                  crash->ExceptionRecord->ExceptionAddress);
+    say(programName());
+    say(text);
     end(exitCrashed);
 }
 
 void endAborted(int /*signal*/)
 {
-    std::fprintf(stderr, "%s crashed: it aborted itself\n", programName());
+    say(programName());
+    say(" crashed: it aborted itself\n");
     end(exitAborted);
 }
 
