@@ -11,7 +11,7 @@
 
 namespace kelvane {
 
-// --- constants -----------------------------------------------------------------------------------------------------------
+// --- constants -------------------------------------------------------------------------------------------------------
 constexpr int startPL1Mw = 37000;  // written once before the working limit
 constexpr int defaultPL1Mw = 17000;
 constexpr int defaultPreference = 1200;
@@ -29,7 +29,7 @@ struct BySource {
 
 constexpr BySource idleEntryMw = { 1100, 1300 };  // at or below: may enter Active Idle; above: leaves it
 
-// --- written by the scaling loop alone -----------------------------------------------------------------------------------
+// --- written by the scaling loop alone -------------------------------------------------------------------------------
 inline constinit int sessionRetry = 0;  // connect attempts after a failure; never reset
 
 // The machine.
@@ -74,14 +74,14 @@ inline constinit int avgCount = 0;          // steps
 inline constinit std::int64_t pwrSum = 0;   // sum of pkgPower
 inline constinit std::int64_t prefSum = 0;  // sum of prefMax
 
-// --- written by the scaling loop, and by the process watcher's thread through setPerfmax ---------------------------------
+// --- written by the scaling loop, and by the process watcher's thread through setPerfmax -----------------------------
 inline constinit std::atomic<int> kv_off_f = 1;       // 1 while scaling is on, 0 after it switched itself off
 inline constinit std::atomic<int> minPrefReset = -1;  // non-zero: setPerfmax writes the floor 0 as well
 
-// --- written by the scaling loop, read by setPerfmax on any thread -------------------------------------------------------
+// --- written by the scaling loop, read by setPerfmax on any thread ---------------------------------------------------
 inline constinit std::atomic<int> Kv_opt = 3;  // slider mode: 1 performance, 2 quiet, 3 balanced; 0 would be off
 
-// --- written by nobody ---------------------------------------------------------------------------------------------------
+// --- written by nobody -----------------------------------------------------------------------------------------------
 inline constinit std::atomic<std::uint8_t> g_stopEnabled = 1;  // with g_loopStopEnabled it lets the stop path run
 
 // Held across the loop's stop path and by stopProcessWatch; never destroyed.

@@ -2,8 +2,8 @@
 //
 //   log -> guard -> COM, security -> WMI connection -> process-creation query -> event subscription -> loop
 //
-// A start-up that fails releases what it has and leaves g_engineStarted set: later runs of this process are turned away.
-// The engine keeps its own reference to the sink after a run, so that the sink outlives every late notification.
+// A start-up that fails releases what it has and leaves g_engineStarted set: later runs of this process are turned
+// away. The engine keeps its own reference to the sink after a run, so that the sink outlives every late notification.
 #include "engine/engine.h"
 
 #include "controller/com_release.h"
@@ -133,8 +133,8 @@ bool queryProcessStarts(Engine& engine)
     return true;
 }
 
-// Scaling works without the standby watcher, so a failure is only logged. The subscription lasts as long as the process:
-// its handle is not kept.
+// Scaling works without the standby watcher, so a failure is only logged. The subscription lasts as long as the
+// process: its handle is not kept.
 void subscribeToStandby()
 {
     if (EvtSubscribe(nullptr, nullptr, standbyChannel, standbyQuery, nullptr, nullptr, SubscriptionCallback,

@@ -46,7 +46,8 @@ std::string narrowed(const _bstr_t& text)
     return wide ? toAnsi({ wide, text.length() }) : std::string();
 }
 
-// Writes the property to standard output, its name wide and its text narrow, and returns the text; none for a null value.
+// Writes the property to standard output, its name wide and its text narrow, and returns the text; none for a null
+// value.
 std::optional<std::string> printedText(const VARIANT& value, const wchar_t* propertyName)
 {
     const _variant_t copy(value);

@@ -12,9 +12,9 @@ namespace kelvane {
 
 constexpr std::size_t pathCapacity = 260;
 
-// Reads the framework device's install directory into `buffer` of `size` bytes. Returns 0, else why there is none: 3 for
-// a null buffer or no size, 2 when memory ran out, 37 when no device has the framework's interface, or the status of
-// the failing query.
+// Reads the framework device's install directory into `buffer` of `size` bytes. Returns 0, else why there is none: 3
+// for a null buffer or no size, 2 when memory ran out, 37 when no device has the framework's interface, or the status
+// of the failing query.
 unsigned long locateInstallDirectory(char* buffer, unsigned long size);
 
 // Removes whatever redirects `path` elsewhere. Returns 31 when that fails, 0 otherwise (also when there is nothing).

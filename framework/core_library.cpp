@@ -19,8 +19,8 @@ constexpr char exportName[] = "GetOrqInterface";
 constexpr OrqInterface emptyInterface = {};
 std::atomic<const OrqInterface*> currentInterface = &emptyInterface;
 
-// Publishes a copy of `record`. Deliberate: the copy before it is never freed, since another thread may be reading it. A
-// core that answers the same again, as it does on every restart of the engine, costs nothing.
+// Publishes a copy of `record`. Deliberate: the copy before it is never freed, since another thread may be reading it.
+// A core that answers the same again, as it does on every restart of the engine, costs nothing.
 void publish(const OrqInterface& record)
 {
     if (std::memcmp(currentInterface.load(), &record, sizeof record) == 0) return;

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # bench.sh [--native]: what the service takes: counts, ratios, times (docs/cost.md, which keeps the last table).
 #
-# --native: counts on Linux and the replay's speed alone, printed and not kept. Needs no particular machine, but a quiet one
-# for the times. Ctrl-C ends everything.
+# --native: counts on Linux and the replay's speed alone, printed and not kept. Needs no particular machine, but a quiet
+# one for the times. Ctrl-C ends everything.
 set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"

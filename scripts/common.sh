@@ -49,8 +49,8 @@ install_npm() {
     command -v npm >/dev/null || install_packages nodejs npm
 }
 
-# build PRESET [TARGET...]: configures once and builds what is missing; says nothing unless it fails. Warnings are errors
-# where KELVANE_STRICT is ON, as our own checks set it.
+# build PRESET [TARGET...]: configures once and builds what is missing; says nothing unless it fails. Warnings are
+# errors where KELVANE_STRICT is ON, as our own checks set it.
 build() {
     local preset=$1 log strict=CMAKE_COMPILE_WARNING_AS_ERROR=${KELVANE_STRICT:-OFF}
     shift
@@ -72,8 +72,8 @@ run_tool() {
     PYTHONPATH=$root /usr/bin/python3 -P -B -m "tools.$1" "${@:2}"
 }
 
-# test_preset PRESET [CTEST ARGUMENT...]: runs its tests; one that is skipped has not passed. Those for which Wine did not
-# even start a program are run once more, when there are no other failures; without Wine nothing is.
+# test_preset PRESET [CTEST ARGUMENT...]: runs its tests; one that is skipped has not passed. Those for which Wine did
+# not even start a program are run once more, when there are no other failures; without Wine nothing is.
 test_preset() {
     local preset=$1 report=$root/build/$1/ctest.log
     shift

@@ -27,8 +27,9 @@ build native-asan "${targets[@]/#/fuzz_}"
 
 made=$root/build/native-asan/tests/fuzz
 for target in "${targets[@]}"; do
-    if ! "$made/fuzz_$target" -max_total_time="$seconds" -timeout=20 -print_final_stats=1 -artifact_prefix="$made/$target-" \
-        "$made/found/$target" "$root/tests/fuzz/corpus/$target" >"$made/$target.log" 2>&1; then
+    if ! "$made/fuzz_$target" -max_total_time="$seconds" -timeout=20 -print_final_stats=1 \
+        -artifact_prefix="$made/$target-" "$made/found/$target" "$root/tests/fuzz/corpus/$target" \
+        >"$made/$target.log" 2>&1; then
         cat "$made/$target.log" >&2
         echo "$target failed" >&2
         exit 1

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # sanitize.sh [CTEST ARGUMENT...]: the unit tests on Linux itself, under sanitizers; any report fails.
 #
-# Address and undefined behaviour with all unit tests and each fuzz target's corpus; threads with the log, the engine and
-# a stress of everything that runs at once. Exit codes: 0 no report, 1 a report or a failed build.
+# Address and undefined behaviour with all unit tests and each fuzz target's corpus; threads with the log, the engine
+# and a stress of everything that runs at once. Exit codes: 0 no report, 1 a report or a failed build.
 set -uo pipefail
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# soak.sh [MINUTES]: the installed service under Wine, driven hard for an hour or as long as said, and watched for growth.
-# soak.sh --year [DAYS]: a year, or so many days, through the scaling loop in virtual time.
-# soak.sh --fuzz [MINUTES]: the fuzz targets, an hour in all or as long as said.
+# soak.sh [MINUTES]: the installed service under Wine, driven hard for an hour or as long as said, and watched for
+# growth. soak.sh --year [DAYS]: a year, or so many days, through the scaling loop in virtual time. soak.sh --fuzz
+# [MINUTES]: the fuzz targets, an hour in all or as long as said.
 #
 # Each prints a table; the exit code is 0 when nothing grew, died or stood still. Ctrl-C ends everything.
 set -eu

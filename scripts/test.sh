@@ -9,9 +9,9 @@ export KELVANE_STRICT=ON
 cd "$root"
 trap stop_wine EXIT
 
-install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}" "${native_packages[@]}" chromium \
-    chromium-driver clang-format clang-tidy cppcheck gcovr gnuplot-nox python3-hypothesis python3-pefile python3-pytest \
-    python3-selenium shellcheck valgrind
+install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}" "${native_packages[@]}" \
+    chromium chromium-driver clang-format clang-tidy cppcheck gcovr gnuplot-nox python3-hypothesis python3-pefile \
+    python3-pytest python3-selenium shellcheck valgrind
 install_npm
 build release
 build debug

@@ -47,7 +47,8 @@ Scenario withProcessStarts(const Scenario& scenario)
     for (const ScenarioLine& line : scenario) {
         const auto* const job = std::get_if<Job>(&line.input);
         if (!job || !job->launch) continue;
-        expanded.push_back({ line.timeMs + scaled(generator(), watcherIntervalMs), ProcessStart{ job->name, processId } });
+        expanded.push_back(
+            { line.timeMs + scaled(generator(), watcherIntervalMs), ProcessStart{ job->name, processId } });
         processId += processIdStep;
     }
     std::stable_sort(expanded.begin(), expanded.end(),

@@ -9,9 +9,9 @@ namespace kelvane::simulator {
 // scripted.
 const ProcessorSpec* processorOf(const Scenario& scenario);
 
-// The scenario with a process start for each launch, 0 to 999 ms later: the process watcher learns of processes by asking
-// once a second, at a moment that has nothing to do with theirs. The delays come from the scenario's seed (1 if it has
-// none), one for each launch in the file's order.
+// The scenario with a process start for each launch, 0 to 999 ms later: the process watcher learns of processes by
+// asking once a second, at a moment that has nothing to do with theirs. The delays come from the scenario's seed (1 if
+// it has none), one for each launch in the file's order.
 Scenario withProcessStarts(const Scenario& scenario);
 
 }  // namespace kelvane::simulator

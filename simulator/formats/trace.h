@@ -14,8 +14,9 @@ namespace kelvane::simulator {
 
 enum class TraceFlush { whenFull, eachRow };
 
-// Writes CSV rows with LF line ends to a stream that the caller keeps open and checks for errors. Rows are gathered until
-// there are many, the last ones until the trace's end; a trace that is read while it grows is flushed after each row.
+// Writes CSV rows with LF line ends to a stream that the caller keeps open and checks for errors. Rows are gathered
+// until there are many, the last ones until the trace's end; a trace that is read while it grows is flushed after each
+// row.
 class Trace {
 public:
     explicit Trace(std::ostream& stream, TraceFlush flush = TraceFlush::whenFull);

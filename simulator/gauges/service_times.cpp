@@ -1,5 +1,5 @@
-// service_times start|stop NAME: asks for the service's start or stop, and prints when it asked and when the service was
-// RUNNING or STOPPED, in milliseconds since 1970; ends with 1 when it did not come to that.
+// service_times start|stop NAME: asks for the service's start or stop, and prints when it asked and when the service
+// was RUNNING or STOPPED, in milliseconds since 1970; ends with 1 when it did not come to that.
 //
 // The control manager's own tool starts anew for each look, which takes longer than what is measured here.
 #include <windows.h>

@@ -1,5 +1,5 @@
-// smallest_service rest|scaling|idle [CORE.DLL]: a service that keeps the pauses of kelvane.exe in one of its states and
-// does nothing else; with a core's library it also makes the same calls into it. What kelvane.exe takes is weighed
+// smallest_service rest|scaling|idle [CORE.DLL]: a service that keeps the pauses of kelvane.exe in one of its states
+// and does nothing else; with a core's library it also makes the same calls into it. What kelvane.exe takes is weighed
 // against it.
 #include "framework/orq_interface.h"
 #include "simulator/standins/thread_name.h"

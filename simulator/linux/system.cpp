@@ -1,5 +1,5 @@
-// The imports' slots that have to do with the machine. They are filled before any constructor runs, since the diagnostic
-// log is made that early.
+// The imports' slots that have to do with the machine. They are filled before any constructor runs, since the
+// diagnostic log is made that early.
 #include "simulator/linux/not_here.h"
 
 #include <windows.h>

@@ -72,8 +72,8 @@ double ProcessorModel::clockFor(double milliwatts, double cores) const
     return std::cbrt(q + root) + std::cbrt(q - root);
 }
 
-// The requested clock as far as the limits let the cores at hand have it, and the limit that cut it. No limit goes below
-// the lowest clock.
+// The requested clock as far as the limits let the cores at hand have it, and the limit that cut it. No limit goes
+// below the lowest clock.
 double ProcessorModel::limitClock(double cores)
 {
     clips = 0;

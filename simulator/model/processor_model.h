@@ -1,8 +1,9 @@
 // simulator/model/processor_model.h: a processor that answers from the work it is given, instead of from a recording.
 //
-// Time goes in ticks of 10 ms. In each one the jobs at hand share the cores (every thread the same share), at a clock that
-// follows from the ceiling and the power limits; power follows from clock and busy cores. Work is counted in core-ms: one
-// core at full clock does one in a millisecond. The same calls give the same numbers. Not for several threads at once.
+// Time goes in ticks of 10 ms. In each one the jobs at hand share the cores (every thread the same share), at a clock
+// that follows from the ceiling and the power limits; power follows from clock and busy cores. Work is counted in
+// core-ms: one core at full clock does one in a millisecond. The same calls give the same numbers. Not for several
+// threads at once.
 #pragma once
 
 #include <array>
@@ -58,8 +59,8 @@ public:
     void setCeiling(std::uint32_t value);
     void setPl1(std::uint32_t milliwatts);
 
-    // `coreMs` of work that up to `cores` cores can do at once, both at least 1. It is taken up with the first tick that
-    // begins at its arrival or later.
+    // `coreMs` of work that up to `cores` cores can do at once, both at least 1. It is taken up with the first tick
+    // that begins at its arrival or later.
     void addJob(std::uint64_t arrivalMs, std::uint32_t coreMs, std::uint32_t cores);
 
     void tick();
@@ -67,7 +68,7 @@ public:
     // The lowest ceiling that asks for so much of the full clock, 0..1.
     std::uint32_t ceilingFor(double clock) const;
 
-    // --- after the last tick ------------------------------------------------------------------------------------------
+    // --- after the last tick -----------------------------------------------------------------------------------------
     std::uint64_t nowMs() const { return now; }
 
     std::uint32_t ceiling() const { return preference; }

@@ -1,8 +1,9 @@
 // simulator/platform/simulated_core.h: a framework core whose answers are scripted.
 //
 // It fills in an interface record like the real core, keeps which events are registered, and writes a trace row for
-// every operation that reaches it. Power and clip reasons are scripted, or a processor model's. One core per process. Every function here, and every slot of the interface, may be
-// called from any thread; nothing is locked while an event's callback or `onPrimitive` runs.
+// every operation that reaches it. Power and clip reasons are scripted, or a processor model's. One core per process.
+// Every function here, and every slot of the interface, may be called from any thread; nothing is locked while an
+// event's callback or `onPrimitive` runs.
 #pragma once
 
 #include "framework/orq_interface.h"

@@ -18,9 +18,9 @@ public:
     // After each tick of the processor that does the scenario's work.
     void take(const ProcessorModel& processor);
 
-    // CSV, a row for each job that arrived: name,launch,arrival_ms,done_ms,ceiling_first_ms,ceiling_held_ms. Times since
-    // the arrival, but for the first. A job that was not done has none; so has a launch that never saw full performance
-    // (first), or did not have it at its end (held: since when).
+    // CSV, a row for each job that arrived: name,launch,arrival_ms,done_ms,ceiling_first_ms,ceiling_held_ms. Times
+    // since the arrival, but for the first. A job that was not done has none; so has a launch that never saw full
+    // performance (first), or did not have it at its end (held: since when).
     void writeJobs(std::ostream& out) const;
 
     // CSV: measure,value.

@@ -1,8 +1,8 @@
 // simulator/replay/policies.h: who may have the processor in hand: the service, or a reference to compare it with.
 //
-// References reach the processor by the same framework and primitives as the service, in virtual time. They see how busy
-// it is, which a kernel's governor does; the oracle sees the queue itself, which nobody does. They set PL1
-// once, to the service's own, so that only the ceiling makes the difference.
+// References reach the processor by the same framework and primitives as the service, in virtual time. They see how
+// busy it is, which a kernel's governor does; the oracle sees the queue itself, which nobody does. They set PL1 once,
+// to the service's own, so that only the ceiling makes the difference.
 #pragma once
 
 #include <cstdint>

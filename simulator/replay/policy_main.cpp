@@ -1,7 +1,7 @@
 // kelvane-policy POLICY SCENARIO.csv FOLDER: the same work under another hand; writes what became of it to the folder.
 //
-// trace.csv is the trace of a replay; jobs.csv and totals.csv are measures (simulator/replay/measures.h). Exit codes are
-// those of kelvane-replay.
+// trace.csv is the trace of a replay; jobs.csv and totals.csv are measures (simulator/replay/measures.h). Exit codes
+// are those of kelvane-replay.
 #include "simulator/formats/demand.h"
 #include "simulator/replay/measures.h"
 #include "simulator/replay/policies.h"

@@ -1,4 +1,5 @@
-// simulator/replay/recorded_log.h: takes the place of the diagnostic log's file and records every message of every level.
+// simulator/replay/recorded_log.h: takes the place of the diagnostic log's file and records every message of every
+// level.
 #pragma once
 
 #include <functional>

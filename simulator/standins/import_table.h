@@ -1,4 +1,5 @@
-// simulator/standins/import_table.h: replaces a function that the running program imports, from inside a library it has loaded.
+// simulator/standins/import_table.h: replaces a function that the running program imports, from inside a library it has
+// loaded.
 #pragma once
 
 namespace kelvane::simulator {

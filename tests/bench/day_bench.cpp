@@ -1,4 +1,5 @@
-// A day in virtual time with something to do every few minutes; the heap is looked at after the first hour and the last.
+// A day in virtual time with something to do every few minutes; the heap is looked at after the first hour and the
+// last.
 #include "state/state.h"
 #include "tests/bench/benches.h"
 

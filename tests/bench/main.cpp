@@ -1,5 +1,5 @@
-// native-bench THING: does one thing and tells, on standard error, how often and with how many allocations. What it takes
-// in instructions is callgrind's to tell.
+// native-bench THING: does one thing and tells, on standard error, how often and with how many allocations. What it
+// takes in instructions is callgrind's to tell.
 #include "tests/bench/benches.h"
 #include "tests/bench/meter.h"
 

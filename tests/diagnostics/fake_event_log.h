@@ -1,7 +1,7 @@
 // tests/diagnostics/fake_event_log.h: the imports with which an event is reported.
 //
-// A reported event is noted as "event MESSAGE" when it is exactly the error event that the service writes, else with all
-// that differs.
+// A reported event is noted as "event MESSAGE" when it is exactly the error event that the service writes, else with
+// all that differs.
 #pragma once
 
 #include "tests/support/import_swap.h"

@@ -75,7 +75,7 @@ struct World {
 
 World& world = *new World;
 
-// --- what happens -----------------------------------------------------------------------------------------------------
+// --- what happens ----------------------------------------------------------------------------------------------------
 
 void raisePower() { world.powerMw = 5200; }
 
@@ -131,7 +131,7 @@ void pass(DWORD ms)
     }
 }
 
-// --- the core's slots -------------------------------------------------------------------------------------------------
+// --- the core's slots ------------------------------------------------------------------------------------------------
 
 int statusOf(const std::string& call) { return callFails(call) ? coreFailure : 0; }
 
@@ -206,7 +206,7 @@ void fillSlots(unsigned char* bytes)
     record->UnregisterEvent = unregisterEvent;
 }
 
-// --- imports whose name alone does not say what fails -----------------------------------------------------------------
+// --- imports whose name alone does not say what fails ----------------------------------------------------------------
 
 decltype(&CoCreateInstance) createInstanceBefore;
 decltype(&SysAllocString) allocStringBefore;

@@ -3,9 +3,9 @@
 //     run 1   start-up, two steps; a process starts, workload class and slider change; standby ends scaling
 //     run 2   start-up, a step; the service stops
 //
-// Everything happens in the calls that the engine makes, on its threads, so that it happens in one order. Each call that
-// can fail is counted (failing_calls.h). A life whose standby event is lost, or whose clock stands still, is ended by a
-// stop of scaling.
+// Everything happens in the calls that the engine makes, on its threads, so that it happens in one order. Each call
+// that can fail is counted (failing_calls.h). A life whose standby event is lost, or whose clock stands still, is ended
+// by a stop of scaling.
 #pragma once
 
 #include "tests/engine/fake_com.h"

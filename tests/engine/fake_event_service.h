@@ -19,8 +19,8 @@ struct FakeEventService {
     // EvtRender without a buffer: succeeds, or tells the size and fails with `sizeError`.
     bool succeedsWithoutBuffer = false;
     DWORD sizeError = ERROR_INSUFFICIENT_BUFFER;
-    // EvtRender with a buffer: fails with `renderError` when that is not 0, else writes `bytes`, tells their number, and
-    // leaves `errorAfterSuccess` as the last error.
+    // EvtRender with a buffer: fails with `renderError` when that is not 0, else writes `bytes`, tells their number,
+    // and leaves `errorAfterSuccess` as the last error.
     DWORD renderError = 0;
     std::string bytes;
     DWORD errorAfterSuccess = 0;

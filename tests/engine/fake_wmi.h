@@ -1,7 +1,7 @@
 // tests/engine/fake_wmi.h: WMI's objects as far as the service calls them.
 //
-// They belong to the test and never delete themselves: `references` counts what the service holds, 0 at first. Calls are
-// noted as "NAME.Method arguments", releases as "release NAME".
+// They belong to the test and never delete themselves: `references` counts what the service holds, 0 at first. Calls
+// are noted as "NAME.Method arguments", releases as "release NAME".
 #pragma once
 
 #include "simulator/platform/unused_wmi.h"

@@ -1,4 +1,5 @@
-// tests/framework/store_watch.h: the order in which code stores into global variables, seen by the processor's own means.
+// tests/framework/store_watch.h: the order in which code stores into global variables, seen by the processor's own
+// means.
 //
 // The variables' pages are made read-only, so that each store traps; the trap notes the address and lets the one
 // instruction run. One at a time, and only the thread that watches may store.

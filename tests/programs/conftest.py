@@ -16,7 +16,8 @@ BUILD = pathlib.Path(os.environ.get("KELVANE_BUILD", ROOT / "build" / "debug"))
 SCALING_ON = [("SET_RAPL_POWER_LIMIT_1", 37000), ("SET_RAPL_POWER_LIMIT_1", 17000),
               ("SET_PERF_PREFERENCE_MAX", 1200), ("SET_PERF_PREFERENCE_MIN", 0)]
 # What it writes when it is switched off: the processor gets its limits back.
-LIMITS_RESTORED = [("SET_PERF_PREFERENCE_MIN", 0), ("SET_PERF_PREFERENCE_MAX", 10000), ("SET_RAPL_POWER_LIMIT_1", 17000)]
+LIMITS_RESTORED = [("SET_PERF_PREFERENCE_MIN", 0),
+                   ("SET_PERF_PREFERENCE_MAX", 10000), ("SET_RAPL_POWER_LIMIT_1", 17000)]
 # The worker polls every three seconds and then waits two more before it starts the engine.
 SCALING_STARTS_S = 20
 STEP_S = 12

@@ -13,7 +13,8 @@ import subprocess
 import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-COMMAND = shlex.split(os.environ.get("KELVANE_POLICY", f"{ROOT}/cmake/wine-run.sh {ROOT}/build/release/kelvane-policy.exe"))
+COMMAND = shlex.split(os.environ.get(
+    "KELVANE_POLICY", f"{ROOT}/cmake/wine-run.sh {ROOT}/build/release/kelvane-policy.exe"))
 OUT = ROOT / "build" / "compare"
 HEADER = "time_ms,input,value\n"
 

@@ -1,4 +1,4 @@
-"""What the service's code takes stays within its limits: instructions and allocations, which are the same in each run."""
+"""What the service's code takes stays within its limits: instructions and allocations, the same in each run."""
 
 import math
 import os

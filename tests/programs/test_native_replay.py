@@ -13,7 +13,8 @@ UNDER_WINE = shlex.split(os.environ["KELVANE_REPLAY"])
 
 
 def replay(program, scenario, trace):
-    run = subprocess.run([*program, scenario, trace.name], cwd=trace.parent, capture_output=True, text=True, timeout=120)
+    run = subprocess.run([*program, scenario, trace.name], cwd=trace.parent, capture_output=True, text=True,
+                         timeout=120)
     assert run.returncode == 0, run.stderr
     return trace.read_bytes()
 

@@ -105,7 +105,8 @@ def test_the_service_is_started_stopped_and_removed_and_waited_for(package):
 
 def test_the_registry_gets_these_values_and_no_others(package):
     # Seconds of a day, no message, no command, four actions from byte 20 on: three restarts after 60000 ms, then none.
-    recovery = "#x" + "80510100" "00000000" "00000000" "04000000" "14000000" + "01000000" "60EA0000" * 3 + "00000000" * 2
+    head = "80510100" "00000000" "00000000" "04000000" "14000000"
+    recovery = "#x" + head + "01000000" "60EA0000" * 3 + "00000000" * 2
     assert {(row["Root"], row["Key"], row["Name"], row["Value"]) for row in package.rows("Registry")} == {
         ("2", SERVICE_KEY, "ImagePath", '#%"[#KelvaneExe]"'),
         ("2", SERVICE_KEY, "FailureActions", recovery),

@@ -182,7 +182,8 @@ def replay(scenario):
 
 def stop_in_force(scenario, end_ms):
     """The stop that was asked for when the loop ended. The last one counts, and a process that starts while one is
-    pending turns it into the end of scaling alone. Standby asks only while scaling runs, and not before it has begun."""
+    pending turns it into the end of scaling alone. Standby asks only while scaling runs, and not before it has begun.
+    """
     asked = None
     for time, name, value in scenario:
         if time > end_ms:

@@ -99,7 +99,8 @@ def test_a_value_holds_until_the_next_also_where_the_step_is_small(driver, tmp_p
             [9000, "sleep", "", 300, ""]]
     page = Page(driver, made(tmp_path / "page.html", write_trace(tmp_path / "small.csv", rows)))
     page.run("window.corners = []; const line = CanvasRenderingContext2D.prototype.lineTo;"
-             "CanvasRenderingContext2D.prototype.lineTo = function (x, y) { corners.push([x, y]); line.call(this, x, y); }")
+             "CanvasRenderingContext2D.prototype.lineTo = function (x, y) {"
+             " corners.push([x, y]); line.call(this, x, y); }")
 
     page.press("+")
     page.wait(lambda: page.run("return corners.length"), "a new drawing")

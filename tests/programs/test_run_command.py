@@ -60,7 +60,8 @@ def test_the_report_is_named_and_is_a_page_of_this_trace(office):
     cells = dict(re.findall(r'<th scope="row">([^<]*)</th><td class="number">([^<]*)</td>', page))
     assert f"time                  {cells['time']}" in office
     assert f"control steps         {cells['control steps']}, of them {cells['of them in Active Idle']} in" in office
-    assert f"bursts and restores   {cells['process-start bursts']} process-start bursts, {cells['restores after a burst']}" in office
+    bursts, restores = cells["process-start bursts"], cells["restores after a burst"]
+    assert f"bursts and restores   {bursts} process-start bursts, {restores}" in office
 
 
 def test_another_scenario_is_replayed_from_any_folder(tmp_path):

@@ -60,7 +60,8 @@ def test_what_the_first_cycle_makes_is_no_growth():
 @pytest.mark.parametrize("arguments", [["0"], ["-1"], ["five"], ["1", "2"], ["--year", "0"], ["--year", "1", "2"],
                                        ["--fuzz", "x"], ["--fuzz", "1", "2"]])
 def test_a_length_that_makes_no_sense_is_wrong_usage(arguments):
-    run = subprocess.run([ROOT / "scripts/soak.sh", *arguments], capture_output=True, text=True, timeout=20, check=False)
+    run = subprocess.run([ROOT / "scripts/soak.sh", *arguments], capture_output=True, text=True, timeout=20,
+                         check=False)
 
     assert run.returncode == 2
     assert run.stderr.startswith("usage: scripts/soak.sh [MINUTES]")

@@ -12,9 +12,10 @@ COMMANDS = pathlib.Path(os.environ["KELVANE_BUILD"]).parent / "release/compile_c
 PASSED = {
     # A short loop that reads like its description beats an algorithm and a lambda.
     "useStlAlgorithm": [
-        "controller/restore.cpp", "controller/workload.cpp", "framework/core_library.cpp", "simulator/replay/policies.cpp",
-        "simulator/model/processor_model.cpp", "simulator/formats/scenario.cpp"],
-    # A flag that is the watcher's, and a count that all threads read: a write that changes nothing costs them something.
+        "controller/restore.cpp", "controller/workload.cpp", "framework/core_library.cpp",
+        "simulator/formats/scenario.cpp", "simulator/model/processor_model.cpp", "simulator/replay/policies.cpp"],
+    # A flag that is the watcher's, and a count that all threads read: a write that changes nothing costs them
+    # something.
     "duplicateConditionalAssign": ["controller/control_step.cpp", "diagnostics/diagnostic_log.cpp"],
     # An accessor's name is the best one for what it gives, too.
     "shadowFunction": ["diagnostics/diagnostic_log.cpp", "diagnostics/log_file.cpp"],

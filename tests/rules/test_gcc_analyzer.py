@@ -73,6 +73,10 @@ VERSIONS = ("12", "14")
 CRASHES = {"12": set(), "14": {"simulator/platform/process_event.cpp"}}
 
 
+def name_of(entry):
+    return str(pathlib.Path(entry["file"]).relative_to(ROOT))
+
+
 def version_of(entry):
     """The compiler's major version."""
     run = subprocess.run([shlex.split(entry["command"])[0], "-dumpversion"], capture_output=True, text=True, check=True)
@@ -84,7 +88,7 @@ def findings(entry):
     command[command.index("-o") + 1] = os.devnull
     run = subprocess.run([*command, "-fanalyzer", "-Wno-error", "-fdiagnostics-plain-output"], cwd=entry["directory"],
                          capture_output=True, text=True, timeout=600)
-    name = str(pathlib.Path(entry["file"]).relative_to(ROOT))
+    name = name_of(entry)
     assert run.returncode == 0, f"{name} does not compile:\n{run.stderr}"
     texts = re.findall(r"warning: (.*) \[-Wanalyzer-", run.stderr.replace("\u2018", "'").replace("\u2019", "'"))
     return collections.Counter((name, kind_of(text)) for text in texts)
@@ -98,7 +102,7 @@ def test_the_analyzer_finds_nothing_but_its_false_alarms():
     entries = [entry for entry in json.loads(COMMANDS.read_text()) if entry["file"].endswith(".cpp")]
     assert len(entries) > 50
     version = version_of(entries[0])
-    looked_at = [entry for entry in entries if str(pathlib.Path(entry["file"]).relative_to(ROOT)) not in CRASHES[version]]
+    looked_at = [entry for entry in entries if name_of(entry) not in CRASHES[version]]
     with ThreadPoolExecutor(2) as pool:
         found = sum(pool.map(findings, looked_at), collections.Counter())
 

@@ -32,6 +32,7 @@ SIMULATOR = {
 }
 MAY_INCLUDE = {**PRODUCT, **SIMULATOR}
 SOURCES_PER_FOLDER_MAX = 30
+LINE_COLUMNS_MAX = 120
 
 
 def folder_of(path):
@@ -82,6 +83,15 @@ def test_there_are_sources_to_check():
 def test_sources_stay_under_400_lines():
     lengths = {str(path.relative_to(ROOT)): len(path.read_text().splitlines()) for path in SOURCES}
     assert {name: length for name, length in lengths.items() if length >= 400} == {}
+
+
+def test_no_line_of_code_is_wider_than_120_columns():
+    code = [path for path in FILES if path.suffix in (".h", ".cpp", ".py", ".sh", ".js", ".css") or
+            path.name == "CMakeLists.txt"]
+    assert len(code) > 200
+    wide = [f"{path.relative_to(ROOT)}:{number}" for path in code
+            for number, line in enumerate(path.read_text().splitlines(), 1) if len(line) > LINE_COLUMNS_MAX]
+    assert wide == []
 
 
 def test_no_line_ends_in_blanks_and_every_file_ends_in_a_line_feed():

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# tidy.sh: runs clang-tidy over the product and the simulator; any finding fails. Reads build/release's list of commands.
+# tidy.sh: runs clang-tidy over the product and the simulator; any finding fails. Reads build/release's list of
+# commands.
 set -eu
 # shellcheck source=../../scripts/common.sh
 source "$(dirname "$0")/../../scripts/common.sh"

@@ -1,4 +1,5 @@
-// tests/service/fake_host_parts.h: what the service host starts, noted: "runEngine 3", "registryNotify", "capabilityCheck".
+// tests/service/fake_host_parts.h: what the service host starts, noted: "runEngine 3", "registryNotify",
+// "capabilityCheck".
 #pragma once
 
 #include <functional>

@@ -89,7 +89,7 @@ bool fails(const std::string& call)
     return true;
 }
 
-// --- the control manager ----------------------------------------------------------------------------------------------
+// --- the control manager ---------------------------------------------------------------------------------------------
 
 BOOL WINAPI dispatch(const SERVICE_TABLE_ENTRYW* table)
 {
@@ -178,7 +178,7 @@ BOOL WINAPI closeHandle(HANDLE handle)
     return TRUE;
 }
 
-// --- the worker's sleeps: what happens meanwhile ----------------------------------------------------------------------
+// --- the worker's sleeps: what happens meanwhile ---------------------------------------------------------------------
 
 void change(std::uint32_t setting)
 {
@@ -201,7 +201,7 @@ void WINAPI virtualSleep(DWORD ms)
     if (ms != 0) passTime(ms);
 }
 
-// --- the registry -----------------------------------------------------------------------------------------------------
+// --- the registry ----------------------------------------------------------------------------------------------------
 
 LSTATUS WINAPI openKey(HKEY /*root*/, LPCWSTR /*subkey*/, DWORD /*options*/, REGSAM access, PHKEY result)
 {
@@ -243,7 +243,7 @@ LSTATUS WINAPI notifyChange(HKEY /*key*/, BOOL /*subtree*/, DWORD /*filter*/, HA
                : ERROR_SUCCESS;
 }
 
-// --- the two channels -------------------------------------------------------------------------------------------------
+// --- the two channels ------------------------------------------------------------------------------------------------
 
 HANDLE WINAPI registerSource(LPCWSTR /*server*/, LPCWSTR /*name*/)
 {

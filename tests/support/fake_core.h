@@ -1,7 +1,7 @@
 // tests/support/fake_core.h: a framework core whose answers are scripted and which writes down what it is asked.
 //
-// It looks at records and descriptors as the core of another maker does: byte by byte, at the contract's offsets. One at
-// a time.
+// It looks at records and descriptors as the core of another maker does: byte by byte, at the contract's offsets. One
+// at a time.
 #pragma once
 
 #include "framework/orq_interface.h"
@@ -18,9 +18,9 @@ namespace kelvane::tests {
 
 class FakeCore {
 public:
-    // Each call is appended to `calls`: the operation's name and its arguments ("SessionConnect 42"). A descriptor reads
-    // "type T, DATA_LEN of BUF_LEN: BUFFER", the buffer as text with its NUL for type 8, else in hexadecimal bytes; a
-    // null one reads "-".
+    // Each call is appended to `calls`: the operation's name and its arguments ("SessionConnect 42"). A descriptor
+    // reads "type T, DATA_LEN of BUF_LEN: BUFFER", the buffer as text with its NUL for type 8, else in hexadecimal
+    // bytes; a null one reads "-".
     explicit FakeCore(std::vector<std::string>& calls);
     ~FakeCore();
     FakeCore(const FakeCore&) = delete;

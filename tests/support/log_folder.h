@@ -1,8 +1,8 @@
 // tests/support/log_folder.h: a roaming application-data folder of the test process's own.
 //
 // The diagnostic log is made before main, so this program defines SHGetKnownFolderPath itself. The first lookup makes a
-// temporary folder in which an earlier process seems to have left "KelvanneApp\logs\KelvanneApp.log" with some text. The
-// folder is removed when the process ends, after everything that was registered later than the log's construction.
+// temporary folder in which an earlier process seems to have left "KelvanneApp\logs\KelvanneApp.log" with some text.
+// The folder is removed when the process ends, after everything that was registered later than the log's construction.
 #pragma once
 
 #include <windows.h>

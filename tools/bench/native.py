@@ -19,8 +19,9 @@ from tools.shared.project import WINE_RUN
 
 DRIVER = "native-bench"
 TIMEOUT_S = 60
-OUTSIDE = re.compile(r"kelvane::(simulator|bench::outside)::"  # the framework's core, WMI, Sleep, the power source
-                     r"|\(anonymous namespace\)::|(Sys|Variant|WideChar|MultiByte)\w+\(")  # stand-ins of simulator/linux/
+# The framework's core, WMI, Sleep, the power source; and the stand-ins of simulator/linux/.
+OUTSIDE = re.compile(r"kelvane::(simulator|bench::outside)::"
+                     r"|\(anonymous namespace\)::|(Sys|Variant|WideChar|MultiByte)\w+\(")
 
 STEPS = {"quiet-step": "quiet", "idle-step": "in Active Idle", "ramp-step": "every other one follows a ramp",
          "clip-step": "every other one is clipped", "process-start-step": "every other one takes a process start"}

@@ -1,9 +1,9 @@
 """What the installed service takes under Wine; five minutes.
 
 Beside it, at the same time, run two services that are as small as can be: one keeps the same pauses and does nothing
-else, the other also makes the same calls into the framework's core (simulator/gauges/smallest_service.cpp). The stand-ins live
-in the service's process, on threads that bear their names, which are left out; what they do on the loop's thread, the
-second small service has done on its own.
+else, the other also makes the same calls into the framework's core (simulator/gauges/smallest_service.cpp). The
+stand-ins live in the service's process, on threads that bear their names, which are left out; what they do on the
+loop's thread, the second small service has done on its own.
 """
 
 import shutil
@@ -79,7 +79,7 @@ def figures(before, after, seconds, memory, handles):
                    loop.cpu_ms * 60 / seconds if loop else None, loop.switches / seconds if loop else None)
 
 
-# --- the four states ----------------------------------------------------------------------------------------------------
+# --- the four states --------------------------------------------------------------------------------------------------
 
 class Bench(ServiceUnderWine):
     """The service, and the small ones that it is weighed against."""
@@ -144,7 +144,7 @@ class Bench(ServiceUnderWine):
         if ended:
             raise AssertionError(f"{', '.join(ended)} ended while it was measured\n{self.report()}")
 
-    # --- times ----------------------------------------------------------------------------------------------------------
+    # --- times --------------------------------------------------------------------------------------------------------
 
     def live_and_stop(self, phase_s):
         """(start to RUNNING, STOP to STOPPED, of that behind the end of the worker's poll), in ms, at rest."""
@@ -184,7 +184,7 @@ def now_ms():
 
 
 class Onlooker:
-    """Notes when the first thread of a process has started and when the first one has ended, looking each millisecond."""
+    """Notes when the first thread of a process has started and when the first one has ended, each millisecond."""
 
     def __init__(self, pid):
         self._pid, self._known = pid, thread_ids_of(pid)
@@ -211,7 +211,7 @@ class Onlooker:
                 self.first_end_ms = now_ms()
 
 
-# --- the rows -----------------------------------------------------------------------------------------------------------
+# --- the rows ---------------------------------------------------------------------------------------------------------
 
 def loop_rows(state, found):
     """Of the loop's thread alone; found: Figures by name."""
@@ -219,7 +219,8 @@ def loop_rows(state, found):
     target = "<= 1.1 x" if state is SCALING else ""
     return [Row(f"{state.name}: CPU of the loop, beside pauses and calls", service.loop_cpu, "ms/min", calls.loop_cpu,
                 target),
-            Row(f"{state.name}: CPU of the loop, beside pauses alone", service.loop_cpu, "ms/min", pauses.loop_cpu, target),
+            Row(f"{state.name}: CPU of the loop, beside pauses alone", service.loop_cpu, "ms/min", pauses.loop_cpu,
+                target),
             Row(f"{state.name}: CPU of the loop but for calls, beside pauses alone",
                 service.loop_cpu - (calls.loop_cpu - pauses.loop_cpu), "ms/min", pauses.loop_cpu, target),
             Row(f"{state.name}: wake-ups of the loop", service.loop_wakeups, "wake-ups/s", calls.loop_wakeups)]
@@ -242,7 +243,8 @@ def pause_row(bench, state):
     scenario.write_text(f"{HEAD}0,power_mw,{state.power_mw}\n{REPLAY_MS},stop,service\n",
                         encoding="ascii")
     bench.run(str(bench.build / "kelvane-replay.exe"), in_home("bench.csv"), in_home("bench-trace.csv"))
-    return Row(f"{state.name}: pauses of loop and worker", pauses_per_s(read_trace(trace)) + 1000 / POLL_MS, "wake-ups/s",
+    pauses = pauses_per_s(read_trace(trace)) + 1000 / POLL_MS
+    return Row(f"{state.name}: pauses of loop and worker", pauses, "wake-ups/s",
                target=f"<= {state.pauses_max}")
 
 

@@ -1,7 +1,8 @@
-"""tools.checks.silent_failures TESTING: ends with 0 when each test that failed in ctest's last run did so without a word.
+"""tools.checks.silent_failures TESTING: ends with 0 when each failed test of ctest's last run failed without a word.
 
 TESTING is ctest's folder of that name. Wine's loader now and then ends before the program that it is to run: seen once
-in some thousand starts on a busy machine, with exit code 1 after 20 ms. A test program that began has printed something.
+in some thousand starts on a busy machine, with exit code 1 after 20 ms. A test program that began has printed
+something.
 """
 
 import pathlib

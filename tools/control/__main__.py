@@ -1,4 +1,4 @@
-"""compare.sh [--preset PRESET] [--keep] [SCENARIO.csv...]: every kind of work under every policy, measures side by side."""
+"""compare.sh [--preset PRESET] [--keep] [SCENARIO.csv...]: every kind of work under every policy, side by side."""
 
 import argparse
 import concurrent.futures
@@ -165,7 +165,8 @@ def by_kind_and_policy(runs, kinds):
     for kind in kinds:
         seeds = sorted({seed for k, seed, _ in runs if k == kind})
         yardsticks = [runs[kind, seed, YARDSTICK] for seed in seeds]
-        table[kind] = {policy: measures([runs[kind, seed, policy] for seed in seeds], yardsticks) for policy in POLICIES}
+        table[kind] = {policy: measures([runs[kind, seed, policy] for seed in seeds], yardsticks)
+                       for policy in POLICIES}
     return table
 
 

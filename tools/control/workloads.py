@@ -1,7 +1,7 @@
 """An hour of work of each kind, as scenarios with jobs; the same seed gives the same bytes.
 
-Work is in milliseconds of one core at full clock. Sizes and rates are those of everyday programs, in round figures; what
-the comparison shows is the order of policies, which does not hang on them.
+Work is in milliseconds of one core at full clock. Sizes and rates are those of everyday programs, in round figures;
+what the comparison shows is the order of policies, which does not depend on them.
 """
 
 import csv

@@ -47,7 +47,8 @@ class Steps:
     @staticmethod
     def _power_sources(scenario):
         rows = [row.split(",") for row in scenario.splitlines()[1:]]
-        return [(int(time_ms), {"0": "battery", "1": "mains"}[value]) for time_ms, name, value in rows if name == "ac_line"]
+        sources = {"0": "battery", "1": "mains"}
+        return [(int(time_ms), sources[value]) for time_ms, name, value in rows if name == "ac_line"]
 
     def _begin_step(self):
         self.power_mw = []

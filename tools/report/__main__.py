@@ -29,8 +29,8 @@ TIERS = [(0, 1200), (1.6, 1800), (2.2, 2500), (3, 3000), (4, 3600), (5, 4200), (
 EXPLANATION = (
     "Power is what the processor package drew. The ceiling is the performance preference that the service allowed "
     "(10000: unrestricted), PL1 the power limit that it set. The shaded bands behind the power are tiers: the number "
-    "at their right is the ceiling that a step of such power aims at. Below the ceiling stand the marks: what happened, "
-    "and what the service made of it.")
+    "at their right is the ceiling that a step of such power aims at. Below the ceiling are the marks: what "
+    "happened, and what the service made of it.")
 COMPARISON = " Both traces are drawn over each other: A solid and filled, B dashed and hollow."
 NO_DECISIONS = (
     '<p class="note">The log of the running service holds no decisions, only its levels DEBUG, WARNING and ERROR, with '

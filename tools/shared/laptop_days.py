@@ -8,6 +8,7 @@ from tools.shared.framework import CLIP_BIT
 from tools.shared.scenario import HEAD
 
 WORK_HOURS = range(7, 22)
+PROGRAMS = ("editor.exe", "svchost.exe", "OneDrive.exe")
 
 
 def day(draw, start_ms):
@@ -27,7 +28,7 @@ def at_work(draw):
         lambda: ("ac_line", draw.randrange(2)),
         lambda: ("event", f"106:{draw.randrange(101)}"),
         lambda: ("event", f"183:{draw.randrange(5)}"),
-        lambda: ("process_start", f"{draw.choice(('editor.exe', 'svchost.exe', 'OneDrive.exe'))}:{draw.randrange(4, 99999)}"),
+        lambda: ("process_start", f"{draw.choice(PROGRAMS)}:{draw.randrange(4, 99999)}"),
     ))()
 
 

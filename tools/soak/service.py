@@ -174,7 +174,7 @@ class Life:
         self.totals["control steps"] += self.trace["steps"]
         self.totals["lives"] += 1
 
-    # --- watching -------------------------------------------------------------------------------------------------------
+    # --- watching -----------------------------------------------------------------------------------------------------
 
     def _expect_alive(self):
         if self.service.process_id() != self.pid:

@@ -75,10 +75,11 @@ def main():
             memory.join()
     took_s = time.monotonic() - began
     growth = memory.growth_kib()
+    growth_text = "unknown" if growth is None else format(growth, "g")
     print(f"simulated             {days:10} days\ntook                  {took_s:10.1f} s\n"
           f"simulated per second  {days * 24 / took_s:10.1f} hours\n"
           f"private memory        {max(memory.samples_kib, default=0):10} KiB at most\n"
-          f"growth                {'unknown' if growth is None else format(growth, 'g'):>10} KiB, at most {GROWTH_MAX_KIB}\n"
+          f"growth                {growth_text:>10} KiB, at most {GROWTH_MAX_KIB}\n"
           f"seed                  {seed:10}")
     if exit_code != 0:
         sys.exit(f"the replay {describe_end(exit_code)}")

@@ -169,7 +169,8 @@ class ServiceUnderWine:
             done = subprocess.run([WINE, *command], env=wine_environment(self.prefix), stdin=subprocess.DEVNULL,
                                   stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=COMMAND_TIMEOUT_S,
                                   check=False)
-            if done.returncode != 1 or done.stdout:  # else Wine may not have started it (tools/checks/silent_failures.py)
+            # Otherwise Wine may not have started it (tools/checks/silent_failures.py).
+            if done.returncode != 1 or done.stdout:
                 break
         text = done.stdout.decode(errors="replace").replace("\r\n", "\n")
         if check and done.returncode != 0:

@@ -1,4 +1,5 @@
-// simulator/linux/include/comdef.h: texts and values that look after themselves; a conversion that fails raises _com_error.
+// simulator/linux/include/comdef.h: texts and values that look after themselves; a conversion that fails raises
+// _com_error.
 #pragma once
 
 #include <oaidl.h>

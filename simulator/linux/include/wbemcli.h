@@ -1,4 +1,5 @@
-// simulator/linux/include/wbemcli.h: WMI's interfaces. Only those members have names of their own that the service calls.
+// simulator/linux/include/wbemcli.h: WMI's interfaces. Only those members have names of their own that the service
+// calls.
 #pragma once
 
 #include <oaidl.h>

@@ -1,8 +1,8 @@
 // simulator/linux/include/windows.h: as much of Windows as the service's code names, for builds that run on Linux.
 //
 // Types have their Windows sizes, except that wchar_t has four bytes and a path may use either separator. As in a
-// Windows program, a call goes through the import's slot `__imp_NAME`, in which tests put their own function; the slots'
-// first contents are in simulator/linux. What the linker binds directly on Windows has no slot here either.
+// Windows program, a call goes through the import's slot `__imp_NAME`, in which tests put their own function; the
+// slots' first contents are in simulator/linux. What the linker binds directly on Windows has no slot here either.
 #pragma once
 
 #include <cstdarg>

@@ -1,4 +1,5 @@
-// tests/controller/loop/scripted_loop.h: the scaling loop on a simulated machine, with a script of what happens to it meanwhile.
+// tests/controller/loop/scripted_loop.h: the scaling loop on a simulated machine, with a script of what happens to it
+// meanwhile.
 //
 // The machine is as it is before the first start: nothing has reached it, there is no session. Calls are counted from
 // 1 over all runs of the loop: whatever reaches the core, primitives included. The first start makes these:
