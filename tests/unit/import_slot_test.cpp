@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <optional>
 #include <vector>
 
 // The linker's own names of the import slots.
@@ -25,7 +26,7 @@ constexpr DWORD protectionBefore = PAGE_READONLY;
 struct Protections {
     bool refused = false;
     std::vector<DWORD> asked;
-    decltype(&VirtualProtect) real = nullptr;
+    decltype(&VirtualProtect) real = __imp_VirtualProtect;  // called before the fixture's constructor is
 } protections;
 
 BOOL WINAPI watchedProtect(LPVOID address, SIZE_T bytes, DWORD access, PDWORD before)
@@ -45,13 +46,19 @@ DWORD WINAPI fakeThreadId() { return 4711; }
 
 class ImportSlot : public testing::Test {
 protected:
-    ImportSlot()
+    ImportSlot() { protections.asked.clear(); }
+
+    // The end of the swap protects the page as it is told to have been; on Linux other variables lie in it.
+    ~ImportSlot() override
     {
-        protections.real = protect.real();
-        protections.asked.clear();
+        protect.reset();
+        DWORD before = 0;
+        VirtualProtect(reinterpret_cast<void*>(&__imp_VirtualProtect), sizeof __imp_VirtualProtect, PAGE_READWRITE,
+                       &before);
     }
 
-    ImportSwap<decltype(&VirtualProtect)> protect{ __imp_VirtualProtect, &watchedProtect };
+    std::optional<ImportSwap<decltype(&VirtualProtect)>> protect{ std::in_place, __imp_VirtualProtect,
+                                                                  &watchedProtect };
 };
 
 TEST_F(ImportSlot, IsWritableForAsLongAsItIsWrittenAndThenProtectedAsBefore)
