@@ -8,6 +8,7 @@ build_packages=(g++-mingw-w64-x86-64-posix cmake ninja-build wine64)
 package_packages=(git msitools python3 uuid-runtime wixl)
 sign_packages=(openssl osslsigncode)
 native_packages=(clang cmake g++ googletest libclang-rt-dev ninja-build python3-pytest)
+mutate_packages=(libclang1 python3-clang)
 # What runs in several threads, and is worth the thread sanitizer's time.
 thread_targets=(engine_tests log_tests stress_tests)
 

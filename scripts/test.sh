@@ -9,7 +9,8 @@ export KELVANE_STRICT=ON
 cd "$root"
 trap stop_wine EXIT
 
-install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}" "${native_packages[@]}" chromium \
+install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}" "${native_packages[@]}" \
+    "${mutate_packages[@]}" chromium \
     chromium-driver clang-format clang-tidy cppcheck gcovr gnuplot-nox python3-hypothesis python3-pefile python3-pytest \
     python3-selenium shellcheck valgrind
 install_npm
@@ -30,6 +31,7 @@ for preset in native-coverage native-tsan native-asan debug; do
         /usr/bin/python3 scripts/coverage.py build/native-coverage || failed+=("coverage")
     fi
 done
+[ $# -gt 0 ] || scripts/mutate.sh --part 1/20 || failed+=("mutate")
 [ ${#failed[@]} -eq 0 ] || {
     echo "failed: ${failed[*]}" >&2
     exit 1

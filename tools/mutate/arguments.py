@@ -57,8 +57,12 @@ def read(arguments):
     parser = Parser(add_help=False)
     parser.add_argument("--part", type=part_of)
     parser.add_argument("--changed", action="store_true")
+    parser.add_argument("-h", "--help", action="store_true")
     parser.add_argument("names", nargs="*")
     parsed = parser.parse_args(arguments)
+    if parsed.help:
+        print(USAGE)
+        sys.exit(0)
     product = project.product_files()
     if parsed.changed and parsed.names:
         parser.error("--changed names its files itself")

@@ -70,35 +70,38 @@ def libclang_arguments(arguments):
     return ["-xc++", *kept]
 
 
-def find_in_unit(name, path, arguments, wanted):
-    """The files of a translation unit, with their faults: the source, if it is wanted, and headers that are."""
+def find_in_unit(name, arguments, wanted, included):
+    """Those files of a translation unit that change, with the faults of the wanted ones."""
     from tools.mutate import source  # pylint: disable=import-outside-toplevel
 
-    unit = source.parse(path, libclang_arguments(arguments))
-    texts = {str(file): file.read_text(encoding="ascii") for file in wanted.values()}
-    included = {str(item.include) for item in unit.get_includes()} | {str(path)}
-    present = {other: file for other, file in wanted.items() if str(file) in included}
-    tops = source.outermost(unit, {str(file) for file in present.values()})
-    found = [source.Finder(tops[str(file)], file, other, texts).file for other, file in present.items()]
-    return name, found, sorted(present)
+    product = project.product_files()
+    unit = source.parse(product[name], libclang_arguments(arguments))
+    texts = {str(product[other]): product[other].read_text(encoding="ascii") for other in wanted}
+    tops = source.outermost(unit, {str(product[other]) for other in included})
+    found = []
+    for other in included:
+        file = source.Finder(tops[str(product[other])], product[other], other, texts).file
+        if other not in wanted:
+            file.faults, file.constants = [], []
+        if other in wanted or file.references:
+            found.append(file)
+    return found
 
 
 def find_faults(commands, wanted):
-    """By name: the wanted files; by name of a source: which of them it includes."""
-    from tools.mutate import source
-
-    source.find_library()
-    paths = project.product_files()
-    files, units = {}, {}
+    """By name: the files that change; by name of a source: which of them it includes."""
+    product = project.product_files()
+    inclusions = {name: sorted(included & product.keys()) for name, included in project.inclusions().items()
+                  if name in product and included & wanted.keys()}
+    files = {}
     with concurrent.futures.ProcessPoolExecutor(cores()) as pool:
-        jobs = [pool.submit(find_in_unit, name, paths[name], arguments, wanted)
-                for name, (arguments, _) in commands.items() if name in paths]
+        jobs = [pool.submit(find_in_unit, name, commands[name][0], set(wanted), included)
+                for name, included in inclusions.items()]
         for job in jobs:
-            name, found, included = job.result()
-            units[name] = included
-            for file in found:
+            for file in job.result():
                 files.setdefault(file.name, file)
-    return dict(sorted(files.items())), units
+    return dict(sorted(files.items())), {name: [other for other in included if other in files]
+                                         for name, included in inclusions.items()}
 
 
 def number(files):
@@ -176,30 +179,30 @@ class Compiler:
             if self.leave_out(name, self.planted[name].faults_at(line)):
                 return {name}
         for name, line in places:
-            if self.pin(name, line) or self.leave_out(name, self.near(name, line)):
+            pinned = self.pin(name, line)
+            if pinned:
+                return pinned
+            if self.leave_out(name, self.near(name, line)):
                 return {name}
         return set()
 
     def leave_out(self, name, numbers):
-        gone = [fault for fault in self.files[name].faults if fault.number in numbers and fault.planted]
-        for fault in gone:
-            fault.planted = False
-        return bool(gone) or bool(numbers)
+        for fault in self.files[name].faults:
+            fault.planted = fault.planted and fault.number not in numbers
+        return bool(numbers)
 
     def pin(self, name, line):
-        """Constants that the line is about keep their value."""
-        text = self.planted[name].lines[line - 1]
-        names = set(re.findall(rf"\b(\w+){COMPANION}\b", text))
-        new = {(file.name, constant.name_start): constant for file in self.files.values()
-               for constant in file.constants if constant.name in names and constant.name_start not in file.pinned}
-        for (file_name, start), constant in new.items():
-            file = self.files[file_name]
-            file.pinned.add(start)
-            for fault in file.faults:
-                if constant.start <= fault.start < constant.end:
-                    fault.planted = False
-            self.write(file_name)
-        return bool(new)
+        """Constants that the line is about keep their value. Returns their files."""
+        names = set(re.findall(rf"\b(\w+){COMPANION}\b", self.planted[name].lines[line - 1]))
+        found = set()
+        for file in self.files.values():
+            for constant in file.constants:
+                if constant.name in names and constant.name_start not in file.pinned:
+                    file.pinned.add(constant.name_start)
+                    self.leave_out(file.name, {fault.number for fault in file.faults
+                                               if constant.start <= fault.start < constant.end})
+                    found.add(file.name)
+        return found
 
     def near(self, name, line):
         """The faults closest to a line."""
@@ -243,6 +246,7 @@ async def run_tool(arguments, cwd=None):
     finally:
         if process.returncode is None:
             process.kill()
+            await process.wait()
     return output.decode(errors="replace") if process.returncode else None
 
 

@@ -36,7 +36,7 @@ def sites_of(file):
     for fault in file.faults:
         if not fault.planted:
             continue
-        if fault.form == "expression":
+        if fault.form in ("expression", "condition"):
             site(fault.start, fault.end).expressions.append(fault)
         elif fault.form == "drop":
             site(fault.start, fault.end).dropped.append(fault)
@@ -92,6 +92,8 @@ class Planted:
             return self.file.text[site.start:site.end] + self.companion(site)
         text = self.inside(site) if site.text is None else site.text
         if site.expressions:
+            if any(fault.form == "condition" for fault in site.expressions):
+                text = f"static_cast<bool>({text})"
             choices = "".join(f"\n{SWITCH}({fault.number}) ? ({fault.replacement}) :" for fault in site.expressions)
             text = f"({choices}\n{text})"
         if site.dropped or site.early:

@@ -57,6 +57,19 @@ def compile_commands():
     return commands
 
 
+def inclusions():
+    """By the name of a source: which files of the product it includes, itself among them, as of the native build."""
+    listed = subprocess.run(["ninja", "-C", BUILD, "-t", "deps"], capture_output=True, text=True, check=True).stdout
+    found, source = {}, None
+    for line in listed.splitlines():
+        if not line.startswith(" "):
+            source = line.split(":")[0]
+        elif line.startswith(f"    {ROOT}/"):
+            found.setdefault(source, set()).add(line.strip().removeprefix(f"{ROOT}/"))
+    return {name: found.get(str(target.relative_to(BUILD)), {name})
+            for name, (_, target) in compile_commands().items()}
+
+
 def link_command(program):
     """The arguments that link a test program, to be run in the native build's folder."""
     listed = subprocess.run(["ninja", "-C", BUILD, "-t", "commands", f"tests/{program}"], capture_output=True,

@@ -57,6 +57,7 @@ async def call(arguments, **more):
     finally:
         if process.returncode is None:
             process.terminate()
+            await process.wait()
     return process.returncode, output
 
 

@@ -40,7 +40,7 @@ class Fault:
     new: str = ""
     number: int = 0
     planted: bool = True
-    form: str = "expression"  # or: drop, swap
+    form: str = "expression"  # or: condition (what it replaces may be no bool), drop, swap
 
     @property
     def key(self):
@@ -105,7 +105,7 @@ class Finder:
         for cursor in tops:
             if not cursor.kind.is_preprocessing():
                 self.visit(cursor, plantable=True)
-        self.add_swaps_and_names()
+        self.number_namesakes()
 
     @staticmethod
     def extent(cursor):
@@ -168,7 +168,13 @@ class Finder:
             return self.slice(cursor).startswith("if constexpr") and child == next(cursor.get_children())
         if cursor.kind == Kind.VAR_DECL:
             return child.extent.start.offset < self.initializer_start(cursor)
+        if child.kind in (Kind.INTEGER_LITERAL, Kind.DECL_REF_EXPR) and self.closes_template(child):
+            return True
         return child.kind in (Kind.TEMPLATE_REF, Kind.TYPE_REF, Kind.NAMESPACE_REF)
+
+    def closes_template(self, cursor):
+        start, end = self.extent(cursor)
+        return self.text[:start].rstrip()[-1:] in ("<", ",") and re.match(r"\s*>(?!=)", self.text[end:])
 
     def initializer_start(self, variable):
         """Where the value begins: what comes before is type and bounds."""
@@ -202,7 +208,8 @@ class Finder:
         head_start = variable.extent.start.offset
         head = self.planted_files[file.name][head_start:variable.location.offset]
         start, end = self.extent(cursor)
-        if "constexpr" in head and self.text[start:end].endswith(variable.spelling) and not self.within_macro(start, end):
+        if ("constexpr" in head and self.text[start:end].endswith(variable.spelling) and
+                not self.within_macro(start, end)):
             self.file.references.add((start, end))
 
     # --- faults ---
@@ -215,6 +222,8 @@ class Finder:
             return
         for at, until, replacement in self.alternatives(cursor):
             self.add(cursor, start, end, self.text[start:at] + replacement + self.text[until:end], plantable)
+        if self.is_condition(cursor) and not self.has_own_opposite(cursor):
+            self.add(cursor, start, end, f"!({self.text[start:end]})", plantable, "condition")
         if cursor.kind == Kind.INIT_LIST_EXPR:
             self.find_in_table(cursor, plantable)
         if cursor.kind in (Kind.COMPOUND_STMT, Kind.CASE_STMT, Kind.DEFAULT_STMT, Kind.IF_STMT, Kind.FOR_STMT,
@@ -224,19 +233,17 @@ class Finder:
     def alternatives(self, cursor):
         """Extents within the cursor, and what takes their place."""
         start, end = self.extent(cursor)
-        kind = cursor.kind
-        if kind in LITERALS:
-            return [(start, end, text) for text in LITERALS[kind](self.text[start:end])]
-        if kind in (Kind.BINARY_OPERATOR, Kind.COMPOUND_ASSIGNMENT_OPERATOR):
+        own = []
+        if cursor.kind in LITERALS:
+            own = [(start, end, text) for text in LITERALS[cursor.kind](self.text[start:end])]
+        elif cursor.kind in (Kind.BINARY_OPERATOR, Kind.COMPOUND_ASSIGNMENT_OPERATOR):
             left, right = list(cursor.get_children())[:2]
-            return self.changed_operator(left.extent.end.offset, right.extent.start.offset, operators.BINARY)
-        if kind == Kind.UNARY_OPERATOR:
-            return self.changed_unary(cursor)
-        if kind == Kind.CALL_EXPR and cursor.spelling.startswith("operator"):
-            return self.changed_overload(cursor)
-        if kind in CONDITIONAL:
-            return []
-        return self.negated(cursor) + self.changed_return(cursor)
+            own = self.changed_operator(left.extent.end.offset, right.extent.start.offset, operators.BINARY)
+        elif cursor.kind == Kind.UNARY_OPERATOR:
+            own = self.changed_unary(cursor)
+        elif cursor.kind == Kind.CALL_EXPR and cursor.spelling.startswith("operator"):
+            own = self.changed_overload(cursor)
+        return own + self.changed_return(cursor)
 
     def changed_operator(self, start, end, table):
         between = re.fullmatch(r"(\s*)([^\sA-Za-z0-9_/]+|/)(\s*)", self.text[start:end])
@@ -262,17 +269,10 @@ class Finder:
                 return [(start, end, text) for text in table.get(sign, [])]
         return []
 
-    def negated(self, cursor):
-        """The other way round, for a condition whose outermost operator is not one that becomes its opposite."""
+    def is_condition(self, cursor):
         parent = self.ancestors[-2] if len(self.ancestors) > 1 else None
-        if parent is None or parent.kind not in CONDITIONAL or not cursor.kind.is_expression():
-            return []
-        if self.extent(cursor) != self.extent(self.condition_of(parent)):
-            return []
-        if self.has_own_opposite(cursor):
-            return []
-        start, end = self.extent(cursor)
-        return [(start, end, f"!({self.text[start:end]})")]
+        return (parent is not None and parent.kind in CONDITIONAL and cursor.kind.is_expression() and
+                self.extent(cursor) == self.extent(self.condition_of(parent)))
 
     @staticmethod
     def condition_of(statement):
@@ -390,7 +390,7 @@ class Finder:
 
     # --- what a fault is called ---
 
-    def add(self, cursor, start, end, replacement, plantable):
+    def add(self, cursor, start, end, replacement, plantable, form="expression"):
         if self.within_macro(start, end) or (start, end, replacement) in self.seen:
             return
         self.seen.add((start, end, replacement))
@@ -398,21 +398,23 @@ class Finder:
         old = squeezed(self.text[first:last])
         new = squeezed(self.text[first:start] + replacement + self.text[end:last])
         self.file.faults.append(Fault(self.file.name, cursor.extent.start.line, self.function, start, end, replacement,
-                                      old, new, planted=plantable))
+                                      old, new, planted=plantable, form=form))
 
     def context(self, start, end):
         """The largest expression or statement around it that is short enough for a name."""
         best = start, end
         for cursor in reversed(self.ancestors):
             first, last = self.extent(cursor)
-            if cursor.kind in FUNCTIONS or cursor.kind in SCOPES or not first <= start <= end <= last:
+            if cursor.kind in (*FUNCTIONS, *SCOPES, Kind.COMPOUND_STMT) or not first <= start <= end <= last:
                 break
-            if len(squeezed(self.text[first:last])) > LONGEST_KEY or cursor.kind == Kind.COMPOUND_STMT:
+            if len(squeezed(self.text[first:last])) > LONGEST_KEY:
                 break
             best = first, last
+            if cursor.kind == Kind.INIT_LIST_EXPR:  # a row of a table
+                break
         return best
 
-    def add_swaps_and_names(self):
+    def number_namesakes(self):
         """Numbers the faults of the same name, in the order of the file."""
         self.file.faults.sort(key=lambda fault: (fault.start, fault.end))
         counts = {}

@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# mutate.sh [--part I/N] [--changed | FOLDER|FILE...]: plants faults in the product's code, one at a time, and tells which
+# no native unit test sees. Everything made lies below build/mutate and build/native.
+set -euo pipefail
+# shellcheck source=common.sh
+source "$(dirname "$0")/common.sh"
+
+python_tool() {
+    PYTHONPATH=$root /usr/bin/python3 -P -B -m "$@"
+}
+
+python_tool tools.mutate.arguments "$@" || exit
+for argument in "$@"; do
+    [[ $argument =~ ^(-h|--help)$ ]] && exit
+done
+install_packages "${native_packages[@]}" "${mutate_packages[@]}"
+build native
+PYTHONPATH=$root exec /usr/bin/python3 -P -B -m tools.mutate "$@"
