@@ -139,6 +139,18 @@ def test_statements_are_dropped_and_neighbours_that_depend_on_each_other_change_
         "b = 2; b = a; -> b = a; b = 2;", "b = a; f(); -> f(); b = a;"}
 
 
+@pytest.mark.parametrize("body, matters", [
+    ("f(); f(1);", True), ("f(); f();", False), ("a = 1; f();", True), ("a = b; b = 1;", True),
+    ("a = 1; b = 2;", False),
+    ("p.x = 1; f();", False), ("p.x = 1; f(p.x);", True), ("p.x = 1; f(p.y);", False), ("p.x = 1; g(p);", True),
+    ("a = 1; logLine(b);", False), ("a = 1; logLine(a);", True)])
+def test_order_matters_where_one_statement_may_see_what_the_other_does(tmp_path, body, matters):
+    file = found_in(tmp_path, "struct P { int x, y; };\nint a, b;\nvoid f(int = 0);\nvoid g(P&);\nvoid logLine(int);\n"
+                    "void h(P& p)\n{\n" + body + "\n}\n")
+
+    assert any(fault.form == "swap" for fault in file.faults) == matters
+
+
 def test_what_has_to_be_constant_and_what_a_macro_writes_is_not_planted(example):
     advanced = changes(example, "advanced")
 
@@ -156,6 +168,15 @@ def test_cells_of_a_table_take_the_value_of_the_next_row(example):
     assert '{ 2, "two", green } -> { 2, "two", red }' in rows
     assert '{ 1, "one", red } -> { 2, "one", red }' in rows
     assert '{ 1, "one", red } -> { 1, "~ne", red }' in rows
+    assert not any(old == new for old, new in (row.split(" -> ") for row in rows))
+
+
+def test_a_constant_that_only_the_compiler_reads_has_no_faults(example, tmp_path, monkeypatch):
+    monkeypatch.setattr(project, "ROOT", tmp_path)
+    building.leave_unused({example.name: example}, example.uses)
+
+    assert changes(example, "places") == set()
+    assert changes(example, "step") != set()
 
 
 def test_faults_of_the_same_name_are_numbered(tmp_path):

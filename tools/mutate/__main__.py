@@ -29,19 +29,26 @@ def show_table(columns):
         print(f"{folder:14}" + "".join(f"{number:13}" for number in numbers))
 
 
+def tell(text, begin):
+    print(f"{time.monotonic() - begin:4.0f} s: {text}", file=sys.stderr, flush=True)
+
+
 async def examine(choice, begin):
     """The faults that were planted and those that were not, and the verdicts on those that were judged."""
     commands = project.compile_commands()
     files, units = building.find_faults(commands, choice.files)
     compiler = building.Compiler(files, units, commands)
+    tell(f"{len(compiler.faults)} faults found; {len(compiler.units)} sources are compiled with them", begin)
     await compiler.run()
     programs = await compiler.link()
+    tell("the test programs run without a fault", begin)
     planted = [fault for fault in compiler.faults if fault.planted]
     left = [fault for fault in compiler.faults if not fault.planted]
     run = running.Run(programs, await running.measure(programs, len(compiler.faults)))
     asked = [fault for fault in planted if within_part(fault, choice.part)]
     if choice.changed:
         asked.sort(key=lambda fault: fault.part)
+    tell(f"they run with one of {len(asked)} faults at a time", begin)
     late = await run.judge(asked, begin + CHANGED_LIMIT if choice.changed else None)
     return planted, left, asked, late, run
 

@@ -100,8 +100,18 @@ def find_faults(commands, wanted):
         for job in jobs:
             for file in job.result():
                 files.setdefault(file.name, file)
+    leave_unused(files, {use for file in files.values() for use in file.uses})
     return dict(sorted(files.items())), {name: [other for other in included if other in files]
                                          for name, included in inclusions.items()}
+
+
+def leave_unused(files, uses):
+    """Constants that nothing but the compiler reads have no faults."""
+    for file in files.values():
+        for constant in file.constants:
+            if (str(project.ROOT / file.name), constant.name_start) not in uses:
+                for fault in file.faults:
+                    fault.planted = fault.planted and not constant.start <= fault.start < constant.end
 
 
 def number(files):

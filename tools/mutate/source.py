@@ -69,6 +69,7 @@ class File:
     faults: list = dataclasses.field(default_factory=list)
     constants: list = dataclasses.field(default_factory=list)
     references: set = dataclasses.field(default_factory=set)  # extents of names of constants of planted files
+    uses: set = dataclasses.field(default_factory=set)        # those constants, by file and place of the name
     linkage: list = dataclasses.field(default_factory=list)   # extents of `inline` that become `static`
     pinned: set = dataclasses.field(default_factory=set)      # constants that no fault is planted in, by name's start
 
@@ -211,6 +212,7 @@ class Finder:
         if ("constexpr" in head and self.text[start:end].endswith(variable.spelling) and
                 not self.within_macro(start, end)):
             self.file.references.add((start, end))
+            self.file.uses.add((file.name, variable.location.offset))
 
     # --- faults ---
 
@@ -317,7 +319,9 @@ class Finder:
                 break
             other = list(rows[at + 1 if at + 1 < len(rows) else at - 1].get_children())
             for column, cell in enumerate(row.get_children()):
-                if column < len(other) and re.fullmatch(r"&?[A-Za-z_:]+[A-Za-z_0-9:]*", self.slice(cell)):
+                if column >= len(other) or self.slice(other[column]) == self.slice(cell):
+                    continue
+                if re.fullmatch(r"&?[A-Za-z_:]+[A-Za-z_0-9:]*", self.slice(cell)):
                     start, end = self.extent(cell)
                     self.ancestors.append(row)
                     self.add(cell, start, end, self.slice(other[column]), plantable)
@@ -367,18 +371,32 @@ class Finder:
         return (start, end + semicolon.end()) if semicolon else None
 
     def order_matters(self, first, second):
-        """Two assignments of which neither mentions the other's target may change places unseen."""
+        """Whether one of two statements may see what the other does."""
         if self.slice(first) == self.slice(second):
             return False
-        targets = [self.assigned(first), self.assigned(second)]
-        if None in targets:
+        return any(self.may_see(other, statement) for statement, other in ((first, second), (second, first))
+                   if self.assigned(statement)) or not (self.assigned(first) or self.assigned(second))
+
+    def may_see(self, statement, assignment):
+        """What an assignment sets is seen by its name. A call sees all but a local variable that it is not given."""
+        text, target = self.slice(statement), self.assigned(assignment)
+        if re.search(rf"\b{re.escape(re.split(r'[.]|->|::', target)[-1])}\b", text):
             return True
-        return any(re.search(rf"\b{re.escape(target)}\b", self.slice(other))
-                   for target, other in zip(targets, (second, first)))
+        if self.assigned(statement) or text.startswith("logLine("):
+            return False
+        base = re.split(r"[.]|->", target)[0]
+        return not self.is_local(assignment) or bool(re.search(rf"\b{re.escape(base)}\b(?!\.|->)", text))
+
+    @staticmethod
+    def is_local(statement):
+        names = (item for item in statement.walk_preorder() if item.kind == Kind.DECL_REF_EXPR and item.referenced)
+        first = next(names, None)
+        return first is not None and first.referenced.semantic_parent.kind in FUNCTIONS
 
     def assigned(self, statement):
+        """The variable that a statement sets and does nothing else."""
         match = re.match(r"([\w.>:-]+?)\s*(?:[-+*/&|]?=)(?!=)([^()]*)$", self.slice(statement), re.S)
-        return re.split(r"\.|->|::", match[1])[-1] if match else None
+        return match[1] if match else None
 
     def add_statement(self, cursor, extent, form, new, plantable, second=None):
         start, end = extent
