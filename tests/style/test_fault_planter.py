@@ -293,6 +293,66 @@ def test_what_does_not_compile_is_left_out_alone(tmp_path, monkeypatch):
     assert len([fault for fault in file.faults if fault.planted]) >= 4
 
 
+# --- what tests say ---
+
+# Plays a test program: it notes what it is asked for, and says what the fault's number stands for.
+PLAYED = """#!/bin/sh
+echo "$KELVANE_FAULT $*" >> "$TMPDIR/../calls"
+case $KELVANE_FAULT in
+1) echo "[  FAILED  ] Suite.Two (exit code 1)"; exit 1 ;;
+2) echo "[  FAILED  ] Suite.Two (not over after 10 s)"; exit 1 ;;
+3) kill -9 $$ ;;
+esac
+"""
+
+
+@pytest.fixture(name="judged")
+def fixture_judged(tmp_path, monkeypatch):
+    """Verdicts on faults of these numbers, reached by the tests One and Two, and the calls that it took."""
+    program = tmp_path / "program"
+    program.write_text(PLAYED, encoding="ascii")
+    program.chmod(0o755)
+    monkeypatch.setattr(project, "OUT", tmp_path)
+    monkeypatch.setattr(running, "cores", lambda: 1)
+
+    def judge(*numbers, deadline=None):
+        baseline = running.Baseline()
+        for number in (1, 2, 3, 4):
+            baseline.reaching[number]["program"] = ["Suite.One", "Suite.Two"]
+        run = running.Run({"program": program}, baseline)
+        faults = [source.Fault("a.cpp", number, "f", 0, 1, "", number=number) for number in numbers]
+        late = asyncio.run(run.judge(faults, deadline))
+        calls = tmp_path / "calls"
+        return run, late, calls.read_text(encoding="ascii").splitlines() if calls.exists() else []
+
+    return judge
+
+
+def numbers_of(faults):
+    return [one.number for one in faults]
+
+
+def test_a_fault_is_caught_hung_or_survives(judged):
+    run, late, _ = judged(1, 2, 3, 4, 5)
+
+    assert (numbers_of(run.caught), numbers_of(run.hung)) == ([1, 3], [2])
+    assert (numbers_of(run.survivors), numbers_of(run.unreached)) == ([4, 5], [5])
+    assert late == []
+
+
+def test_only_tests_that_reach_a_fault_run_and_those_that_saw_the_last_one_go_first(judged):
+    _, _, calls = judged(1, 4, 5)
+
+    assert [call.split(" --gtest_fail_fast")[0] for call in calls] == [
+        "1 --gtest_filter=Suite.One:Suite.Two", "4 --gtest_filter=Suite.Two", "4 --gtest_filter=Suite.One"]
+
+
+def test_no_fault_is_tried_when_time_is_up(judged):
+    run, late, calls = judged(1, 2, deadline=0)
+
+    assert numbers_of(late) == [1, 2] and calls == [] and run.caught == []
+
+
 # --- the list ---
 
 def fault(key):

@@ -1,7 +1,6 @@
 """Compiles the planted files, and links test programs with them. What does not compile is planted no more."""
 
 import asyncio
-import collections
 import concurrent.futures
 import os
 import re
@@ -264,8 +263,3 @@ async def must(arguments, cwd=None):
     text = await run_tool(arguments, cwd)
     if text is not None:
         raise RuntimeError(f"failed: {' '.join(arguments[:3])} ...\n{text}")
-
-
-def by_file(faults):
-    counts = collections.Counter(fault.file.split("/")[0] for fault in faults)
-    return dict(sorted(counts.items()))

@@ -75,14 +75,16 @@ class File:
 
 
 def find_library():
-    """libclang by version, where its plain name is missing."""
-    if cindex.Config.loaded:
-        return
-    found = sorted(glob.glob("/usr/lib/llvm-*/lib/libclang.so.1") + glob.glob("/usr/lib/llvm-*/lib/libclang-*.so.1"),
-                   key=lambda path: int(re.search(r"llvm-(\d+)", path)[1]))
-    bindings = re.search(r"llvm-(\d+)", cindex.__file__)
-    if found and not bindings:
+    """The newest libclang, where the one that the Python module names is missing."""
+    try:
+        return cindex.conf.lib
+    except cindex.LibclangError:
+        found = sorted(glob.glob("/usr/lib/llvm-*/lib/libclang*.so.1"),
+                       key=lambda path: int(re.search(r"llvm-(\d+)", path)[1]))
+        if not found:
+            raise
         cindex.Config.set_library_file(found[-1])
+        return cindex.conf.lib
 
 
 def squeezed(text):
