@@ -5,14 +5,12 @@ set -euo pipefail
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
 
-python_tool() {
-    PYTHONPATH=$root /usr/bin/python3 -P -B -m "$@"
-}
-
-python_tool tools.mutate.arguments "$@" || exit
-for argument in "$@"; do
-    [[ $argument =~ ^(-h|--help)$ ]] && exit
-done
+export PYTHONPATH=$root
+answer=$(/usr/bin/python3 -P -B -m tools.mutate.arguments "$@") || exit
+if [ -n "$answer" ]; then
+    echo "$answer"
+    exit
+fi
 install_packages "${native_packages[@]}" "${mutate_packages[@]}"
 build native
-PYTHONPATH=$root exec /usr/bin/python3 -P -B -m tools.mutate "$@"
+exec /usr/bin/python3 -P -B -m tools.mutate "$@"

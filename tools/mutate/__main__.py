@@ -85,9 +85,6 @@ def keep(run):
 
 def main():
     choice = arguments.read(sys.argv[1:])
-    if not choice.files:
-        print("No file of the product is changed.")
-        return 0
     signal.signal(signal.SIGTERM, signal.default_int_handler)
     begin = time.monotonic()
     project.OUT.mkdir(parents=True, exist_ok=True)

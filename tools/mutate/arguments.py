@@ -77,4 +77,6 @@ def read(arguments):
 
 
 if __name__ == "__main__":
-    read(sys.argv[1:])
+    # Says what there is to say before anything is built.
+    if not read(sys.argv[1:]).files:
+        print("No file of the product is changed.")
