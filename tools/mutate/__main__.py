@@ -33,12 +33,16 @@ def tell(text, begin):
     print(f"{time.monotonic() - begin:4.0f} s: {text}", file=sys.stderr, flush=True)
 
 
-async def examine(choice, begin):
-    """The faults that were planted and those that were not, and the verdicts on those that were judged."""
+def find(choice, begin):
     commands = project.compile_commands()
     files, units = building.find_faults(commands, choice.files)
     compiler = building.Compiler(files, units, commands)
     tell(f"{len(compiler.faults)} faults found; {len(compiler.units)} sources are compiled with them", begin)
+    return compiler
+
+
+async def examine(choice, compiler, begin):
+    """The faults that were planted and those that were not, and the verdicts on those that were judged."""
     await compiler.run()
     programs = await compiler.link()
     tell("the test programs run without a fault", begin)
@@ -85,11 +89,12 @@ def keep(run):
 
 def main():
     choice = arguments.read(sys.argv[1:])
-    signal.signal(signal.SIGTERM, signal.default_int_handler)
+    for number in (signal.SIGINT, signal.SIGTERM):  # also where a shell in the background has the first ignored
+        signal.signal(number, signal.default_int_handler)
     begin = time.monotonic()
     project.OUT.mkdir(parents=True, exist_ok=True)
     try:
-        return report(choice, asyncio.run(examine(choice, begin)), begin)
+        return report(choice, asyncio.run(examine(choice, find(choice, begin), begin)), begin)
     except (RuntimeError, listed.BadList) as error:
         print(error, file=sys.stderr)
         return 1

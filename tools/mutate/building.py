@@ -1,12 +1,13 @@
 """Compiles the planted files, and links test programs with them. What does not compile is planted no more."""
 
 import asyncio
-import concurrent.futures
+import multiprocessing
 import os
 import re
 import shutil
+import signal
 
-from tools.mutate import project
+from tools.mutate import processes, project
 from tools.mutate.plant import COMPANION, Planted
 
 PLACE = re.compile(r"^(?P<file>/[^:\n]*):(?P<line>\d+):\d+:(?P<rest>.*)$", re.M)
@@ -87,17 +88,21 @@ def find_in_unit(name, arguments, wanted, included):
     return found
 
 
+def end_by_parent():
+    signal.signal(signal.SIGINT, signal.SIG_IGN)
+    signal.signal(signal.SIGTERM, signal.SIG_DFL)
+
+
 def find_faults(commands, wanted):
     """By name: the files that change; by name of a source: which of them it includes."""
     product = project.product_files()
     inclusions = {name: sorted(included & product.keys()) for name, included in project.inclusions().items()
                   if name in product and included & wanted.keys()}
     files = {}
-    with concurrent.futures.ProcessPoolExecutor(cores()) as pool:
-        jobs = [pool.submit(find_in_unit, name, commands[name][0], set(wanted), included)
-                for name, included in inclusions.items()]
-        for job in jobs:
-            for file in job.result():
+    jobs = [(name, commands[name][0], set(wanted), included) for name, included in inclusions.items()]
+    with multiprocessing.Pool(cores(), end_by_parent) as pool:
+        for found in pool.starmap(find_in_unit, jobs, chunksize=1):
+            for file in found:
                 files.setdefault(file.name, file)
     leave_unused(files, {use for file in files.values() for use in file.uses})
     return dict(sorted(files.items())), {name: [other for other in included if other in files]
@@ -247,16 +252,8 @@ class Compiler:
 
 async def run_tool(arguments, cwd=None):
     """What a tool says, if it fails."""
-    process = await asyncio.create_subprocess_exec(
-        *arguments, cwd=cwd, stdin=asyncio.subprocess.DEVNULL, stdout=asyncio.subprocess.PIPE,
-        stderr=asyncio.subprocess.STDOUT)
-    try:
-        output, _ = await process.communicate()
-    finally:
-        if process.returncode is None:
-            process.kill()
-            await process.wait()
-    return output.decode(errors="replace") if process.returncode else None
+    code, output = await processes.call(arguments, cwd=cwd)
+    return output.decode(errors="replace") if code else None
 
 
 async def must(arguments, cwd=None):

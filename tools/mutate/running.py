@@ -10,7 +10,7 @@ import struct
 import sys
 import time
 
-from tools.mutate import project
+from tools.mutate import processes, project
 from tools.mutate.building import cores
 
 WALL_LIMIT = 10  # seconds that a test may take with a fault in it
@@ -48,17 +48,7 @@ def environment(**more):
 
 
 async def call(arguments, **more):
-    """Exit code and output; ended with all its tests when this is cancelled."""
-    process = await asyncio.create_subprocess_exec(
-        *map(str, arguments), env=environment(**more), stdin=asyncio.subprocess.DEVNULL,
-        stdout=asyncio.subprocess.PIPE, stderr=asyncio.subprocess.STDOUT)
-    try:
-        output, _ = await process.communicate()
-    finally:
-        if process.returncode is None:
-            process.terminate()
-            await process.wait()
-    return process.returncode, output
+    return await processes.call(arguments, env=environment(**more))
 
 
 async def measure(programs, count):
