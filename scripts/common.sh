@@ -7,7 +7,8 @@ export WINEPREFIX="${WINEPREFIX:-$root/build/wine}"
 build_packages=(g++-mingw-w64-x86-64-posix cmake ninja-build wine64)
 package_packages=(git msitools python3 uuid-runtime wixl)
 sign_packages=(openssl osslsigncode)
-native_packages=(clang cmake g++ googletest libclang-rt-dev ninja-build)
+native_packages=(clang cmake g++ googletest libclang-rt-dev ninja-build python3-pytest)
+mutate_packages=(libclang1 python3-clang)
 # What runs in several threads, and is worth the thread sanitizer's time.
 thread_targets=(engine_tests log_tests stress_tests)
 
@@ -73,10 +74,20 @@ run_tool() {
 }
 
 # test_preset PRESET [CTEST ARGUMENT...]: runs its tests; one that is skipped has not passed. Those for which Wine did
-# not even start a program are run once more, when there are no other failures; without Wine nothing is.
+# not even start a program are run once more, when there are no other failures; without Wine nothing is. On Linux a
+# program of tests is one test to ctest: it gets ctest's pattern, and runs those of its tests that have it in their
+# names.
 test_preset() {
-    local preset=$1 report=$root/build/$1/ctest.log
+    local preset=$1 report=$root/build/$1/ctest.log option previous='' pattern=''
     shift
+    for option in "$@"; do
+        [[ $previous =~ ^(-R|--tests-regex)$ ]] && pattern=$option
+        previous=$option
+    done
+    if [ "$preset" != debug ] && [ -n "$pattern" ]; then
+        local -x KELVANE_TESTS=$pattern
+        set -- "$@" -R "($pattern)|_tests\$"  # the last one holds
+    fi
     if ! (cd "$root" && ctest --preset "$preset" --parallel 4 "$@") 2>&1 | tee "$report"; then
         [ "$preset" = debug ] || return 1
         run_tool checks.silent_failures "$root/build/$preset/Testing" || return 1

@@ -10,8 +10,8 @@ cd "$root"
 trap stop_wine EXIT
 
 install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}" "${native_packages[@]}" \
-    chromium chromium-driver clang-format clang-tidy cppcheck gcovr gnuplot-nox python3-hypothesis python3-pefile \
-    python3-pytest python3-selenium shellcheck valgrind
+    "${mutate_packages[@]}" chromium chromium-driver clang-format clang-tidy cppcheck gcovr gnuplot-nox \
+    python3-hypothesis python3-pefile python3-pytest python3-selenium shellcheck valgrind
 install_npm
 build release
 build debug
@@ -30,6 +30,7 @@ for preset in native-coverage native-tsan native-asan debug; do
         run_tool checks.coverage build/native-coverage || failed+=("coverage")
     fi
 done
+[ $# -gt 0 ] || scripts/mutate.sh --part 1/20 || failed+=("mutate")
 [ ${#failed[@]} -eq 0 ] || {
     echo "failed: ${failed[*]}" >&2
     exit 1

@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# mutate.sh [--part I/N] [--changed | FOLDER|FILE...]: plants faults in the product's code, one at a time, and tells
+# which no native unit test sees. Everything made lies below build/mutate and build/native.
+set -euo pipefail
+# shellcheck source=common.sh
+source "$(dirname "$0")/common.sh"
+
+answer=$(run_tool mutate.answer "$@") || exit
+if [ -n "$answer" ]; then
+    echo "$answer"
+    exit
+fi
+install_packages "${native_packages[@]}" "${mutate_packages[@]}"
+build native
+run_tool mutate "$@"
