@@ -35,7 +35,7 @@ constexpr Row rows[] = {
 };
 static_assert(rows[0].key == 1);
 int calls = 0;
-int last = 0;
+constinit int last = 0;
 
 void note(int value)
 {
