@@ -56,6 +56,19 @@ protected:
     LoopState loop;
 };
 
+TEST_F(DownBranchWrite, SnapsToTheFloorAfterTheFallAndNotBefore)
+{
+    PerfRange = 2000;
+    loop.floor = 2000;
+    loop.prefMax = 2200;
+    pkgPower = 2250;  // a quarter less: 1000 lower, which is far below the floor
+
+    onPowerDown(loop);
+
+    EXPECT_EQ(loop.prefMax, 2000);
+    EXPECT_EQ(appliedPrefMax, 2000);
+}
+
 TEST_F(DownBranchWrite, WritesTheCeilingAndRemembersTheStep)
 {
     pkgPower = 2700;
