@@ -26,7 +26,9 @@ UNREACHED = {
     ("controller/control_step.cpp", "switch (chooseBranch(loop)) {"): (1, "there is no fifth branch"),
     ("controller/scaling_loop.cpp", "if (sessionRetry >= maxConnectAttempts) return false;"):
         (1, "one attempt is the limit, so that the first failure is the last"),
-    ("controller/up_branch.cpp", "loop.prefMax += loop.DeltaPkgpwr < 1000 && pkgPower < 4000 ? 1000 : 1500;"):
+    ("controller/up_branch.cpp", "switch (rise) {"): (1, "there is no sixth kind of rise"),
+    ("controller/up_branch.cpp",
+     "case Rise::twoFifths: loop.prefMax += loop.DeltaPkgpwr < 1000 && pkgPower < 4000 ? 1000 : 1500; break;"):
         (1, "from 4000 mW on, less than 1000 mW of rise is less than two fifths of what was before"),
     ("diagnostics/diagnostic_log.cpp", "};"): (3, ONCE),
     ("diagnostics/diagnostic_log.cpp", "static const auto& none = *new std::string(\"NONE\");"): (1, ONCE),
