@@ -255,7 +255,7 @@ def test_the_planted_program_does_what_the_original_does_until_a_fault_is_chosen
         # The name of a green row is not asked for.
         'rows | { 2, "two", green } -> { 2, "~wo", green }',
         # The first call overwrites it.
-        "last | int last = 0 -> int last = 1",
+        "last | constinit int last = 0 -> constinit int last = 1",
         # No value is 0 or 1, and only 40 lies at the upper end.
         "isBetween | return value > 0 && value < LIMIT -> return value >= 0 && value < LIMIT",
         "isBetween | return value > 0 && value < LIMIT -> return value > 1 && value < LIMIT",
