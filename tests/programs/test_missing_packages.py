@@ -38,7 +38,8 @@ def test_user_with_sudo_has_them_installed_by_it_without_a_question():
     assert run.returncode == 0
     assert run.stderr.splitlines() == [
         "installing kelvane-no-such-package", "sudo apt-get update -qq",
-        "sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends kelvane-no-such-package"]
+        "sudo env DEBIAN_FRONTEND=noninteractive "
+        "apt-get install -y -qq --no-install-recommends kelvane-no-such-package"]
 
 
 def test_nothing_is_said_when_nothing_is_missing():
