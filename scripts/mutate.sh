@@ -4,6 +4,7 @@
 set -euo pipefail
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
+export KELVANE_STRICT=ON
 
 answer=$(run_tool mutate.answer "$@") || exit
 if [ -n "$answer" ]; then
