@@ -63,11 +63,30 @@ UNREACHED = {
 }
 
 
+# Debian 13's compiler and gcovr 7 count templates line by line, and find one more branch at a function's end.
+SINCE_GCOVR_7 = {("engine/event_sink.cpp", "}"): (1, NO_OTHER)}
+NOT_SINCE_GCOVR_7 = [place for place, (_, reason) in UNREACHED.items() if reason == TEMPLATE] + [
+    ("framework/primitives.cpp", "std::copy_n(primitive.text, primitive.bytes, text);")]
+
+
+def is_gcovr_5():
+    version = subprocess.run(["gcovr", "--version"], capture_output=True, text=True, check=True).stdout
+    return version.startswith("gcovr 5")
+
+
+def listed():
+    """What is not reached, as this system's tools count it."""
+    if is_gcovr_5():
+        return UNREACHED
+    return {**{place: why for place, why in UNREACHED.items() if place not in NOT_SINCE_GCOVR_7}, **SINCE_GCOVR_7}
+
+
 def measure(build):
     """By file: the lines that hold code, as gcovr's JSON has them (7 leaves the others out, 5 marks them)."""
     report = subprocess.run(
         ["gcovr", "--root", ROOT, build, "--filter", f"({'|'.join(FOLDERS)})/", "--exclude-throw-branches",
-         "--exclude-unreachable-branches", "--json"],
+         "--exclude-unreachable-branches",
+         *([] if is_gcovr_5() else ["--merge-mode-functions=separate"]), "--json"],
         cwd=ROOT, capture_output=True, text=True, check=True).stdout
     return {file["file"]: [line for line in file["lines"] if not line.get("gcovr/noncode")]
             for file in json.loads(report)["files"]}
@@ -116,12 +135,13 @@ def main():
     files = measure(sys.argv[1])
     show(files)
     found = {**unreached(files), **not_compiled(files)}
+    unreached_here = listed()
     print("\nNot reached, or not in every way:")
-    for place, (missing, reason) in UNREACHED.items():
+    for place, (missing, reason) in unreached_here.items():
         print(f"  {': '.join(filter(None, place))} ({missing})\n      {reason}")
-    fallen = [place for place, missing in found.items() if missing > UNREACHED.get(place, (0,))[0]]
+    fallen = [place for place, missing in found.items() if missing > unreached_here.get(place, (0,))[0]]
     # How threads meet differs from run to run.
-    reached = [place for place, (missing, reason) in UNREACHED.items()
+    reached = [place for place, (missing, reason) in unreached_here.items()
                if found.get(place, 0) < missing and reason not in (ONCE, MIDWAY)]
     for name, text in sorted(fallen):
         print(f"coverage: {name}: no test reaches, or not in every way: {text}", file=sys.stderr)
