@@ -40,7 +40,7 @@ struct Engine {
 };
 
 // Releases in the order given, skipping what was never made, and leaves COM. Deliberate: what a step does not name, it
-// keeps (a start-up that fails without an apartment keeps the stub, and so on), since the process makes no other start.
+// keeps (one without a sink keeps the apartment), since the process makes no other start.
 template<class... Interfaces>
 bool giveUp(Interfaces*... objects)
 {
