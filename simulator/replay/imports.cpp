@@ -2,6 +2,7 @@
 #include "simulator/replay/imports.h"
 
 #include "simulator/platform/import_slot.h"
+#include "simulator/platform/import_slots.h"
 #include "simulator/platform/simulated_core.h"
 
 #include <windows.h>
@@ -9,20 +10,6 @@
 #include <cfgmgr32.h>
 
 #include <cstring>
-
-// The linker's own names of the import slots.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-extern "C" {
-extern decltype(&Sleep) __imp_Sleep;
-extern decltype(&GetSystemPowerStatus) __imp_GetSystemPowerStatus;
-extern decltype(&GetSystemDirectoryA) __imp_GetSystemDirectoryA;
-extern decltype(&GetFileAttributesA) __imp_GetFileAttributesA;
-extern decltype(&LoadLibraryExA) __imp_LoadLibraryExA;
-extern decltype(&GetProcAddress) __imp_GetProcAddress;
-extern decltype(&CM_Get_Device_ID_List_SizeA) __imp_CM_Get_Device_ID_List_SizeA;
-}
-
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace kelvane::simulator {
 

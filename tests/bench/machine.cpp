@@ -1,5 +1,6 @@
 // Slots of the simulated core and of the import table, each with a wrapper before it.
 #include "tests/bench/machine.h"
+#include "simulator/platform/import_slots.h"
 #include "state/state.h"
 
 #include "diagnostics/diagnostic_log.h"
@@ -11,16 +12,6 @@
 #include <cstdlib>
 #include <ostream>
 #include <string_view>
-
-// The linker's own names of the import slots.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-extern "C" {
-extern decltype(&Sleep) __imp_Sleep;
-extern decltype(&GetSystemPowerStatus) __imp_GetSystemPowerStatus;
-extern decltype(&GetProcAddress) __imp_GetProcAddress;
-}
-
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace kelvane::bench {
 

@@ -19,10 +19,6 @@
 #include <thread>
 #include <vector>
 
-extern "C" {
-extern decltype(&CoUninitialize) __imp_CoUninitialize;
-}
-
 namespace kelvane::tests {
 namespace {
 

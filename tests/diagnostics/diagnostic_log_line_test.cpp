@@ -7,10 +7,6 @@
 #include <cstdlib>
 #include <ctime>
 
-extern "C" {
-extern decltype(&_time64) __imp__time64;
-}
-
 namespace kelvane::tests {
 namespace {
 

@@ -9,12 +9,6 @@
 #include <fstream>
 #include <string_view>
 
-extern "C" {
-extern decltype(&CoTaskMemFree) __imp_CoTaskMemFree;
-extern decltype(&CreateDirectoryW) __imp_CreateDirectoryW;
-extern decltype(&GetFileAttributesA) __imp_GetFileAttributesA;
-}
-
 namespace kelvane::tests {
 namespace {
 

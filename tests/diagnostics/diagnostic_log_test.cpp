@@ -13,10 +13,6 @@
 #include <set>
 #include <thread>
 
-extern "C" {
-extern decltype(&GetCurrentThreadId) __imp_GetCurrentThreadId;
-}
-
 namespace kelvane::tests {
 namespace {
 

@@ -2,14 +2,8 @@
 #include "tests/diagnostics/fake_event_log.h"
 
 #include "diagnostics/ansi_text.h"
+#include "simulator/platform/import_slots.h"
 #include "tests/support/call_list.h"
-
-// The linker's own names of the import slots.
-extern "C" {
-extern decltype(&RegisterEventSourceW) __imp_RegisterEventSourceW;
-extern decltype(&ReportEventW) __imp_ReportEventW;
-extern decltype(&DeregisterEventSource) __imp_DeregisterEventSource;
-}
 
 namespace kelvane::tests {
 

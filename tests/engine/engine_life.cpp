@@ -1,6 +1,7 @@
 // Imports fail on top of what the other fakes answer; the core's slots and the clock are made here.
 #include "tests/engine/engine_life.h"
 #include "controller/state.h"
+#include "simulator/platform/import_slots.h"
 #include "state/state.h"
 
 #include "engine/engine.h"
@@ -16,32 +17,6 @@
 #include <map>
 #include <new>
 #include <sstream>
-
-// The linker's own names of the import slots.
-extern "C" {
-extern decltype(&CoInitializeEx) __imp_CoInitializeEx;
-extern decltype(&CoInitializeSecurity) __imp_CoInitializeSecurity;
-extern decltype(&CoCreateInstance) __imp_CoCreateInstance;
-extern decltype(&CoSetProxyBlanket) __imp_CoSetProxyBlanket;
-extern decltype(&SysAllocString) __imp_SysAllocString;
-extern decltype(&CM_Get_Device_ID_List_SizeA) __imp_CM_Get_Device_ID_List_SizeA;
-extern decltype(&CM_Get_Device_ID_ListA) __imp_CM_Get_Device_ID_ListA;
-extern decltype(&CM_Get_Device_Interface_List_SizeA) __imp_CM_Get_Device_Interface_List_SizeA;
-extern decltype(&CM_Locate_DevNodeA) __imp_CM_Locate_DevNodeA;
-extern decltype(&CM_Open_DevNode_Key) __imp_CM_Open_DevNode_Key;
-extern decltype(&RegGetValueA) __imp_RegGetValueA;
-extern decltype(&GetSystemDirectoryA) __imp_GetSystemDirectoryA;
-extern decltype(&GetFileAttributesA) __imp_GetFileAttributesA;
-extern decltype(&LoadLibraryExA) __imp_LoadLibraryExA;
-extern decltype(&GetProcAddress) __imp_GetProcAddress;
-extern decltype(&FormatMessageA) __imp_FormatMessageA;
-extern decltype(&HeapAlloc) __imp_HeapAlloc;
-extern decltype(&GetSystemPowerStatus) __imp_GetSystemPowerStatus;
-extern decltype(&Sleep) __imp_Sleep;
-extern decltype(&std::malloc) __imp_malloc;
-extern decltype(&std::free) __imp_free;
-extern decltype(&_beginthreadex) __imp__beginthreadex;
-}
 
 namespace kelvane::tests {
 

@@ -1,16 +1,11 @@
 #include "diagnostics/diagnostic_log.h"
 #include "engine/state.h"
+#include "simulator/platform/import_slots.h"
 #include "state/state.h"
 #include "tests/engine/engine_run.h"
 
 #include <algorithm>
 #include <thread>
-
-// The linker's own names of the import slots.
-extern "C" {
-extern decltype(&SysAllocString) __imp_SysAllocString;
-extern decltype(&SysFreeString) __imp_SysFreeString;
-}
 
 namespace kelvane {
 

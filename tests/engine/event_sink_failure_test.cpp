@@ -5,12 +5,6 @@
 
 #include <stdexcept>
 
-// The linker's own names of the import slots.
-extern "C" {
-extern decltype(&VariantChangeType) __imp_VariantChangeType;
-extern decltype(&FormatMessageA) __imp_FormatMessageA;
-}
-
 namespace kelvane::tests {
 namespace {
 

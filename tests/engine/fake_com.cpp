@@ -1,14 +1,6 @@
 // The imports of ole32 that the engine calls.
 #include "tests/engine/fake_com.h"
-
-// The linker's own names of the import slots.
-extern "C" {
-extern decltype(&CoInitializeEx) __imp_CoInitializeEx;
-extern decltype(&CoInitializeSecurity) __imp_CoInitializeSecurity;
-extern decltype(&CoCreateInstance) __imp_CoCreateInstance;
-extern decltype(&CoSetProxyBlanket) __imp_CoSetProxyBlanket;
-extern decltype(&CoUninitialize) __imp_CoUninitialize;
-}
+#include "simulator/platform/import_slots.h"
 
 namespace kelvane::tests {
 

@@ -2,16 +2,11 @@
 #include "tests/engine/watched_buffer.h"
 
 #include "simulator/platform/import_slot.h"
+#include "simulator/platform/import_slots.h"
 
 #include <array>
 #include <cstdlib>
 #include <cstring>
-
-// The linker's own names of the import slots.
-extern "C" {
-extern decltype(&std::malloc) __imp_malloc;
-extern decltype(&std::free) __imp_free;
-}
 
 namespace kelvane::tests {
 

@@ -2,21 +2,10 @@
 #include "tests/service/fake_registry.h"
 
 #include "diagnostics/ansi_text.h"
+#include "simulator/platform/import_slots.h"
 #include "tests/support/call_list.h"
 
 #include <cstring>
-
-// The linker's own names of the import slots.
-extern "C" {
-extern decltype(&RegOpenKeyExW) __imp_RegOpenKeyExW;
-extern decltype(&RegCloseKey) __imp_RegCloseKey;
-extern decltype(&RegQueryValueExW) __imp_RegQueryValueExW;
-extern decltype(&RegSetValueExW) __imp_RegSetValueExW;
-extern decltype(&RegNotifyChangeKeyValue) __imp_RegNotifyChangeKeyValue;
-extern decltype(&CreateEventW) __imp_CreateEventW;
-extern decltype(&WaitForSingleObject) __imp_WaitForSingleObject;
-extern decltype(&CloseHandle) __imp_CloseHandle;
-}
 
 namespace kelvane::tests {
 

@@ -3,20 +3,8 @@
 
 #include "diagnostics/ansi_text.h"
 #include "service/service_host.h"
+#include "simulator/platform/import_slots.h"
 #include "tests/support/call_list.h"
-
-// The linker's own names of the import slots.
-extern "C" {
-extern decltype(&StartServiceCtrlDispatcherW) __imp_StartServiceCtrlDispatcherW;
-extern decltype(&RegisterServiceCtrlHandlerW) __imp_RegisterServiceCtrlHandlerW;
-extern decltype(&SetServiceStatus) __imp_SetServiceStatus;
-extern decltype(&CreateEventW) __imp_CreateEventW;
-extern decltype(&SetEvent) __imp_SetEvent;
-extern decltype(&CreateThread) __imp_CreateThread;
-extern decltype(&WaitForSingleObject) __imp_WaitForSingleObject;
-extern decltype(&CloseHandle) __imp_CloseHandle;
-extern decltype(&Sleep) __imp_Sleep;
-}
 
 namespace kelvane::tests {
 

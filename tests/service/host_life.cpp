@@ -13,28 +13,6 @@
 #include <cstring>
 #include <thread>
 
-// The linker's own names of the import slots.
-extern "C" {
-extern decltype(&StartServiceCtrlDispatcherW) __imp_StartServiceCtrlDispatcherW;
-extern decltype(&RegisterServiceCtrlHandlerW) __imp_RegisterServiceCtrlHandlerW;
-extern decltype(&SetServiceStatus) __imp_SetServiceStatus;
-extern decltype(&CreateEventW) __imp_CreateEventW;
-extern decltype(&SetEvent) __imp_SetEvent;
-extern decltype(&CreateThread) __imp_CreateThread;
-extern decltype(&WaitForSingleObject) __imp_WaitForSingleObject;
-extern decltype(&CloseHandle) __imp_CloseHandle;
-extern decltype(&Sleep) __imp_Sleep;
-extern decltype(&RegOpenKeyExW) __imp_RegOpenKeyExW;
-extern decltype(&RegCloseKey) __imp_RegCloseKey;
-extern decltype(&RegQueryValueExW) __imp_RegQueryValueExW;
-extern decltype(&RegSetValueExW) __imp_RegSetValueExW;
-extern decltype(&RegNotifyChangeKeyValue) __imp_RegNotifyChangeKeyValue;
-extern decltype(&RegisterEventSourceW) __imp_RegisterEventSourceW;
-extern decltype(&ReportEventW) __imp_ReportEventW;
-extern decltype(&DeregisterEventSource) __imp_DeregisterEventSource;
-extern std::FILE* (*__imp_fopen)(const char*, const char*);
-}
-
 namespace kelvane {
 
 int runEngine(int /*argument*/)

@@ -7,12 +7,6 @@
 
 #include <vector>
 
-// The linker's own names of the import slots.
-extern "C" {
-extern decltype(&GetCurrentThreadId) __imp_GetCurrentThreadId;
-extern decltype(&VirtualProtect) __imp_VirtualProtect;
-}
-
 namespace kelvane::tests {
 namespace {
 

@@ -9,28 +9,6 @@
 #include <cstdio>
 #include <sstream>
 
-extern "C" {
-extern decltype(&CM_Get_Device_ID_List_SizeA) __imp_CM_Get_Device_ID_List_SizeA;
-extern decltype(&CM_Get_Device_ID_ListA) __imp_CM_Get_Device_ID_ListA;
-extern decltype(&CM_Get_Device_Interface_List_SizeA) __imp_CM_Get_Device_Interface_List_SizeA;
-extern decltype(&CM_Locate_DevNodeA) __imp_CM_Locate_DevNodeA;
-extern decltype(&CM_Open_DevNode_Key) __imp_CM_Open_DevNode_Key;
-extern decltype(&RegGetValueA) __imp_RegGetValueA;
-extern decltype(&RegCloseKey) __imp_RegCloseKey;
-extern decltype(&GetSystemDirectoryA) __imp_GetSystemDirectoryA;
-extern decltype(&GetFileAttributesA) __imp_GetFileAttributesA;
-extern decltype(&DeleteFileA) __imp_DeleteFileA;
-extern decltype(&RemoveDirectoryA) __imp_RemoveDirectoryA;
-extern decltype(&LoadLibraryExA) __imp_LoadLibraryExA;
-extern decltype(&GetModuleHandleExA) __imp_GetModuleHandleExA;
-extern decltype(&GetProcAddress) __imp_GetProcAddress;
-extern decltype(&FreeLibrary) __imp_FreeLibrary;
-extern decltype(&FormatMessageA) __imp_FormatMessageA;
-extern decltype(&LocalFree) __imp_LocalFree;
-extern decltype(&HeapAlloc) __imp_HeapAlloc;
-extern decltype(&HeapFree) __imp_HeapFree;
-}
-
 namespace kelvane::tests {
 
 namespace {

@@ -1,14 +1,14 @@
 // tests/support/import_swap.h: replaces one imported function for the life of a scope.
 //
-// `__imp_NAME` is the import's slot in this program's own table (simulator/platform/import_slot.h):
+// `__imp_NAME` is the import's slot in this program's own table (simulator/platform/import_slots.h):
 //
-//     extern "C" { extern decltype(&Beep) __imp_Beep; }
-//     const ImportSwap beep(__imp_Beep, &fakeBeep);
+//     const ImportSwap sleep(__imp_Sleep, &fakeSleep);
 //
 // Swap before the code under test is called: compiled loops may keep the slot's value in a register.
 #pragma once
 
 #include "simulator/platform/import_slot.h"
+#include "simulator/platform/import_slots.h"
 
 namespace kelvane::tests {
 
