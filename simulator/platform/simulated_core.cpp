@@ -1,4 +1,4 @@
-// The core's slots: look up the scripted answer, write the row, and hand over or take the value.
+// The core's slots: ask the hook, look up the scripted answer, write the row, and hand over or take the value.
 #include "simulator/platform/simulated_core.h"
 
 #include "framework/session.h"
@@ -26,6 +26,7 @@ struct Core {
     Trace* trace = nullptr;
     std::function<std::uint64_t()> nowMs;
     std::function<void()> onPrimitive;
+    CoreHook hook;
     std::uint32_t readings[std::size(primitiveNames)] = {};
     std::unique_ptr<ProcessorModel> processor;  // null: readings are scripted
     std::function<void(const ProcessorModel&)> onTick;
@@ -77,30 +78,43 @@ std::uint64_t catchUp()
 }
 
 // Needs the lock.
-int recordCall(const char* operation, std::optional<std::uint32_t> eventType, int status)
+int recordCall(std::string_view operation, std::optional<std::uint32_t> eventType, int status)
 {
     core.trace->call(catchUp(), operation, eventType, status);
     return status;
 }
 
-int answerCall(const char* operation)
+// Without the lock, so that the hook may call whatever it likes.
+std::optional<int> askHook(const CoreCall& call)
 {
+    CoreHook hook;
+    {
+        const std::lock_guard lock(core.lock);
+        hook = core.hook;
+    }
+    return hook ? hook(call) : std::nullopt;
+}
+
+int answerCall(const CoreCall& call)
+{
+    const std::optional<int> hooked = askHook(call);
     const std::lock_guard lock(core.lock);
-    return recordCall(operation, std::nullopt, answerTo(operation));
+    return recordCall(call.operation, std::nullopt, hooked.value_or(answerTo(call.operation)));
 }
 
-int init() { return answerCall("INIT"); }
+int init() { return answerCall({ .operation = "INIT" }); }
 
-SessionHandle sessionCreate(const ApplicationRecord* /*application*/)
+SessionHandle sessionCreate(const ApplicationRecord* application)
 {
-    return answerCall("SESSION_CREATE") == TOVA_OK ? sessionHandle : noSession;
+    const int status = answerCall({ .operation = "SESSION_CREATE", .application = application });
+    return status == TOVA_OK ? sessionHandle : noSession;
 }
 
-int sessionConnect(SessionHandle /*session*/) { return answerCall("SESSION_CONNECT"); }
+int sessionConnect(SessionHandle /*session*/) { return answerCall({ .operation = "SESSION_CONNECT" }); }
 
-void sessionDisconnect(SessionHandle /*session*/) { answerCall("SESSION_DISCONNECT"); }
+void sessionDisconnect(SessionHandle /*session*/) { answerCall({ .operation = "SESSION_DISCONNECT" }); }
 
-void sessionDestroy(SessionHandle /*session*/) { answerCall("SESSION_DESTROY"); }
+void sessionDestroy(SessionHandle /*session*/) { answerCall({ .operation = "SESSION_DESTROY" }); }
 
 // The index of the primitive that a command names, or -1.
 int findPrimitive(const OrqData* command)
@@ -136,11 +150,13 @@ void applySetting(Primitive setter, std::uint32_t value)
 bool holdsWord(const OrqData* data) { return data && data->buf_ptr && data->buf_len >= sizeof(std::uint32_t); }
 
 // Hands over or takes the value, as the primitive's answer has it, and writes the row.
-int execute(int index, const OrqData* request, OrqData* response)
+int execute(int index, const OrqData* command, const OrqData* request, OrqData* response)
 {
-    const std::lock_guard lock(core.lock);
     const std::string_view name = primitiveNames[index];
-    const int status = answerTo(name);
+    const std::optional<int> hooked =
+        askHook({ .operation = name, .command = command, .request = request, .response = response });
+    const std::lock_guard lock(core.lock);
+    const int status = hooked.value_or(answerTo(name));
     const std::uint64_t nowMs = catchUp();
     std::optional<std::uint32_t> value;
     if (holdsWord(request)) {
@@ -159,7 +175,7 @@ int sessionExecute(SessionHandle /*session*/, const OrqData* command, const OrqD
 {
     const int index = findPrimitive(command);
     if (index < 0 || (!holdsWord(request) && !holdsWord(response))) return commandInvalid;
-    const int status = execute(index, request, response);
+    const int status = execute(index, command, request, response);
     if (core.onPrimitive) core.onPrimitive();
     return status;
 }
@@ -167,8 +183,10 @@ int sessionExecute(SessionHandle /*session*/, const OrqData* command, const OrqD
 int registerEvent(SessionHandle /*session*/, std::uint32_t eventType, const char* /*participant*/,
                   EventCallback callback, std::uint64_t /*context*/)
 {
+    const std::string operation = "REGISTER_EVENT/" + std::to_string(eventType);
+    const std::optional<int> hooked = askHook({ .operation = operation });
     const std::lock_guard lock(core.lock);
-    const int status = answerTo("REGISTER_EVENT/" + std::to_string(eventType));
+    const int status = hooked.value_or(answerTo(operation));
     if (status == TOVA_OK) core.registeredEvents[eventType] = callback;
     return recordCall("REGISTER_EVENT", eventType, status);
 }
@@ -176,9 +194,11 @@ int registerEvent(SessionHandle /*session*/, std::uint32_t eventType, const char
 int unregisterEvent(SessionHandle /*session*/, std::uint32_t eventType, const char* /*participant*/,
                     EventCallback /*callback*/, std::uint64_t /*context*/)
 {
+    const std::string operation = "UNREGISTER_EVENT/" + std::to_string(eventType);
+    const std::optional<int> hooked = askHook({ .operation = operation });
     const std::lock_guard lock(core.lock);
     core.registeredEvents.erase(eventType);
-    return recordCall("UNREGISTER_EVENT", eventType, TOVA_OK);
+    return recordCall("UNREGISTER_EVENT", eventType, hooked.value_or(TOVA_OK));
 }
 
 int unusedSlot() { return TOVA_E_NOT_IMPLEMENTED; }
@@ -224,6 +244,12 @@ void startCore(Trace& trace, std::function<std::uint64_t()> nowMs, std::function
     core.onTick = nullptr;
     core.answers.clear();
     core.registeredEvents.clear();
+}
+
+void setCoreHook(CoreHook hook)
+{
+    const std::lock_guard lock(core.lock);
+    core.hook = std::move(hook);
 }
 
 void useProcessor(const ProcessorSpec& spec, std::function<void(const ProcessorModel&)> onTick)

@@ -1,4 +1,4 @@
-// Imports fail on top of what the other fakes answer; the core's slots and the clock are made here.
+// Imports fail on top of what the other fakes answer; the core is the simulated one, the clock is made here.
 #include "tests/engine/engine_life.h"
 #include "controller/state.h"
 #include "simulator/platform/import_slots.h"
@@ -8,6 +8,7 @@
 #include "engine/event_sink.h"
 #include "engine/standby_watcher.h"
 #include "framework/core_library.h"
+#include "simulator/platform/simulated_core.h"
 #include "tests/engine/fake_event_service.h"
 #include "tests/support/call_list.h"
 #include "tests/support/standard_error.h"
@@ -16,6 +17,9 @@
 #include <cstring>
 #include <map>
 #include <new>
+#include <optional>
+#include <ostream>
+#include <set>
 #include <sstream>
 
 namespace kelvane::tests {
@@ -26,7 +30,6 @@ constexpr char installDirectory[] = "C:\\orq";
 constexpr char systemLibrary[] = "C:\\windows\\system32\\Tarvo\\ORQ\\orqcore.dll";
 constexpr int coreFailure = 1000;  // TOVA_E_NOT_IMPLEMENTED
 constexpr int spinMax = 400;       // primitives without a Sleep before somebody ends scaling
-constexpr SessionHandle lifeSession = 42;
 constexpr int initialReads = 5;
 
 // What the world around the engine knows and does.
@@ -35,24 +38,27 @@ struct World {
     int run = 0;
     std::uint64_t runBeganMs = 0;
     std::multimap<std::uint64_t, void (*)()> script;  // of the run: ms since it began -> what happens
-    unsigned powerMw = 3000;
     int primitivesSinceSleep = 0;
     int powerReads = 0;  // since the session was connected
     bool apartmentMissing = false;
     int sessions = 0;
-    std::map<std::uint32_t, EventCallback> events;
+    std::set<std::string> events;  // that are registered, by type
     int renderBuffers = 0;
     void* renderBuffer = nullptr;
     int initializations = 0;
     IWbemClassObject* processEvent = nullptr;
     FakeApartment* apartment = nullptr;
+    std::ostream nowhere{ nullptr };
+    simulator::Trace trace{ nowhere };
 };
 
 World& world = *new World;
 
 // --- what happens ----------------------------------------------------------------------------------------------------
 
-void raisePower() { world.powerMw = 5200; }
+void setPower(std::uint32_t milliwatts) { simulator::setReading({ simulator::Primitive::getRaplPower, milliwatts }); }
+
+void raisePower() { setPower(5200); }
 
 void startProcess()
 {
@@ -60,18 +66,10 @@ void startProcess()
     static_cast<EventSink*>(world.apartment->wrapped)->Indicate(1, &world.processEvent);
 }
 
-void tell(std::uint32_t eventType, std::uint32_t value)
-{
-    const auto registered = world.events.find(eventType);
-    if (registered == world.events.end()) return;
-    const OrqData payload = { 3, &value, sizeof value, sizeof value };
-    registered->second(0, eventType, nullptr, &payload);
-}
-
 void changeWorkloadAndSlider()
 {
-    tell(183, 2);
-    tell(106, 30);
+    simulator::deliverEvent({ eventWorkload, 2 });
+    simulator::deliverEvent({ eventPowerSlider, 30 });
 }
 
 void enterStandby() { SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, reinterpret_cast<EVT_HANDLE>(0xE7)); }
@@ -106,29 +104,7 @@ void pass(DWORD ms)
     }
 }
 
-// --- the core's slots ------------------------------------------------------------------------------------------------
-
-int statusOf(const std::string& call) { return callFails(call) ? coreFailure : 0; }
-
-int init() { return statusOf("Init"); }
-
-SessionHandle createSession(const ApplicationRecord* /*application*/)
-{
-    if (callFails("SessionCreate")) return ~SessionHandle{ 0 };
-    world.sessions += 1;
-    return lifeSession;
-}
-
-void destroySession(SessionHandle /*session*/) { world.sessions -= 1; }
-
-int connectSession(SessionHandle /*session*/)
-{
-    const int status = statusOf("SessionConnect");
-    world.powerReads = status == 0 ? 0 : initialReads;  // without a connection the start reads no power
-    return status;
-}
-
-void disconnectSession(SessionHandle /*session*/) {}
+// --- calls of the core -----------------------------------------------------------------------------------------------
 
 // A primitive's name, with what decides whether anybody is told of its failure.
 std::string placed(const std::string& primitive, const OrqData* request)
@@ -142,43 +118,31 @@ std::string placed(const std::string& primitive, const OrqData* request)
     return silent ? primitive + ", since standby" : primitive;
 }
 
-int execute(SessionHandle /*session*/, const OrqData* command, const OrqData* request, OrqData* response)
+// What kind of call fails: events of all types are one.
+std::string kindOf(const simulator::CoreCall& call)
 {
-    constexpr std::size_t headLength = sizeof "execute-primitive TCPU " - 1;
-    const std::string primitive = static_cast<const char*>(command->buf_ptr) + headLength;
-    if (++world.primitivesSinceSleep == spinMax) stopScaling();
-    if (callFails(placed(primitive, request))) return coreFailure;
-    const unsigned reading = primitive == "GET_RAPL_POWER" ? world.powerMw : 0;
-    if (response) std::memcpy(response->buf_ptr, &reading, sizeof reading);
-    return 0;
+    const std::string operation(call.operation.substr(0, call.operation.find('/')));
+    return call.command ? placed(operation, call.request) : operation;
 }
 
-int registerEvent(SessionHandle /*session*/, std::uint32_t type, const char* /*participant*/, EventCallback callback,
-                  std::uint64_t /*context*/)
+void keepAccount(const std::string& operation, bool failed)
 {
-    if (callFails("RegisterEvent")) return coreFailure;
-    world.events[type] = callback;
-    return 0;
+    const std::string eventType = operation.substr(operation.find('/') + 1);
+    if (operation == "SESSION_CREATE" && !failed) world.sessions += 1;
+    if (operation == "SESSION_DESTROY") world.sessions -= 1;
+    // Without a connection the start reads no power.
+    if (operation == "SESSION_CONNECT") world.powerReads = failed ? initialReads : 0;
+    if (operation.starts_with("REGISTER_EVENT") && !failed) world.events.insert(eventType);
+    if (operation.starts_with("UNREGISTER_EVENT")) world.events.erase(eventType);
 }
 
-int unregisterEvent(SessionHandle /*session*/, std::uint32_t type, const char* /*participant*/,
-                    EventCallback /*callback*/, std::uint64_t /*context*/)
+std::optional<int> onCoreCall(const simulator::CoreCall& call)
 {
-    world.events.erase(type);
-    return statusOf("UnregisterEvent");
-}
-
-void fillSlots(unsigned char* bytes)
-{
-    auto* const record = reinterpret_cast<OrqInterface*>(bytes);
-    record->Init = init;
-    record->SessionCreate = createSession;
-    record->SessionDestroy = destroySession;
-    record->SessionConnect = connectSession;
-    record->SessionDisconnect = disconnectSession;
-    record->SessionExecute = execute;
-    record->RegisterEvent = registerEvent;
-    record->UnregisterEvent = unregisterEvent;
+    if (call.command && ++world.primitivesSinceSleep == spinMax) stopScaling();
+    const bool canFail = call.operation != "SESSION_DISCONNECT" && call.operation != "SESSION_DESTROY";
+    const bool fails = canFail && callFails(kindOf(call));
+    keepAccount(std::string(call.operation), fails);
+    return fails ? std::optional(coreFailure) : std::nullopt;
 }
 
 // --- imports whose name alone does not say what fails ----------------------------------------------------------------
@@ -301,9 +265,12 @@ EngineLife::EngineLife()
     system.plugInFrameworkDevice(installDirectory);
     system.files[std::string(installDirectory) + "\\orqcore.dll"] = FILE_ATTRIBUTE_NORMAL;
     system.files[systemLibrary] = FILE_ATTRIBUTE_NORMAL;
+    simulator::startCore(world.trace, [] { return world.nowMs; });
+    simulator::setCoreHook(onCoreCall);
+    setPower(3000);
     system.core.onInterface = [this](unsigned char* record) {
-        fillSlots(record);
-        system.core.interfaceStatus = statusOf("GetOrqInterface");
+        simulator::getSimulatedInterface(reinterpret_cast<OrqInterface*>(record));
+        system.core.interfaceStatus = callFails("GetOrqInterface") ? coreFailure : 0;
     };
     event.set(L"TargetInstance", unknownValue(&process));
     process.set(L"Name", textValue(L"game.exe"));

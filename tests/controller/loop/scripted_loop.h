@@ -10,11 +10,13 @@
 #pragma once
 
 #include "framework/session.h"
+#include "simulator/platform/simulated_core.h"
 #include "tests/support/simulated_machine.h"
 
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 
 namespace kelvane::tests {
@@ -49,9 +51,13 @@ public:
 
 private:
     void pass(std::uint32_t ms);
+    std::optional<int> take(const simulator::CoreCall& call);
 
     std::uint64_t nowMs = 0;
     std::multimap<std::uint64_t, Action> script;
+    int calls = 0;
+    std::map<int, Action> before;
+    std::map<int, int> failures;  // call -> status
 };
 
 }  // namespace kelvane::tests
