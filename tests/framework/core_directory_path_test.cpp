@@ -2,279 +2,194 @@
 #include "framework/core_directory.h"
 
 #include "tests/support/fake_system.h"
+#include "tests/support/rows.h"
 
 #include <gmock/gmock.h>
+
+#include <algorithm>
 
 namespace kelvane::tests {
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
+
+using Texts = std::vector<std::string>;
 
 constexpr DWORD plainFile = 0x20;
 constexpr DWORD linkToFile = 0x420;
 constexpr DWORD linkToFolder = 0x410;
-constexpr char fallbackCore[] = "C:\\windows\\system32\\Tarvo\\ORQ\\orqcore.dll";
+constexpr char library[] = "C:\\orq\\orqcore.dll";
 
-// The directory, or "none" when there is none and the buffer was emptied.
-std::string directoryOf(const char* name)
-{
-    const GuardedBlock buffer(260);
-    const char* const directory = coreDirectory(name, buffer.data());
-    EXPECT_TRUE(directory == nullptr || directory == buffer.data());
-    if (directory) return directory;
-    EXPECT_STREQ(buffer.data(), "");
-    return "none";
-}
-
-std::string pathOf(const std::string& name)
-{
-    const GuardedBlock path(260);
-    formCorePath(name.c_str(), path.data());
-    return path.data();
-}
-
-TEST(ReparsePointGuard, RemovesLinksAndLeavesEverythingElse)
-{
-    struct Row {
-        const char* what;
-        DWORD attributes;
-        std::vector<std::string> removals;
-    };
-
-    const Row rows[] = {
-        { "a file", plainFile, {} },
-        { "a folder", 0x10, {} },
-        { "no attribute at all", 0, {} },
-        { "neighbouring attributes", 0xFFFFFBEF, {} },
-        { "a link to a file", linkToFile, { "DeleteFileA C:\\x" } },
-        { "a link without any other attribute", 0x400, { "DeleteFileA C:\\x" } },
-        { "a junction", linkToFolder, { "RemoveDirectoryA C:\\x" } },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.what);
-        FakeSystem system;
-        system.files["C:\\x"] = row.attributes;
-
-        EXPECT_EQ(removeReparsePoint("C:\\x"), 0U);
-
-        EXPECT_EQ(system.files.count("C:\\x"), row.removals.empty() ? 1U : 0U);
-        system.calls.erase(system.calls.begin());
-        EXPECT_EQ(system.calls, row.removals);
+class CorePath : public testing::Test {
+protected:
+    // The directory, or "none" when there is none and the buffer was emptied.
+    static std::string directoryOf(const char* name)
+    {
+        const GuardedBlock buffer(260);
+        const char* const directory = coreDirectory(name, buffer.data());
+        EXPECT_TRUE(directory == nullptr || directory == buffer.data());
+        if (directory) return directory;
+        EXPECT_STREQ(buffer.data(), "");
+        return "none";
     }
-}
 
-TEST(ReparsePointGuard, NothingIsRemovedWhereThereIsNoFile)
-{
-    FakeSystem system;
-
-    EXPECT_EQ(removeReparsePoint("C:\\x"), 0U);
-
-    EXPECT_THAT(system.calls, ElementsAre("GetFileAttributesA C:\\x"));
-}
-
-TEST(ReparsePointGuard, FailsWhenTheLinkCannotBeRemoved)
-{
-    for (const DWORD attributes : { linkToFile, linkToFolder }) {
-        FakeSystem system;
-        system.files["C:\\x"] = attributes;
-        system.deletesFiles = false;
-
-        EXPECT_EQ(removeReparsePoint("C:\\x"), 31U) << attributes;
+    static std::string pathOf(const std::string& name)
+    {
+        const GuardedBlock path(260);
+        formCorePath(name.c_str(), path.data());
+        return path.data();
     }
-}
 
-TEST(CoreDirectory, IsTheInstallDirectoryThatHoldsTheLibrary)
-{
     FakeSystem system;
-    system.plugInFrameworkDevice("C:\\orq");
-    system.files["C:\\orq\\orqcore.dll"] = plainFile;
+};
 
-    EXPECT_EQ(directoryOf("orqcore.dll"), "C:\\orq");
+struct GuardRow {
+    std::optional<DWORD> attributes = std::nullopt;  // none: there is no such file
+    bool deletesFiles = true;
+    unsigned long status = 0;
+    Texts removals = {};
+};
 
-    EXPECT_THAT(system.callsOf("GetSystemDirectoryA"), IsEmpty());
-    EXPECT_THAT(system.callsOf("GetFileAttributesA"),
-                ElementsAre("GetFileAttributesA C:\\orq\\orqcore.dll", "GetFileAttributesA C:\\orq\\orqcore.dll"));
+using ReparsePointGuard = WithRow<CorePath, GuardRow>;
+
+TEST_ROWS(ReparsePointGuard, ROW(.attributes = std::nullopt),
+          // files and folders, no attribute at all, all but that of a link
+          ROW(.attributes = plainFile), ROW(.attributes = 0x10), ROW(.attributes = 0), ROW(.attributes = 0xFFFFFBEF),
+          ROW(.attributes = linkToFile, .removals = { "DeleteFileA C:\\x" }),
+          ROW(.attributes = 0x400, .removals = { "DeleteFileA C:\\x" }),
+          ROW(.attributes = linkToFolder, .removals = { "RemoveDirectoryA C:\\x" }),
+          // links that cannot be removed
+          ROW(.attributes = linkToFile, .deletesFiles = false, .status = 31, .removals = { "DeleteFileA C:\\x" }),
+          ROW(.attributes = linkToFolder, .deletesFiles = false, .status = 31,
+              .removals = { "RemoveDirectoryA C:\\x" }));
+
+TEST_P(ReparsePointGuard, RemovesLinksAndLeavesEverythingElse)
+{
+    if (row().attributes) system.files["C:\\x"] = *row().attributes;
+    system.deletesFiles = row().deletesFiles;
+
+    EXPECT_EQ(removeReparsePoint("C:\\x"), row().status);
+
+    Texts calls = { "GetFileAttributesA C:\\x" };
+    calls.insert(calls.end(), row().removals.begin(), row().removals.end());
+    EXPECT_EQ(system.calls, calls);
 }
 
-TEST(CoreDirectory, WithoutAFrameworkDeviceIsTheFolderBelowTheSystemDirectory)
-{
-    FakeSystem system;
+const std::string look = "GetFileAttributesA C:\\orq\\orqcore.dll";
+const std::string fallBack = "GetSystemDirectoryA 260";
 
-    EXPECT_EQ(directoryOf("orqcore.dll"), "C:\\windows\\system32\\Tarvo\\ORQ");
+// What there is, and what is made of a name: the directory for it, and its path.
+struct SearchRow {
+    bool device = true;  // with the install directory C:\orq
+    LSTATUS installDirStatus = ERROR_SUCCESS;
+    std::optional<DWORD> attributes = std::nullopt;  // of the library in it; none: it is not there
+    bool deletesFiles = true;
+    std::optional<UINT> systemDirectory = std::nullopt;  // an answer in place of "C:\windows\system32"
+    const char* name = "orqcore.dll";
+    const char* directory = "C:\\windows\\system32\\Tarvo\\ORQ";
+    const char* path = "C:\\windows\\system32\\Tarvo\\ORQ\\orqcore.dll";
+    Texts calls = { fallBack };  // behind the search for the install directory
+};
 
-    EXPECT_THAT(system.callsOf("GetSystemDirectoryA"), ElementsAre("GetSystemDirectoryA 260"));
-    EXPECT_THAT(system.callsOf("GetFileAttributesA"), IsEmpty());
-}
-
-TEST(CoreDirectory, AnInstallDirectoryWithoutTheLibraryGivesWayToTheFallback)
-{
-    FakeSystem system;
-    system.plugInFrameworkDevice("C:\\orq");
-
-    EXPECT_EQ(directoryOf("orqcore.dll"), "C:\\windows\\system32\\Tarvo\\ORQ");
-}
-
-TEST(CoreDirectory, AnUnreadableInstallDirectoryGivesWayToTheFallback)
-{
-    FakeSystem system;
-    system.plugInFrameworkDevice("C:\\orq");
-    system.files["C:\\orq\\orqcore.dll"] = plainFile;
-    system.installDirStatus = ERROR_UNSUPPORTED_TYPE;
-
-    EXPECT_EQ(directoryOf("orqcore.dll"), "C:\\windows\\system32\\Tarvo\\ORQ");
-}
-
-TEST(CoreDirectory, ALinkInTheLibrarysPlaceIsRemovedBeforeTheExistenceTest)
-{
-    FakeSystem system;
-    system.plugInFrameworkDevice("C:\\orq");
-    system.files["C:\\orq\\orqcore.dll"] = linkToFile;
-
-    EXPECT_EQ(directoryOf("orqcore.dll"), "C:\\windows\\system32\\Tarvo\\ORQ");
-
-    EXPECT_THAT(system.files, IsEmpty());
-    EXPECT_THAT(system.callsOf("DeleteFileA"), ElementsAre("DeleteFileA C:\\orq\\orqcore.dll"));
-}
-
-TEST(CoreDirectory, ALibraryBehindALinkThatCannotBeRemovedDoesNotExist)
-{
-    FakeSystem system;
-    system.plugInFrameworkDevice("C:\\orq");
-    system.files["C:\\orq\\orqcore.dll"] = linkToFolder;
-    system.deletesFiles = false;
-
-    EXPECT_EQ(directoryOf("orqcore.dll"), "C:\\windows\\system32\\Tarvo\\ORQ");
-
-    EXPECT_THAT(system.callsOf("RemoveDirectoryA"), ElementsAre("RemoveDirectoryA C:\\orq\\orqcore.dll"));
-}
-
-TEST(CoreDirectory, ANameWithASeparatorIsNotLookedForInTheInstallDirectory)
-{
-    for (const char* const name : { "sub\\orqcore.dll", "sub/orqcore.dll", "\\orqcore.dll", "sub/" }) {
-        SCOPED_TRACE(name);
-        FakeSystem system;
-        system.plugInFrameworkDevice("C:\\orq");
-
-        EXPECT_EQ(directoryOf(name), "C:\\orq");
-
-        EXPECT_THAT(system.callsOf("GetFileAttributesA"), IsEmpty());
+class CoreSearch : public WithRow<CorePath, SearchRow> {
+protected:
+    CoreSearch()
+    {
+        if (row().device) system.plugInFrameworkDevice("C:\\orq");
+        system.installDirStatus = row().installDirStatus;
+        if (row().attributes) system.files[library] = *row().attributes;
+        system.deletesFiles = row().deletesFiles;
+        system.systemDirectoryAnswer = row().systemDirectory;
     }
+};
+
+TEST_ROWS(CoreSearch, ROW(.attributes = plainFile, .directory = "C:\\orq", .path = library, .calls = { look, look }),
+          // the install directory does not hold the library, cannot be read, is not there
+          ROW(.attributes = std::nullopt, .calls = { look, look, fallBack }),
+          ROW(.installDirStatus = ERROR_UNSUPPORTED_TYPE, .attributes = plainFile), ROW(.device = false),
+          // a link in the library's place is removed before the look whether it is there; or it is as good as not there
+          ROW(.attributes = linkToFile, .calls = { look, "DeleteFileA C:\\orq\\orqcore.dll", look, fallBack }),
+          ROW(.attributes = linkToFolder, .deletesFiles = false,
+              .calls = { look, "RemoveDirectoryA C:\\orq\\orqcore.dll", fallBack }),
+          // a name with a separator is not looked for there, and is its own path
+          ROW(.name = "sub\\orqcore.dll", .directory = "C:\\orq", .path = "sub\\orqcore.dll", .calls = {}),
+          ROW(.name = "folder/orqcore.dll", .directory = "C:\\orq", .path = "folder/orqcore.dll", .calls = {}),
+          ROW(.name = "\\orqcore.dll", .directory = "C:\\orq", .path = "\\orqcore.dll", .calls = {}),
+          ROW(.name = "sub/", .directory = "C:\\orq", .path = "sub/", .calls = {}),
+          // the system directory fails, or does not fit
+          ROW(.device = false, .systemDirectory = 0, .directory = "none", .path = "orqcore.dll"),
+          ROW(.device = false, .systemDirectory = 260, .directory = "none", .path = "orqcore.dll"),
+          ROW(.device = false, .systemDirectory = 261, .directory = "none", .path = "orqcore.dll"),
+          ROW(.device = false, .systemDirectory = 1000, .directory = "none", .path = "orqcore.dll"),
+          ROW(.systemDirectory = 0, .directory = "none", .path = "orqcore.dll", .calls = { look, look, fallBack }));
+
+TEST_P(CoreSearch, FindsTheDirectory)
+{
+    EXPECT_EQ(directoryOf(row().name), row().directory);
+
+    const auto searchEnd = std::ranges::find_if(system.calls, [](const auto& c) { return c.starts_with("HeapFree"); });
+    ASSERT_NE(searchEnd, system.calls.end());
+    EXPECT_EQ(Texts(searchEnd + 1, system.calls.end()), row().calls);
 }
 
-TEST(CoreDirectory, ThereIsNoneWhenTheSystemDirectoryFailsOrDoesNotFit)
+TEST_P(CoreSearch, FormsThePath) { EXPECT_EQ(pathOf(row().name), row().path); }
+
+TEST_F(CorePath, ANameWithASeparatorIsTakenAsItIsWithoutAnySearch)
 {
-    for (const UINT answer : { 0U, 260U, 261U, 1000U }) {
-        FakeSystem system;
-        system.systemDirectoryAnswer = answer;
-
-        EXPECT_EQ(directoryOf("orqcore.dll"), "none") << answer;
-    }
-}
-
-TEST(CoreDirectory, ThereIsNoneAlsoWhenTheInstallDirectoryWasFoundWithoutTheLibrary)
-{
-    FakeSystem system;
-    system.plugInFrameworkDevice("C:\\orq");
-    system.systemDirectoryAnswer = 0;
-
-    EXPECT_EQ(directoryOf("orqcore.dll"), "none");
-}
-
-TEST(CoreDirectory, TheFallbackFolderIsCutOffAtTheBuffersEnd)
-{
-    FakeSystem system;
-
-    system.systemDirectory = std::string(249, 's');
-    EXPECT_EQ(directoryOf("orqcore.dll"), std::string(249, 's') + "\\Tarvo\\ORQ");
-
-    system.systemDirectory = std::string(250, 's');
-    EXPECT_EQ(directoryOf("orqcore.dll"), std::string(250, 's') + "\\Tarvo\\OR");
-
-    system.systemDirectory = std::string(259, 's');
-    EXPECT_EQ(directoryOf("orqcore.dll"), std::string(259, 's'));
-
-    system.systemDirectory = std::string(260, 's');
-    EXPECT_EQ(directoryOf("orqcore.dll"), "none");
-}
-
-TEST(CorePath, JoinsTheInstallDirectoryAndTheName)
-{
-    FakeSystem system;
-    system.plugInFrameworkDevice("C:\\orq");
-    system.files["C:\\orq\\orqcore.dll"] = plainFile;
-
-    EXPECT_EQ(pathOf("orqcore.dll"), "C:\\orq\\orqcore.dll");
-}
-
-TEST(CorePath, WithoutAFrameworkDeviceLiesBelowTheSystemDirectory)
-{
-    FakeSystem system;
-
-    EXPECT_EQ(pathOf("orqcore.dll"), fallbackCore);
-}
-
-TEST(CorePath, WithoutTheLibraryInTheInstallDirectoryLiesBelowTheSystemDirectory)
-{
-    FakeSystem system;
-    system.plugInFrameworkDevice("C:\\orq");
-
-    EXPECT_EQ(pathOf("orqcore.dll"), fallbackCore);
-}
-
-TEST(CorePath, WithoutAnyDirectoryIsTheNameItself)
-{
-    FakeSystem system;
-    system.systemDirectoryAnswer = 0;
-
-    EXPECT_EQ(pathOf("orqcore.dll"), "orqcore.dll");
-    EXPECT_EQ(pathOf(std::string(300, 'n')), std::string(259, 'n'));
-}
-
-TEST(CorePath, ANameWithASeparatorIsTakenAsItIsWithoutAnySearch)
-{
-    FakeSystem system;
-    system.plugInFrameworkDevice("C:\\orq");
-
     EXPECT_EQ(pathOf("D:\\own\\core.dll"), "D:\\own\\core.dll");
     EXPECT_EQ(pathOf("own/core.dll"), "own/core.dll");
-    EXPECT_EQ(pathOf("\\" + std::string(300, 'n')), "\\" + std::string(258, 'n'));
 
     EXPECT_THAT(system.calls, IsEmpty());
 }
 
-TEST(CorePath, IsCutOffAtTwoHundredAndFiftyNineCharacters)
+TEST_F(CorePath, ANameAloneIsCutOffAtTwoHundredAndFiftyNineCharacters)
 {
-    FakeSystem system;
-    system.plugInFrameworkDevice(std::string(248, 'd'));
-    system.files[std::string(248, 'd') + "\\orqcore.dl"] = plainFile;
+    system.systemDirectoryAnswer = 0;
 
-    EXPECT_EQ(pathOf("orqcore.dll"), std::string(248, 'd') + "\\orqcore.dl");
-
-    EXPECT_THAT(system.calls, Not(Contains(StartsWith("GetSystemDirectoryA"))));
+    EXPECT_EQ(pathOf(std::string(300, 'n')), std::string(259, 'n'));
+    EXPECT_EQ(pathOf("\\" + std::string(300, 'n')), "\\" + std::string(258, 'n'));
 }
 
-TEST(CorePath, OfTwoHundredAndFiftyNineCharactersIsComplete)
+TEST_F(CorePath, InALongInstallDirectoryIsCutOffWithoutGivingWayToTheFallback)
 {
-    FakeSystem system;
-    system.plugInFrameworkDevice(std::string(247, 'd'));
-    system.files[std::string(247, 'd') + "\\orqcore.dll"] = plainFile;
+    for (const auto& [length, tail] : { std::pair(247, "\\orqcore.dll"), std::pair(248, "\\orqcore.dl") }) {
+        const std::string directory(static_cast<std::size_t>(length), 'd');
+        system.plugInFrameworkDevice(directory);
+        system.files[directory + tail] = plainFile;
 
-    EXPECT_EQ(pathOf("orqcore.dll"), std::string(247, 'd') + "\\orqcore.dll");
+        EXPECT_EQ(pathOf("orqcore.dll"), directory + tail);
+    }
+    EXPECT_THAT(system.callsOf("GetSystemDirectoryA"), IsEmpty());
 }
 
-TEST(CorePath, BelowALongSystemDirectoryIsCutOffToo)
+// What follows a system directory of this many characters.
+struct TailRow {
+    std::size_t length;
+    const char* inDirectory;
+    const char* inPath;
+};
+
+using LongSystemDirectory = WithRow<CorePath, TailRow>;
+
+TEST_ROWS(LongSystemDirectory, ROW(.length = 240, .inDirectory = "\\Tarvo\\ORQ", .inPath = "\\Tarvo\\ORQ\\orqcore."),
+          ROW(.length = 249, .inDirectory = "\\Tarvo\\ORQ", .inPath = "\\Tarvo\\ORQ"),
+          ROW(.length = 250, .inDirectory = "\\Tarvo\\OR", .inPath = "\\Tarvo\\OR"),
+          ROW(.length = 255, .inDirectory = "\\Tar", .inPath = "\\Tar"),
+          ROW(.length = 259, .inDirectory = "", .inPath = ""));
+
+TEST_P(LongSystemDirectory, LeavesRoomForAPartOfTheRest)
 {
-    FakeSystem system;
+    system.systemDirectory = std::string(row().length, 's');
 
-    system.systemDirectory = std::string(240, 's');
-    EXPECT_EQ(pathOf("orqcore.dll"), std::string(240, 's') + "\\Tarvo\\ORQ\\orqcore.");
+    EXPECT_EQ(directoryOf("orqcore.dll"), system.systemDirectory + row().inDirectory);
+    EXPECT_EQ(pathOf("orqcore.dll"), system.systemDirectory + row().inPath);
+}
 
-    system.systemDirectory = std::string(255, 's');
-    EXPECT_EQ(pathOf("orqcore.dll"), std::string(255, 's') + "\\Tar");
+TEST_F(CorePath, HasNoDirectoryWhenThatOfTheSystemFillsTheBuffer)
+{
+    system.systemDirectory = std::string(260, 's');
+
+    EXPECT_EQ(directoryOf("orqcore.dll"), "none");
 }
 
 }  // namespace

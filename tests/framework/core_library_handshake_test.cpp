@@ -1,10 +1,6 @@
 // The handshake: what the core is handed, and which interface records are refused.
-#include "framework/core_library.h"
-
-#include "tests/support/fake_system.h"
-#include "tests/support/standard_error.h"
-
-#include <gmock/gmock.h>
+#include "tests/framework/loader.h"
+#include "tests/support/rows.h"
 
 #include <cstring>
 
@@ -14,16 +10,18 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr char corePath[] = "C:\\orq\\core.dll";
-
-class Handshake : public testing::Test {
+class Handshake : public CoreLoad {
 protected:
-    Handshake() { system.files[corePath] = 0x20; }
+    void expectRefusal(int status, const char* line)
+    {
+        EXPECT_EQ(load(), status);
 
-    int load() { return loadLibrary(&state, corePath); }
-
-    FakeSystem system;
-    LoaderState state = {};
+        EXPECT_EQ(failureLine(), line);
+        EXPECT_EQ(system.callsOf("FreeLibrary").size(), 1U);
+        EXPECT_EQ(system.heldBlocks(), 0U);
+        EXPECT_EQ(state.module, nullptr);
+        EXPECT_EQ(+coreInterface().Init, nullptr);
+    }
 };
 
 TEST_F(Handshake, TheCoreIsHandedAnEmptyRecordWithItsKindAndVersion)
@@ -43,6 +41,7 @@ TEST_F(Handshake, AFilledRecordIsPublishedAsTheCoreLeftIt)
     system.core.onInterface = [](unsigned char* record) {
         record[8] = 0xAB;
         record[47] = 0xCD;
+        std::memcpy(record + 48, "2.0", 4);  // another version is the core's business
     };
 
     EXPECT_EQ(load(), 0);
@@ -57,17 +56,24 @@ TEST_F(Handshake, AFilledRecordIsPublishedAsTheCoreLeftIt)
 
 TEST_F(Handshake, ALibraryWithoutTheExportIsReportedAndFreed)
 {
-    StandardError errors;
     system.exportsInterface = false;
 
-    EXPECT_EQ(load(), 3401);
+    expectRefusal(3401, "TOVA_E_IFACE_NOT_SUPPORTED (C:\\orq\\core.dll): words for 127");
 
-    EXPECT_EQ(errors.text(),
-              "\n*** LoadLibrary Failure: TOVA_E_IFACE_NOT_SUPPORTED (C:\\orq\\core.dll): words for 127\n");
     EXPECT_THAT(system.calls, ElementsAre("GetFileAttributesA C:\\orq\\core.dll", "HeapAlloc 24 zeroed",
                                           "LoadLibraryExA C:\\orq\\core.dll 0x1000", "GetProcAddress GetOrqInterface",
                                           "FormatMessageA 0x3100 127 language 0 [Library][][]", "FreeLibrary",
                                           "LocalFree", "HeapFree 24 all zero"));
+}
+
+TEST_F(Handshake, TheTextIsNotAvailableWhenTheSystemHasNoWords)
+{
+    system.exportsInterface = false;
+    system.formatsMessages = false;
+
+    expectRefusal(3401, "TOVA_E_IFACE_NOT_SUPPORTED (C:\\orq\\core.dll): N/A");
+
+    EXPECT_THAT(system.callsOf("LocalFree"), IsEmpty());
 }
 
 TEST_F(Handshake, AFoundExportLeavesTheLoadsErrorInPlace)
@@ -81,7 +87,6 @@ TEST_F(Handshake, AFoundExportLeavesTheLoadsErrorInPlace)
 
 TEST_F(Handshake, TheLineIsWrittenBeforeTheLibraryIsFreed)
 {
-    const StandardError errors;
     system.exportsInterface = false;
     bool written = false;
     system.onFreeLibrary = [&] { written = StandardError::written(); };
@@ -91,128 +96,77 @@ TEST_F(Handshake, TheLineIsWrittenBeforeTheLibraryIsFreed)
     EXPECT_TRUE(written);
 }
 
-TEST_F(Handshake, ARefusalByTheCoreIsTheStatus)
+struct StatusRow {
+    int status;
+    const char* line;  // names the status as the client library knows it
+};
+
+using RefusingCore = WithRow<Handshake, StatusRow>;
+
+TEST_ROWS(RefusingCore, ROW(.status = 1003, .line = "TOVA_E_UNSPECIFIED (C:\\orq\\core.dll): N/A"),
+          ROW(.status = 102, .line = "TOVA_I_AGAIN (C:\\orq\\core.dll): N/A"),
+          ROW(.status = -1, .line = "NA (C:\\orq\\core.dll): N/A"),
+          ROW(.status = 105, .line = "NA (C:\\orq\\core.dll): N/A"),
+          ROW(.status = 1012, .line = "NA (C:\\orq\\core.dll): N/A"));
+
+TEST_P(RefusingCore, IsToldWithItsStatusWhateverItLeftInTheRecord)
 {
-    struct Row {
-        int status;
-        const char* line;
-    };
+    system.core.interfaceStatus = row().status;
+    system.core.emptySlots = { 1 };
+    system.core.onInterface = [](unsigned char* record) { record[6] = 160; };
 
-    constexpr Row rows[] = {
-        { 1003, "\n*** LoadLibrary Failure: TOVA_E_UNSPECIFIED (C:\\orq\\core.dll): N/A\n" },
-        { 102, "\n*** LoadLibrary Failure: TOVA_I_AGAIN (C:\\orq\\core.dll): N/A\n" },
-        { -1, "\n*** LoadLibrary Failure: NA (C:\\orq\\core.dll): N/A\n" },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.status);
-        StandardError errors;
-        system.core.interfaceStatus = row.status;
-        system.core.emptySlots = { 1 };  // does not count any more
-        system.core.onInterface = [](unsigned char* record) { record[6] = 160; };
-
-        EXPECT_EQ(load(), row.status);
-
-        EXPECT_EQ(errors.text(), row.line);
-        EXPECT_EQ(+coreInterface().Init, nullptr);
-    }
-    EXPECT_EQ(system.callsOf("FreeLibrary").size(), 3U);
-    EXPECT_EQ(system.heldBlocks(), 0U);
-}
-
-TEST_F(Handshake, TheLineNamesStatusesAsTheClientLibraryKnowsThem)
-{
-    for (const int status : { 105, 1012 }) {
-        StandardError errors;
-        system.core.interfaceStatus = status;
-
-        EXPECT_EQ(load(), status);
-
-        EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: NA (C:\\orq\\core.dll): N/A\n");
-    }
+    expectRefusal(row().status, row().line);
 }
 
 TEST_F(Handshake, TheLineShowsAnErrorThatTheLoadLeftBehind)
 {
-    StandardError errors;
     system.errorAfterLoad = 5;
     system.core.interfaceStatus = 1003;
 
-    EXPECT_EQ(load(), 1003);
-
-    EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_UNSPECIFIED (C:\\orq\\core.dll): words for 5\n");
+    expectRefusal(1003, "TOVA_E_UNSPECIFIED (C:\\orq\\core.dll): words for 5");
 }
 
-TEST_F(Handshake, TheTextIsNotAvailableWhenTheSystemHasNoWords)
+struct KindRow {
+    std::size_t offset;
+    unsigned char value;
+};
+
+using ForeignRecord = WithRow<Handshake, KindRow>;
+
+TEST_ROWS(ForeignRecord,
+          // the size is 160, 155, 156 + 256
+          ROW(.offset = 6, .value = 160), ROW(.offset = 6, .value = 155), ROW(.offset = 7, .value = 1),
+          // the version is 2, 0, 1 + 256
+          ROW(.offset = 4, .value = 2), ROW(.offset = 4, .value = 0), ROW(.offset = 5, .value = 1),
+          // the type is 6, 8, 7 + 2^24
+          ROW(.offset = 0, .value = 6), ROW(.offset = 0, .value = 8), ROW(.offset = 3, .value = 1));
+
+TEST_P(ForeignRecord, IsNotSupportedWhateverSlotsAreFilled)
 {
-    StandardError errors;
-    system.exportsInterface = false;
-    system.formatsMessages = false;
+    system.core.emptySlots = { 9 };
+    system.core.onInterface = [this](unsigned char* record) { record[row().offset] = row().value; };
 
-    EXPECT_EQ(load(), 3401);
-
-    EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_IFACE_NOT_SUPPORTED (C:\\orq\\core.dll): N/A\n");
-    EXPECT_THAT(system.callsOf("LocalFree"), IsEmpty());
+    expectRefusal(1002, "TOVA_E_NOT_SUPPORTED (C:\\orq\\core.dll): N/A");
 }
 
-TEST_F(Handshake, ARecordOfAnotherKindIsNotSupported)
+class RequiredSlot : public Handshake, public testing::WithParamInterface<int> {};
+
+INSTANTIATE_TEST_SUITE_P(, RequiredSlot, testing::Values(1, 2, 4, 5, 6, 8, 9, 10, 11));
+
+TEST_P(RequiredSlot, MustBeFilled)
 {
-    struct Row {
-        const char* what;
-        std::size_t offset;
-        unsigned char value;
-    };
+    system.core.emptySlots = { GetParam() };
 
-    constexpr Row rows[] = {
-        { "size 160", 6, 160 }, { "size 155", 6, 155 }, { "size 156 + 256", 7, 1 },
-        { "version 2", 4, 2 },  { "version 0", 4, 0 },  { "version 1 + 256", 5, 1 },
-        { "type 6", 0, 6 },     { "type 8", 0, 8 },     { "type 7 + 2^24", 3, 1 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.what);
-        StandardError errors;
-        system.calls.clear();
-        system.core.emptySlots = { 9 };  // the record's kind is looked at first
-        system.core.onInterface = [&](unsigned char* record) { record[row.offset] = row.value; };
-
-        EXPECT_EQ(load(), 1002);
-
-        EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_NOT_SUPPORTED (C:\\orq\\core.dll): N/A\n");
-        EXPECT_EQ(system.callsOf("FreeLibrary").size(), 1U);
-        EXPECT_EQ(state.module, nullptr);
-    }
-}
-
-TEST_F(Handshake, ANewVersionTextIsTheCoresBusiness)
-{
-    system.core.onInterface = [](unsigned char* record) { std::memcpy(record + 48, "2.0", 4); };
-
-    EXPECT_EQ(load(), 0);
-}
-
-TEST_F(Handshake, EachOfTheNineRequiredSlotsMustBeFilled)
-{
-    for (const int slot : { 1, 2, 4, 5, 6, 8, 9, 10, 11 }) {
-        SCOPED_TRACE(slot);
-        StandardError errors;
-        system.calls.clear();
-        system.core.emptySlots = { slot };
-
-        EXPECT_EQ(load(), 1400);
-
-        EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_CALLBACK_IS_NULL (C:\\orq\\core.dll): N/A\n");
-        EXPECT_EQ(system.callsOf("FreeLibrary").size(), 1U);
-        EXPECT_EQ(+coreInterface().Init, nullptr);
-    }
+    expectRefusal(1400, "TOVA_E_CALLBACK_IS_NULL (C:\\orq\\core.dll): N/A");
 }
 
 TEST_F(Handshake, SlotsThreeAndSevenMayBeEmpty)
 {
-    StandardError errors;
     system.core.emptySlots = { 3, 7 };
 
     EXPECT_EQ(load(), 0);
 
-    EXPECT_EQ(errors.text(), "");
+    EXPECT_EQ(failureLine(), "");
     EXPECT_EQ(+coreInterface().slot3, nullptr);
     EXPECT_EQ(+coreInterface().SessionDisconnect, nullptr);
     EXPECT_NE(+coreInterface().SessionConnect, nullptr);

@@ -1,12 +1,7 @@
 // Loading the core's module: the attempt, the system errors it can end with, the failure line, the unload.
-#include "framework/core_library.h"
+#include "tests/framework/loader.h"
+#include "tests/support/rows.h"
 
-#include "tests/support/fake_system.h"
-#include "tests/support/standard_error.h"
-
-#include <gmock/gmock.h>
-
-#include <algorithm>
 #include <cstring>
 
 namespace kelvane::tests {
@@ -15,22 +10,15 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr char corePath[] = "C:\\orq\\core.dll";
-
 bool isEmpty(const OrqInterface& record)
 {
-    const auto* const bytes = reinterpret_cast<const unsigned char*>(&record);
-    return std::all_of(bytes, bytes + 156, [](unsigned char byte) { return byte == 0; });
+    constexpr OrqInterface nothing = {};
+    return std::memcmp(&record, &nothing, 156) == 0;
 }
 
-TEST(CoreLoad, ChecksForALinkThenLoadsByFullPathThenAsksForTheInterface)
+TEST_F(CoreLoad, ChecksForALinkThenLoadsByFullPathThenAsksForTheInterface)
 {
-    FakeSystem system;
-    system.files[corePath] = 0x20;
-    StandardError errors;
-    LoaderState state = {};
-
-    EXPECT_EQ(loadLibrary(&state, corePath), 0);
+    EXPECT_EQ(load(), 0);
 
     EXPECT_THAT(system.calls, ElementsAre("GetFileAttributesA C:\\orq\\core.dll", "HeapAlloc 24 zeroed",
                                           "LoadLibraryExA C:\\orq\\core.dll 0x1000", "GetProcAddress GetOrqInterface",
@@ -39,186 +27,145 @@ TEST(CoreLoad, ChecksForALinkThenLoadsByFullPathThenAsksForTheInterface)
     EXPECT_EQ(errors.text(), "");
 }
 
-TEST(CoreLoad, WithoutStateIsRefused)
+TEST_F(CoreLoad, WithoutStateIsRefused)
 {
-    FakeSystem system;
-
     EXPECT_EQ(loadLibrary(nullptr, corePath), 2300);
 
     EXPECT_THAT(system.calls, IsEmpty());
 }
 
-TEST(CoreLoad, WithoutANameTakesTheModuleOfTheClientItself)
+TEST_F(CoreLoad, WithoutANameTakesTheModuleOfTheClientItself)
 {
-    FakeSystem system;
-    LoaderState state = {};
     std::strcpy(state.path, "as before");
 
-    EXPECT_EQ(loadLibrary(&state, nullptr), 0);
+    EXPECT_EQ(load(nullptr), 0);
 
     EXPECT_THAT(system.calls, ElementsAre("HeapAlloc 24 zeroed", "GetModuleHandleExA 0x4 own address",
                                           "GetProcAddress GetOrqInterface", "GetOrqInterface"));
     EXPECT_STREQ(state.path, "as before");
 }
 
-TEST(CoreLoad, WithoutANameReportsWhyTheClientsModuleIsNotToBeHad)
+TEST_F(CoreLoad, WithoutANameReportsWhyTheClientsModuleIsNotToBeHad)
 {
-    FakeSystem system;
     system.loadError = 126;
-    StandardError errors;
-    LoaderState state = {};
 
-    EXPECT_EQ(loadLibrary(&state, nullptr), 3000);
+    EXPECT_EQ(load(nullptr), 3000);
 
     EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_NOT_FOUND (): words for 126\n");
 }
 
-TEST(CoreLoad, TheSystemsErrorDecidesTheStatusAndTheLine)
+struct ErrorRow {
+    DWORD error;
+    int status;
+    const char* line;
+};
+
+using SystemError = WithRow<CoreLoad, ErrorRow>;
+
+TEST_ROWS(SystemError, ROW(.error = 2, .status = 3000, .line = "TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 2"),
+          ROW(.error = 126, .status = 3000, .line = "TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 126"),
+          ROW(.error = 8, .status = 1800, .line = "TOVA_E_NO_MEMORY (C:\\orq\\core.dll): words for 8"),
+          ROW(.error = 127, .status = 1000, .line = "TOVA_E_NOT_IMPLEMENTED (C:\\orq\\core.dll): words for 127"),
+          ROW(.error = 193, .status = 1002, .line = "TOVA_E_NOT_SUPPORTED (C:\\orq\\core.dll): words for 193"),
+          ROW(.error = 1, .status = 1801, .line = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 1"),
+          ROW(.error = 3, .status = 1801, .line = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 3"),
+          ROW(.error = 5, .status = 1801, .line = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 5"),
+          ROW(.error = 1114, .status = 1801, .line = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 1114"),
+          ROW(.error = 0xFFFFFFFF, .status = 1801,
+              .line = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 4294967295"));
+
+TEST_P(SystemError, DecidesTheStatusAndTheLine)
 {
-    struct Row {
-        DWORD error;
-        int status;
-        const char* line;
-    };
+    system.loadError = row().error;
 
-    constexpr Row rows[] = {
-        { 2, 3000, "\n*** LoadLibrary Failure: TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 2\n" },
-        { 126, 3000, "\n*** LoadLibrary Failure: TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 126\n" },
-        { 8, 1800, "\n*** LoadLibrary Failure: TOVA_E_NO_MEMORY (C:\\orq\\core.dll): words for 8\n" },
-        { 127, 1000, "\n*** LoadLibrary Failure: TOVA_E_NOT_IMPLEMENTED (C:\\orq\\core.dll): words for 127\n" },
-        { 193, 1002, "\n*** LoadLibrary Failure: TOVA_E_NOT_SUPPORTED (C:\\orq\\core.dll): words for 193\n" },
-        { 1, 1801, "\n*** LoadLibrary Failure: TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 1\n" },
-        { 3, 1801, "\n*** LoadLibrary Failure: TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 3\n" },
-        { 5, 1801, "\n*** LoadLibrary Failure: TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 5\n" },
-        { 1114, 1801, "\n*** LoadLibrary Failure: TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 1114\n" },
-        { 0xFFFFFFFF, 1801, "\n*** LoadLibrary Failure: TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 4294967295\n" },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.error);
-        FakeSystem system;
-        system.loadError = row.error;
-        StandardError errors;
-        LoaderState state = {};
+    EXPECT_EQ(load(), row().status);
 
-        EXPECT_EQ(loadLibrary(&state, corePath), row.status);
-
-        EXPECT_EQ(errors.text(), row.line);
-        EXPECT_EQ(system.heldBlocks(), 0U);
-        EXPECT_EQ(system.heldTexts(), 0U);
-        EXPECT_THAT(system.callsOf("FreeLibrary"), IsEmpty());
-    }
+    EXPECT_EQ(failureLine(), row().line);
+    EXPECT_EQ(system.heldBlocks(), 0U);
+    EXPECT_EQ(system.heldTexts(), 0U);
+    EXPECT_THAT(system.callsOf("FreeLibrary"), IsEmpty());
 }
 
-TEST(CoreLoad, AFailureWithoutASystemErrorIsNoFailureButLeavesNothingToCall)
+TEST_F(CoreLoad, AFailureWithoutASystemErrorIsNoFailureButLeavesNothingToCall)
 {
-    FakeSystem system;
     system.loadError = 0;
-    StandardError errors;
-    LoaderState state = {};
 
-    EXPECT_EQ(loadLibrary(&state, corePath), 0);
+    EXPECT_EQ(load(), 0);
 
     EXPECT_EQ(errors.text(), "");
     EXPECT_TRUE(isEmpty(coreInterface()));
 }
 
-TEST(CoreLoad, AnErrorFromBeforeTheAttemptIsNotTakenForIts)
+TEST_F(CoreLoad, AnErrorFromBeforeTheAttemptIsNotTakenForIts)
 {
-    FakeSystem system;
     system.loadFailsSilently = true;
-    LoaderState state = {};
     SetLastError(193);
 
-    EXPECT_EQ(loadLibrary(&state, corePath), 0);
+    EXPECT_EQ(load(), 0);
 
     EXPECT_EQ(state.module->lastError, 0U);
 }
 
-TEST(CoreLoad, TheLastErrorIsKeptAlsoOfASuccessfulLoad)
+TEST_F(CoreLoad, TheLastErrorIsKeptAlsoOfASuccessfulLoad)
 {
-    FakeSystem system;
-    system.files[corePath] = 0x20;
     system.errorAfterLoad = 1400;
-    LoaderState state = {};
 
-    EXPECT_EQ(loadLibrary(&state, corePath), 0);
+    EXPECT_EQ(load(), 0);
 
     EXPECT_EQ(state.module->lastError, 1400U);
 }
 
-TEST(CoreLoad, ALinkInTheLibrarysPlaceIsRemovedAndTheLibraryIsMissing)
+TEST_F(CoreLoad, ALinkInTheLibrarysPlaceIsRemovedAndTheLibraryIsMissing)
 {
-    FakeSystem system;
     system.files[corePath] = 0x420;
-    StandardError errors;
-    LoaderState state = {};
 
-    EXPECT_EQ(loadLibrary(&state, corePath), 3000);
+    EXPECT_EQ(load(), 3000);
 
-    EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 126\n");
+    EXPECT_EQ(failureLine(), "TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 126");
     EXPECT_EQ(system.calls[1], "DeleteFileA C:\\orq\\core.dll");
     EXPECT_THAT(system.files, IsEmpty());
 }
 
-TEST(CoreLoad, ALinkThatCannotBeRemovedIsNeverLoaded)
+TEST_F(CoreLoad, ALinkThatCannotBeRemovedIsNeverLoaded)
 {
-    FakeSystem system;
     system.files[corePath] = 0x410;
     system.deletesFiles = false;
-    StandardError errors;
-    LoaderState state = {};
 
-    EXPECT_EQ(loadLibrary(&state, corePath), 2300);
+    EXPECT_EQ(load(), 2300);
 
-    EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_PARAMETER_IS_NULL (C:\\orq\\core.dll): N/A\n");
+    EXPECT_EQ(failureLine(), "TOVA_E_PARAMETER_IS_NULL (C:\\orq\\core.dll): N/A");
     EXPECT_THAT(system.calls,
                 ElementsAre("GetFileAttributesA C:\\orq\\core.dll", "RemoveDirectoryA C:\\orq\\core.dll"));
 }
 
-TEST(CoreLoad, WithoutMemoryForTheModulesRecordNothingIsLoaded)
+TEST_F(CoreLoad, WithoutMemoryForTheModulesRecordNothingIsLoaded)
 {
-    FakeSystem system;
-    system.files[corePath] = 0x20;
     system.failingAllocation = 1;
-    StandardError errors;
-    LoaderState state = {};
 
-    EXPECT_EQ(loadLibrary(&state, corePath), 2300);
+    EXPECT_EQ(load(), 2300);
 
-    EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_PARAMETER_IS_NULL (C:\\orq\\core.dll): N/A\n");
+    EXPECT_EQ(failureLine(), "TOVA_E_PARAMETER_IS_NULL (C:\\orq\\core.dll): N/A");
     EXPECT_THAT(system.callsOf("LoadLibraryExA"), IsEmpty());
 }
 
-TEST(CoreLoad, TheLineShowsThePathCutOffAsItWasFormed)
+TEST_F(CoreLoad, TheLineShowsThePathCutOffAsItWasFormed)
 {
-    FakeSystem system;
-    StandardError errors;
-    LoaderState state = {};
+    EXPECT_EQ(load(("\\" + std::string(300, 'n')).c_str()), 3000);
 
-    EXPECT_EQ(loadLibrary(&state, ("\\" + std::string(300, 'n')).c_str()), 3000);
-
-    EXPECT_EQ(errors.text(),
-              "\n*** LoadLibrary Failure: TOVA_E_NOT_FOUND (\\" + std::string(258, 'n') + "): words for 126\n");
+    EXPECT_EQ(failureLine(), "TOVA_E_NOT_FOUND (\\" + std::string(258, 'n') + "): words for 126");
 }
 
-TEST(SystemErrorText, AsksTheSystemWithTheLibraryAsInsertAndKeepsTheText)
-{
+class SystemErrorText : public testing::Test {
+protected:
     FakeSystem system;
     ModuleRecord record = { nullptr, 193, nullptr };
+};
 
+TEST_F(SystemErrorText, AsksTheSystemWithTheLibraryAsInsertAndReleasesTheEarlierTextFirst)
+{
     EXPECT_STREQ(systemErrorText(&record), "words for 193");
-
     EXPECT_STREQ(record.errorText, "words for 193");
-    EXPECT_THAT(system.calls, ElementsAre("FormatMessageA 0x3100 193 language 0 [Library][][]"));
-}
-
-TEST(SystemErrorText, ReleasesTheEarlierTextFirst)
-{
-    FakeSystem system;
-    ModuleRecord record = { nullptr, 193, nullptr };
-    systemErrorText(&record);
     record.lastError = 5;
-
     EXPECT_STREQ(systemErrorText(&record), "words for 5");
 
     EXPECT_THAT(system.calls, ElementsAre("FormatMessageA 0x3100 193 language 0 [Library][][]", "LocalFree",
@@ -226,10 +173,9 @@ TEST(SystemErrorText, ReleasesTheEarlierTextFirst)
     EXPECT_EQ(system.heldTexts(), 1U);
 }
 
-TEST(SystemErrorText, IsNotAvailableWithoutRecordOrError)
+TEST_F(SystemErrorText, IsNotAvailableWithoutRecordOrError)
 {
-    FakeSystem system;
-    ModuleRecord record = {};
+    record.lastError = 0;
 
     EXPECT_STREQ(systemErrorText(nullptr), "N/A");
     EXPECT_STREQ(systemErrorText(&record), "N/A");
@@ -237,21 +183,11 @@ TEST(SystemErrorText, IsNotAvailableWithoutRecordOrError)
     EXPECT_THAT(system.calls, IsEmpty());
 }
 
-TEST(SystemErrorText, IsNotAvailableWhenTheSystemHasNoWords)
+TEST_F(SystemErrorText, IsNotAvailableWhenTheSystemHasNoWordsAlsoAfterAnEarlierText)
 {
-    FakeSystem system;
     system.formatsMessages = false;
-    ModuleRecord record = { nullptr, 193, nullptr };
-
     EXPECT_STREQ(systemErrorText(&record), "N/A");
-
-    EXPECT_EQ(record.errorText, nullptr);
-}
-
-TEST(SystemErrorText, AnEarlierTextDoesNotStandInForAMissingOne)
-{
-    FakeSystem system;
-    ModuleRecord record = { nullptr, 193, nullptr };
+    system.formatsMessages = true;
     systemErrorText(&record);
     system.formatsMessages = false;
 
@@ -261,13 +197,10 @@ TEST(SystemErrorText, AnEarlierTextDoesNotStandInForAMissingOne)
     EXPECT_EQ(system.heldTexts(), 0U);
 }
 
-TEST(CoreUnload, ReleasesModuleTextAndRecordInThisOrderAndForgetsTheInterface)
+TEST_F(CoreLoad, UnloadingReleasesModuleTextAndRecordInThisOrderAndForgetsTheInterface)
 {
-    FakeSystem system;
-    system.files[corePath] = 0x20;
     system.errorAfterLoad = 5;
-    LoaderState state = {};
-    loadLibrary(&state, corePath);
+    load();
     systemErrorText(state.module);
     system.calls.clear();
 
@@ -281,11 +214,8 @@ TEST(CoreUnload, ReleasesModuleTextAndRecordInThisOrderAndForgetsTheInterface)
     EXPECT_STREQ(state.path, corePath);
 }
 
-TEST(CoreUnload, OfNothingDoesNothing)
+TEST_F(CoreLoad, UnloadingNothingDoesNothing)
 {
-    FakeSystem system;
-    LoaderState state = {};
-
     unloadLibrary(state);
 
     EXPECT_THAT(system.calls, IsEmpty());

@@ -3,6 +3,7 @@
 #include "state/state.h"
 
 #include "tests/framework/loaded_core.h"
+#include "tests/support/rows.h"
 #include "tests/support/standard_error.h"
 
 #include <gmock/gmock.h>
@@ -13,39 +14,47 @@ namespace {
 using testing::AllOf;
 using testing::Each;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::SizeIs;
 
-using Rows = std::vector<std::string>;
+using Calls = std::vector<std::string>;
 
-const Rows unregistrations = {
+const Calls registrations = {
+    "RegisterEvent 7 10000 - 0",
+    "RegisterEvent 7 34 - 0",
+    "RegisterEvent 7 44 - 0",
+    "RegisterEvent 7 183 TCPU 0",
+    "log 2 workload classification EVENT Register",
+    "RegisterEvent 7 72 - 0",
+    "log 2 Powerscheme classification EVENT Register",
+    "RegisterEvent 7 106 - 0",
+    "log 2 Powerslider classification EVENT Register",
+};
+const Calls unregistrations = {
     "log 2 UnregisterEvents() called", "UnregisterEvent 7 44 - 0",     "UnregisterEvent 7 34 - 0",
     "UnregisterEvent 7 10000 - 0",     "UnregisterEvent 7 183 TCPU 0", "UnregisterEvent 7 72 - 0",
     "UnregisterEvent 7 106 - 0",
 };
 
-TEST(RegisterEvents, RegistersSixEventsInOrderAndLogsTheLastThree)
-{
+class RegisterEvents : public testing::Test {
+protected:
+    RegisterEvents() { g_orqStatus = 77; }
+
     LoadedCore machine;
     StandardError errors;
-    g_orqStatus = 77;
+};
 
+TEST_F(RegisterEvents, RegistersSixEventsInOrderAndLogsTheLastThree)
+{
     EXPECT_EQ(registerEvents(7), 0);
 
-    EXPECT_THAT(machine.calls,
-                ElementsAre("RegisterEvent 7 10000 - 0", "RegisterEvent 7 34 - 0", "RegisterEvent 7 44 - 0",
-                            "RegisterEvent 7 183 TCPU 0", "log 2 workload classification EVENT Register",
-                            "RegisterEvent 7 72 - 0", "log 2 Powerscheme classification EVENT Register",
-                            "RegisterEvent 7 106 - 0", "log 2 Powerslider classification EVENT Register"));
+    EXPECT_EQ(machine.calls, registrations);
     EXPECT_THAT(machine.core.callbacks, AllOf(SizeIs(6), Each(&onFrameworkEvent)));
     EXPECT_EQ(g_orqStatus, 0);
     EXPECT_EQ(errors.text(), "");
 }
 
-TEST(RegisterEvents, ClearsTheStatusBeforeTheFirstRegistration)
+TEST_F(RegisterEvents, ClearsTheStatusBeforeTheFirstRegistration)
 {
-    LoadedCore machine;
-    g_orqStatus = 77;
     std::vector<int> seen;
     machine.core.onRegister = [&](std::uint32_t) { seen.push_back(g_orqStatus); };
 
@@ -54,67 +63,46 @@ TEST(RegisterEvents, ClearsTheStatusBeforeTheFirstRegistration)
     EXPECT_THAT(seen, ElementsAre(0, 0, 0, 0, 0, 0));
 }
 
-TEST(RegisterEvents, StopsAtTheFirstFailureAndUnregistersAllSix)
+struct FailureRow {
+    std::uint32_t type;
+    int status;
+    const char* line;
+    std::size_t callsBefore;  // the failing registration among them
+};
+
+using FailedRegistration = WithRow<RegisterEvents, FailureRow>;
+
+TEST_ROWS(FailedRegistration,
+          ROW(.type = 10000, .status = 1003, .line = "Failed to register event; TOVA_E_UNSPECIFIED(1003)\n\n",
+              .callsBefore = 1),
+          ROW(.type = 34, .status = 105, .line = "Failed to register event; TOVA_I_NO_LEGACY_SUPPORT(105)\n\n",
+              .callsBefore = 2),
+          ROW(.type = 44, .status = 3500, .line = "Failed to register event; TOVA_E_EVENT_NOT_FOUND(3500)\n\n",
+              .callsBefore = 3),
+          ROW(.type = 183, .status = 1012, .line = "Failed to register event; TOVA_E_UNSUPPORTED_CLIENT_SDK(1012)\n\n",
+              .callsBefore = 4),
+          ROW(.type = 72, .status = -5, .line = "Failed to register event; NA(-5)\n\n", .callsBefore = 6),
+          ROW(.type = 106, .status = 3700, .line = "Failed to register event; TOVA_E_SESSION_DISCONNECTED(3700)\n\n",
+              .callsBefore = 8));
+
+TEST_P(FailedRegistration, IsTheLastAndAllSixAreUnregistered)
 {
-    struct Row {
-        std::uint32_t failingType;
-        int status;
-        const char* line;
-        Rows before;
-    };
+    machine.core.registerStatus[row().type] = row().status;
+    machine.core.unregisterStatus = 3501;  // nobody looks at it
 
-    const std::string workloadLine = "log 2 workload classification EVENT Register";
-    const std::string schemeLine = "log 2 Powerscheme classification EVENT Register";
-    const Row rows[] = {
-        { 10000, 1003, "Failed to register event; TOVA_E_UNSPECIFIED(1003)\n\n", { "RegisterEvent 7 10000 - 0" } },
-        { 34,
-          105,
-          "Failed to register event; TOVA_I_NO_LEGACY_SUPPORT(105)\n\n",
-          { "RegisterEvent 7 10000 - 0", "RegisterEvent 7 34 - 0" } },
-        { 44,
-          3500,
-          "Failed to register event; TOVA_E_EVENT_NOT_FOUND(3500)\n\n",
-          { "RegisterEvent 7 10000 - 0", "RegisterEvent 7 34 - 0", "RegisterEvent 7 44 - 0" } },
-        { 183,
-          1012,
-          "Failed to register event; TOVA_E_UNSUPPORTED_CLIENT_SDK(1012)\n\n",
-          { "RegisterEvent 7 10000 - 0", "RegisterEvent 7 34 - 0", "RegisterEvent 7 44 - 0",
-            "RegisterEvent 7 183 TCPU 0" } },
-        { 72,
-          -5,
-          "Failed to register event; NA(-5)\n\n",
-          { "RegisterEvent 7 10000 - 0", "RegisterEvent 7 34 - 0", "RegisterEvent 7 44 - 0",
-            "RegisterEvent 7 183 TCPU 0", workloadLine, "RegisterEvent 7 72 - 0" } },
-        { 106,
-          3700,
-          "Failed to register event; TOVA_E_SESSION_DISCONNECTED(3700)\n\n",
-          { "RegisterEvent 7 10000 - 0", "RegisterEvent 7 34 - 0", "RegisterEvent 7 44 - 0",
-            "RegisterEvent 7 183 TCPU 0", workloadLine, "RegisterEvent 7 72 - 0", schemeLine,
-            "RegisterEvent 7 106 - 0" } },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.failingType);
-        LoadedCore machine;
-        StandardError errors;
-        machine.core.registerStatus[row.failingType] = row.status;
-        machine.core.unregisterStatus = 3501;  // nobody looks at it
+    EXPECT_EQ(registerEvents(7), row().status);
 
-        EXPECT_EQ(registerEvents(7), row.status);
-
-        Rows expected = row.before;
-        expected.insert(expected.end(), unregistrations.begin(), unregistrations.end());
-        EXPECT_THAT(machine.calls, ElementsAreArray(expected));
-        EXPECT_THAT(machine.core.callbacks, Each(&onFrameworkEvent));
-        EXPECT_EQ(errors.text(), row.line);
-        EXPECT_EQ(g_orqStatus, row.status);
-        unloadLibrary(g_loader);
-    }
+    Calls expected = registrations;
+    expected.resize(row().callsBefore);
+    expected.insert(expected.end(), unregistrations.begin(), unregistrations.end());
+    EXPECT_EQ(machine.calls, expected);
+    EXPECT_THAT(machine.core.callbacks, Each(&onFrameworkEvent));
+    EXPECT_EQ(errors.text(), row().line);
+    EXPECT_EQ(g_orqStatus, row().status);
 }
 
-TEST(RegisterEvents, WritesTheLineAndStoresTheStatusBeforeItUnregisters)
+TEST_F(RegisterEvents, WritesTheLineAndStoresTheStatusBeforeItUnregisters)
 {
-    LoadedCore machine;
-    const StandardError errors;
     machine.core.registerStatus[44] = 3500;
     std::vector<bool> written;
     std::vector<int> statuses;
@@ -129,7 +117,7 @@ TEST(RegisterEvents, WritesTheLineAndStoresTheStatusBeforeItUnregisters)
     EXPECT_THAT(statuses, Each(3500));
 }
 
-TEST(RegisterEvents, WithoutACoreFailsWithTheEmptySlot)
+TEST(RegisterEventsAlone, WithoutACoreFailsWithTheEmptySlot)
 {
     StandardError errors;
 
@@ -139,9 +127,8 @@ TEST(RegisterEvents, WithoutACoreFailsWithTheEmptySlot)
     EXPECT_EQ(g_orqStatus, 1400);
 }
 
-TEST(RegisterEvents, AcceptsAnEventThatArrivesInsideItsOwnRegistration)
+TEST_F(RegisterEvents, AcceptsAnEventThatArrivesInsideItsOwnRegistration)
 {
-    LoadedCore machine;
     std::uint32_t position = 3;
     const OrqData payload = { 3, &position, 4, 4 };
     machine.core.onRegister = [&](std::uint32_t type) {
@@ -155,31 +142,22 @@ TEST(RegisterEvents, AcceptsAnEventThatArrivesInsideItsOwnRegistration)
     EXPECT_EQ(machine.calls.back(), "log 2 Powerslider classification EVENT Register");
 }
 
-TEST(UnregisterEvents, UnregistersAllSixInTheirOwnOrder)
+TEST_F(RegisterEvents, UnregistersAllSixWhateverTheCoreAnswersAndLeavesTheStatusAlone)
 {
-    LoadedCore machine;
+    for (const int status : { 0, 3500 }) {
+        machine.calls.clear();
+        machine.core.unregisterStatus = status;
 
-    UnregisterEvents(7);
+        UnregisterEvents(7);
 
-    EXPECT_THAT(machine.calls, ElementsAreArray(unregistrations));
-    EXPECT_THAT(machine.core.callbacks, AllOf(SizeIs(6), Each(&onFrameworkEvent)));
+        EXPECT_EQ(machine.calls, unregistrations);
+        EXPECT_EQ(g_orqStatus, 77);
+    }
+    EXPECT_THAT(machine.core.callbacks, AllOf(SizeIs(12), Each(&onFrameworkEvent)));
 }
 
-TEST(UnregisterEvents, GoesOnWhateverTheCoreAnswersAndLeavesTheStatusAlone)
+TEST_F(RegisterEvents, KeepsTheValuesThatTheEventsBrought)
 {
-    LoadedCore machine;
-    machine.core.unregisterStatus = 3500;
-    g_orqStatus = 77;
-
-    UnregisterEvents(7);
-
-    EXPECT_THAT(machine.calls, ElementsAreArray(unregistrations));
-    EXPECT_EQ(g_orqStatus, 77);
-}
-
-TEST(UnregisterEvents, KeepsTheValuesThatTheEventsBrought)
-{
-    LoadedCore machine;
     g_workload = 5;
     g_workloadRaw = 1;
     g_powerSlider = 3;

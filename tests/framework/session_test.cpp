@@ -65,9 +65,13 @@ TEST(ApplicationRecord, IsNotPassedWithoutAName)
     EXPECT_EQ(applicationRecord(), nullptr);
 }
 
-TEST(Sessions, CreateHandsTheRecordToTheCoreAndReturnsItsHandle)
-{
+class Sessions : public testing::Test {
+protected:
     LoadedCore machine;
+};
+
+TEST_F(Sessions, CreateHandsTheRecordToTheCoreAndReturnsItsHandle)
+{
     machine.core.session = session;
 
     EXPECT_EQ(SessionCreate(applicationRecord()), 0x1122334455667788U);
@@ -76,27 +80,18 @@ TEST(Sessions, CreateHandsTheRecordToTheCoreAndReturnsItsHandle)
     EXPECT_EQ(std::memcmp(machine.core.application.data(), &g_application, 2200), 0);
 }
 
-TEST(Sessions, CreateHandsNullToTheCoreWhenTheApplicationHasNoName)
+TEST_F(Sessions, CreateHandsNullToTheCoreWhenTheApplicationHasNoNameAndReturnsARefusal)
 {
-    LoadedCore machine;
     g_application.name[0] = '\0';
+    machine.core.session = 0xFFFFFFFFFFFFFFFF;
 
-    EXPECT_EQ(SessionCreate(applicationRecord()), 42U);
+    EXPECT_EQ(SessionCreate(applicationRecord()), noSession);
 
     EXPECT_THAT(machine.calls, ElementsAre("SessionCreate -"));
 }
 
-TEST(Sessions, CreateReturnsTheCoresRefusal)
+TEST_F(Sessions, ConnectDisconnectAndDestroyReachTheirSlotsWithTheSession)
 {
-    LoadedCore machine;
-    machine.core.session = 0xFFFFFFFFFFFFFFFF;
-
-    EXPECT_EQ(SessionCreate(applicationRecord()), noSession);
-}
-
-TEST(Sessions, ConnectDisconnectAndDestroyReachTheirSlotsWithTheSession)
-{
-    LoadedCore machine;
     machine.core.connectStatus = 3703;
 
     EXPECT_EQ(SessionConnect(session), 3703);
@@ -108,16 +103,8 @@ TEST(Sessions, ConnectDisconnectAndDestroyReachTheirSlotsWithTheSession)
                             "SessionDestroy 1234605616436508552"));
 }
 
-TEST(Sessions, ConnectReturnsSuccess)
+TEST_F(Sessions, ExecutePassesItsThreeDescriptorsOn)
 {
-    LoadedCore machine;
-
-    EXPECT_EQ(SessionConnect(session), 0);
-}
-
-TEST(Sessions, ExecutePassesItsThreeDescriptorsOn)
-{
-    LoadedCore machine;
     machine.core.executeStatus = 1500;
     char text[] = "go";
     unsigned char in[] = { 0x01, 0xFE };
@@ -132,9 +119,8 @@ TEST(Sessions, ExecutePassesItsThreeDescriptorsOn)
                                            "type 26, 1 of 2: 01 FE | type 3, 0 of 3: 00 0A B0"));
 }
 
-TEST(Sessions, ExecutePassesNullDescriptorsOn)
+TEST_F(Sessions, ExecutePassesNullDescriptorsOn)
 {
-    LoadedCore machine;
     char text[] = "go";
     const OrqData command = { 8, text, 3, 3 };
 
@@ -143,9 +129,8 @@ TEST(Sessions, ExecutePassesNullDescriptorsOn)
     EXPECT_THAT(machine.calls, ElementsAre("SessionExecute 1234605616436508552 | type 8, 3 of 3: go\\0 | - | -"));
 }
 
-TEST(Sessions, EventOperationsPassTheirArgumentsOn)
+TEST_F(Sessions, EventOperationsPassTheirArgumentsOn)
 {
-    LoadedCore machine;
     machine.core.registerStatus[4000000000] = 3601;
     machine.core.unregisterStatus = 3500;
 
@@ -157,7 +142,7 @@ TEST(Sessions, EventOperationsPassTheirArgumentsOn)
     EXPECT_THAT(machine.core.callbacks, ElementsAre(&someCallback, &someCallback));
 }
 
-TEST(Sessions, BeforeInitEverySlotIsEmpty)
+TEST(SessionsAlone, BeforeInitEverySlotIsEmpty)
 {
     FakeSystem system;
 
@@ -166,9 +151,8 @@ TEST(Sessions, BeforeInitEverySlotIsEmpty)
     EXPECT_THAT(system.calls, IsEmpty());
 }
 
-TEST(Sessions, AfterARefusedRestartEverySlotIsEmptyAgain)
+TEST_F(Sessions, AfterARefusedRestartEverySlotIsEmptyAgain)
 {
-    LoadedCore machine;
     machine.core.interfaceStatus = 1003;
     ASSERT_EQ(Init(), 1003);
     machine.calls.clear();
@@ -178,9 +162,8 @@ TEST(Sessions, AfterARefusedRestartEverySlotIsEmptyAgain)
     EXPECT_THAT(machine.calls, IsEmpty());
 }
 
-TEST(Sessions, DisconnectDoesNothingWithACoreThatHasNoSuchSlot)
+TEST_F(Sessions, DisconnectDoesNothingWithACoreThatHasNoSuchSlot)
 {
-    LoadedCore machine;
     machine.core.emptySlots = { 7 };
     ASSERT_EQ(Init(), 0);
     machine.calls.clear();
@@ -192,10 +175,8 @@ TEST(Sessions, DisconnectDoesNothingWithACoreThatHasNoSuchSlot)
 }
 
 // The core's slots 2, 3 and 8 throw when they are called.
-TEST(Sessions, AWholeLifeCallsNoOtherSlotAndNeverUnloadsTheCore)
+TEST_F(Sessions, AWholeLifeCallsNoOtherSlotAndNeverUnloadsTheCore)
 {
-    LoadedCore machine;
-
     const SessionHandle handle = SessionCreate(applicationRecord());
     EXPECT_EQ(SessionConnect(handle), 0);
     EXPECT_EQ(registerEvents(handle), 0);
