@@ -1,7 +1,7 @@
 // Opening and configuring.
 #include "tests/diagnostics/log_bench.h"
 #include "tests/support/diagnostic_log_inspector.h"
-#include "tests/support/import_swap.h"
+#include "tests/support/rows.h"
 
 #include <fstream>
 #include <stdexcept>
@@ -33,20 +33,19 @@ namespace kelvane::tests {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 std::filesystem::path logFile() { return roamingFolder() / "KelvanneApp" / "logs" / "KelvanneApp.log"; }
 
 TEST_F(ClosedLog, DropsMessagesOfEveryLevelSilently)
 {
     const std::string output = standardOutputOf([this] {
-        for (const int level : { 0, 1, 2, 3, 4, 5, -1 })
-            log.log(level) << "too early"
-                           << "\n";
+        for (const int level : { 0, 1, 2, 3, 4, 5, -1 }) {
+            log.log(level) << "too early" << lineFeed;
+            logLine(level, "too early");
+        }
     });
 
     EXPECT_EQ(output, "");
-    EXPECT_EQ(logFileBytes(), "");
     log.open();
     EXPECT_EQ(logFileBytes(), "");
 }
@@ -59,13 +58,12 @@ TEST_F(ClosedLog, KeepsAnUnfinishedMessageAcrossLevelChangesUntilItEndsAfterTheO
     as("a").log(0) << "early, ";
 
     log.open();
-    as("a") << "ended late"
-            << "\n";
+    as("a") << "ended late" << lineFeed;
 
     EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG begun early, ended late"));
 }
 
-TEST_F(ClosedLog, OpeningEmptiesTheFileASecondTime)
+TEST_F(ClosedLog, OpeningEmptiesTheFileASecondTimeAndRaisesNothing)
 {
     std::ofstream(logFile()) << "written since the process started\n";
 
@@ -73,99 +71,50 @@ TEST_F(ClosedLog, OpeningEmptiesTheFileASecondTime)
 
     EXPECT_TRUE(DiagnosticLogInspector::opened());
     EXPECT_EQ(logFileBytes(), "");
+    EXPECT_EQ(lastRuntimeError(), "");
 }
 
 TEST_F(OpenLog, OpeningAgainDoesNothing)
 {
-    log.log(0) << "first"
-               << "\n";
+    log.log(0) << "first" << lineFeed;
 
     log.open();
-    log.log(0) << "second"
-               << "\n";
+    log.log(0) << "second" << lineFeed;
 
     EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG first", "DEBUG second"));
 }
 
+// The logs folder in an existing application folder is missing.
 class UnopenableLog : public ClosedLog {
 protected:
     UnopenableLog()
     {
-        std::filesystem::remove_all(roamingFolder() / "KelvanneApp" / "logs");
+        std::filesystem::remove_all(logFile().parent_path());
         DiagnosticLogInspector::setPath(DiagnosticLogInspector::makeLogFile());
     }
 };
-
-TEST_F(UnopenableLog, MissingLogsFolderInAnExistingApplicationFolderIsNotRepaired)
-{
-    log.open();
-
-    EXPECT_EQ(log.path(), roamingFolder().string() + "\\KelvanneApp\\logs\\KelvanneApp.log");
-    EXPECT_FALSE(std::filesystem::exists(roamingFolder() / "KelvanneApp" / "logs"));
-    EXPECT_FALSE(DiagnosticLogInspector::opened());
-}
 
 TEST_F(UnopenableLog, FailureToOpenIsRaisedAndSwallowed)
 {
     const std::string output = standardOutputOf([this] { EXPECT_NO_THROW(log.open()); });
 
+    EXPECT_EQ(log.path(), roamingFolder().string() + "\\KelvanneApp\\logs\\KelvanneApp.log");
     EXPECT_EQ(lastRuntimeError(), "Coudn't open a log file ");
     EXPECT_EQ(output, "");
-    EXPECT_FALSE(DiagnosticLogInspector::opened());
 }
 
-TEST_F(UnopenableLog, StaysClosedAndDropsEveryLine)
+TEST_F(UnopenableLog, StaysClosedDropsEveryLineAndRepairsNothing)
 {
     const std::string output = standardOutputOf([this] {
-        log.open();
-        log.log(4) << "lost"
-                   << "\n";
-        log.open();
-        log.log(0) << "lost too"
-                   << "\n";
+        for (const int level : { 4, 0 }) {
+            log.open();
+            log.log(level) << "lost" << lineFeed;
+        }
     });
 
     EXPECT_EQ(output, "");
     EXPECT_FALSE(DiagnosticLogInspector::opened());
-    EXPECT_EQ(logFileBytes(), "(no file)");
-}
-
-TEST_F(ClosedLog, RaisesNothingWhenTheFileOpens)
-{
-    log.open();
-
-    EXPECT_EQ(lastRuntimeError(), "");
-}
-
-TEST_F(ClosedLog, VerbosityWordsAreDebugInfoAndWarningAndAnyOtherMeansInfo)
-{
-    const std::pair<std::string, int> words[] = {
-        { "debug", 0 }, { "warning", 3 }, { "info", 2 },  { "debug", 0 },   { "error", 2 },
-        { "debug", 0 }, { "", 2 },        { "debug", 0 }, { "Warning", 2 }, { "debug ", 2 },
-    };
-    for (const auto& [word, verbosity] : words) {
-        log.configure(1, word);
-        EXPECT_EQ(DiagnosticLogInspector::verbosity(), verbosity) << word;
-    }
-}
-
-TEST_F(ClosedLog, ConfiguringStoresTheEchoSwitchAsGiven)
-{
-    for (const int echo : { 0, 1, 2, -7 }) {
-        log.configure(echo, "info");
-        EXPECT_EQ(DiagnosticLogInspector::echo(), echo);
-    }
-}
-
-TEST_F(ClosedLog, ConfiguringAfterTheOpeningLeavesTheEchoOnAndVerbosityTwo)
-{
-    log.open();
-
-    for (const char* word : { "info", "debug", "warning" }) {
-        log.configure(0, word);
-        EXPECT_EQ(DiagnosticLogInspector::echo(), 1) << word;
-        EXPECT_EQ(DiagnosticLogInspector::verbosity(), 2) << word;
-    }
+    EXPECT_FALSE(std::filesystem::exists(logFile().parent_path()));
 }
 
 TEST_F(UnopenableLog, ConfiguringStillTakesEffectAfterAFailedOpening)
@@ -178,25 +127,47 @@ TEST_F(UnopenableLog, ConfiguringStillTakesEffectAfterAFailedOpening)
     EXPECT_EQ(DiagnosticLogInspector::verbosity(), 0);
 }
 
-TEST_F(ClosedLog, VerbosityWarningDoesNotHideDebugLines)
+struct VerbosityRow {
+    const char* word;
+    int verbosity = 2;
+};
+
+using Verbosity = WithRow<ClosedLog, VerbosityRow>;
+
+TEST_ROWS(Verbosity, ROW(.word = "debug", .verbosity = 0), ROW(.word = "warning", .verbosity = 3), ROW(.word = "info"),
+          // any other word means info
+          ROW(.word = "error"), ROW(.word = ""), ROW(.word = "Warning"), ROW(.word = "debug "));
+
+TEST_P(Verbosity, IsSetByAWordAndDecidesNothing)
 {
-    log.configure(0, "warning");
+    for (const char* const before : { "debug", "warning" }) {
+        log.configure(1, before);
+        log.configure(0, row().word);
+        EXPECT_EQ(DiagnosticLogInspector::verbosity(), row().verbosity);
+    }
 
     log.open();
-    for (const int level : { 0, 1, 2, 3, 4 }) log.log(level) << "level " << std::to_string(level) << "\n";
+    for (const int level : { 0, 1, 2, 3, 4 }) logLine(level, "level ", level);
 
     EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG level 0", "WARNING level 3", "ERROR level 4"));
 }
 
-TEST_F(ClosedLog, VerbosityDebugDoesNotBringInfoLines)
+TEST_P(Verbosity, AndEchoStayWhenTheFileIsOpen)
 {
-    log.configure(0, "debug");
-
     log.open();
-    log.log(2) << "info"
-               << "\n";
 
-    EXPECT_THAT(loggedMessages(), IsEmpty());
+    log.configure(0, row().word);
+
+    EXPECT_EQ(DiagnosticLogInspector::echo(), 1);
+    EXPECT_EQ(DiagnosticLogInspector::verbosity(), 2);
+}
+
+TEST_F(ClosedLog, ConfiguringStoresTheEchoSwitchAsGiven)
+{
+    for (const int echo : { 0, 1, 2, -7 }) {
+        log.configure(echo, "info");
+        EXPECT_EQ(DiagnosticLogInspector::echo(), echo);
+    }
 }
 
 }  // namespace

@@ -1,64 +1,62 @@
 // How pieces become messages, and what a change of level does to the messages of all threads.
 #include "tests/diagnostics/log_bench.h"
 #include "tests/support/diagnostic_log_inspector.h"
+#include "tests/support/rows.h"
+
+#include <optional>
 
 namespace kelvane::tests {
 namespace {
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-using Pieces = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 struct InsertionRow {
-    const char* name;
-    Pieces pieces;
-    Pieces messages;
-    std::size_t pending;  // threads with unfinished text
+    Texts pieces;
+    Texts messages = {};
+    std::size_t unfinished = 0;  // threads with text
 };
 
-void PrintTo(const InsertionRow& row, std::ostream* out) { *out << row.name; }
+using Insertion = WithRow<OpenLog, InsertionRow>;
 
-class Insertion : public OpenLog, public testing::WithParamInterface<InsertionRow> {};
+TEST_ROWS(Insertion,
+          // ordinary pieces are gathered; a line feed alone ends the message
+          ROW(.pieces = { "pkg", "Power" }, .unfinished = 1),
+          ROW(.pieces = { "pkg", "Power", "\n" }, .messages = { "DEBUG pkgPower" }),
+          ROW(.pieces = { "one", "\n", "two", "\n" }, .messages = { "DEBUG one", "DEBUG two" }),
+          // a last one ends what was gathered, and stays inside
+          ROW(.pieces = { "text\n" }, .messages = { "DEBUG text\n" }),
+          ROW(.pieces = { "some ", "text\n" }, .messages = { "DEBUG some text\n" }),
+          ROW(.pieces = { "\nframed\n" }, .messages = { "DEBUG \nframed\n" }),
+          ROW(.pieces = { "\n\n" }, .messages = { "DEBUG \n\n" }),
+          ROW(.pieces = { "text\n", "\n" }, .messages = { "DEBUG text\n", "DEBUG " }),
+          // one in the middle or at the front is text
+          ROW(.pieces = { "two\nlines" }, .unfinished = 1),
+          ROW(.pieces = { "two\nlines", "\n" }, .messages = { "DEBUG two\nlines" }),
+          ROW(.pieces = { "\n Initialized logger " }, .unfinished = 1),
+          ROW(.pieces = { "\n Initialized logger ", "\n" }, .messages = { "DEBUG \n Initialized logger " }),
+          // an empty piece adds and ends nothing; a carriage return is text
+          ROW(.pieces = { "" }, .unfinished = 1), ROW(.pieces = { "a", "", "b", "\n" }, .messages = { "DEBUG ab" }),
+          ROW(.pieces = { "a\r", "b\r\n" }, .messages = { "DEBUG a\rb\r\n" }));
 
 TEST_P(Insertion, OfStringsFollowsTheLineFeedRules)
 {
-    for (const std::string& piece : GetParam().pieces) log << piece;
+    for (const std::string& piece : row().pieces) log << piece;
 
-    EXPECT_THAT(loggedMessages(), ElementsAreArray(GetParam().messages));
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), GetParam().pending);
+    EXPECT_THAT(loggedMessages(), ElementsAreArray(row().messages));
+    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), row().unfinished);
 }
 
 TEST_P(Insertion, OfCStringsFollowsTheSameRules)
 {
-    for (const std::string& piece : GetParam().pieces) log << piece.c_str();
+    for (const std::string& piece : row().pieces) log << piece.c_str();
 
-    EXPECT_THAT(loggedMessages(), ElementsAreArray(GetParam().messages));
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), GetParam().pending);
+    EXPECT_THAT(loggedMessages(), ElementsAreArray(row().messages));
+    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), row().unfinished);
 }
-
-const InsertionRow insertionRows[] = {
-    { "OrdinaryPiecesAreGathered", { "pkg", "Power" }, {}, 1 },
-    { "LineFeedAloneEndsTheMessage", { "pkg", "Power", "\n" }, { "DEBUG pkgPower" }, 0 },
-    { "LastLineFeedStaysInsideAndAnEmptyLineFollows", { "text\n" }, { "DEBUG text\n" }, 0 },
-    { "LastLineFeedEndsWhatWasGathered", { "some ", "text\n" }, { "DEBUG some text\n" }, 0 },
-    { "LineFeedInTheMiddleEndsNothing", { "two\nlines" }, {}, 1 },
-    { "LineFeedInTheMiddleIsKept", { "two\nlines", "\n" }, { "DEBUG two\nlines" }, 0 },
-    { "LineFeedAtTheFrontEndsNothing", { "\n Initialized logger " }, {}, 1 },
-    { "LineFeedAtTheFrontIsKept", { "\n Initialized logger ", "\n" }, { "DEBUG \n Initialized logger " }, 0 },
-    { "FirstAndLastLineFeedEndTheMessage", { "\nframed\n" }, { "DEBUG \nframed\n" }, 0 },
-    { "TwoLineFeedsArePartOfTheText", { "\n\n" }, { "DEBUG \n\n" }, 0 },
-    { "LineFeedAfterATextThatHasEndedIsAnEmptyMessage", { "text\n", "\n" }, { "DEBUG text\n", "DEBUG " }, 0 },
-    { "EmptyPieceEndsNothing", { "" }, {}, 1 },
-    { "EmptyPieceAddsNothing", { "a", "", "b", "\n" }, { "DEBUG ab" }, 0 },
-    { "CarriageReturnIsText", { "a\r", "b\r\n" }, { "DEBUG a\rb\r\n" }, 0 },
-    { "MessagesFollowEachOther", { "one", "\n", "two", "\n" }, { "DEBUG one", "DEBUG two" }, 0 },
-};
-
-INSTANTIATE_TEST_SUITE_P(Pieces, Insertion, testing::ValuesIn(insertionRows),
-                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(OpenLog, LastPieceWithALineFeedLeavesAnEmptyLineInTheFile)
 {
@@ -69,76 +67,80 @@ TEST_F(OpenLog, LastPieceWithALineFeedLeavesAnEmptyLineInTheFile)
 
 TEST_F(OpenLog, SelectingALevelReturnsTheLogItself) { EXPECT_EQ(&log.log(4), &log); }
 
-TEST_F(OpenLog, ThreadWithoutALevelCountsAsLevelZero)
+// A thread selects a level, if any, and inserts some pieces.
+struct Step {
+    const char* thread;
+    std::optional<int> level;
+    Texts pieces;
+};
+
+constexpr std::nullopt_t noLevel = std::nullopt;
+
+struct StepsRow {
+    std::vector<Step> steps;
+    Texts messages = {};
+    std::size_t texts = 0;  // threads that have any at the end
+    std::size_t levels = 0;
+};
+
+using ThreadsLog = WithRow<OpenLog, StepsRow>;
+
+TEST_ROWS(
+    ThreadsLog,
+    // without a level, and after its line, a thread counts as level 0
+    ROW(.steps = { { "a", noLevel, { "no level", "\n" } } }, .messages = { "DEBUG no level" }),
+    ROW(.steps = { { "a", 4, { "error", "\n" } }, { "a", noLevel, { "rest", "\n" } } },
+        .messages = { "ERROR error", "DEBUG rest" }),
+    ROW(.steps = { { "a", 4, { "\n" } } }, .messages = { "ERROR " }),
+    // the end of a message removes its own thread's text and level alone
+    ROW(.steps = { { "a", noLevel, { "of a" } },
+                   { "b", noLevel, { "of b" } },
+                   { "a", 0, {} },
+                   { "b", 0, {} },
+                   { "a", noLevel, { "\n" } } },
+        .messages = { "DEBUG of a" }, .texts = 1, .levels = 1),
+    // texts do not mix
+    ROW(.steps = { { "a", 0, { "a1 " } },
+                   { "b", 0, { "b1 " } },
+                   { "a", noLevel, { "a2" } },
+                   { "b", noLevel, { "b2", "\n" } },
+                   { "a", noLevel, { "\n" } } },
+        .messages = { "DEBUG b1 b2", "DEBUG a1 a2" }),
+    // the same level again ends nothing
+    ROW(.steps = { { "b", noLevel, { "unfinished" } }, { "a", 0, { "one " } }, { "a", 0, { "message" } } }, .texts = 2,
+        .levels = 1),
+    ROW(.steps = { { "b", noLevel, { "unfinished" } }, { "a", 0, { "one " } }, { "a", 0, { "message", "\n" } } },
+        .messages = { "DEBUG one message" }, .texts = 1),
+    ROW(.steps = { { "a", 4, { "one " } }, { "b", noLevel, { "unfinished" } }, { "a", 4, { "message", "\n" } } },
+        .messages = { "ERROR one message" }, .texts = 1),
+    // another level flushes all threads and takes their levels; where there is no text, nothing is written
+    ROW(.steps = { { "a", 4, {} }, { "b", 4, {} }, { "a", noLevel, { "level forgotten", "\n" } } },
+        .messages = { "DEBUG level forgotten" }, .levels = 1),
+    ROW(.steps = { { "a", 4, {} }, { "b", 3, {} }, { "a", 2, {} } }, .levels = 1),
+    // so does the next message at another level than zero, and none at zero
+    ROW(.steps = { { "a", 4, { "first", "\n" } }, { "b", 0, { "half" } }, { "a", 4, { "second", "\n" } } },
+        .messages = { "ERROR first", "DEBUG half", "ERROR second" }),
+    ROW(.steps = { { "a", 4, { "first", "\n" } }, { "b", 0, { "half" } }, { "a", 0, { "second", "\n" } } },
+        .messages = { "ERROR first", "DEBUG second" }, .texts = 1, .levels = 1),
+    // a message that another thread splits goes on at level 0, also one that would never have been seen
+    ROW(.steps = { { "a", 4, { "head," } },
+                   { "b", 3, { "of b", "\n" } },
+                   { "a", noLevel, { " middle,", " rest", "\n" } } },
+        .messages = { "ERROR head,", "WARNING of b", "DEBUG  middle, rest" }),
+    ROW(.steps = { { "a", 2, { "never seen," } }, { "b", 4, { "of b", "\n" } }, { "a", noLevel, { " rest", "\n" } } },
+        .messages = { "ERROR of b", "DEBUG  rest" }));
+
+TEST_P(ThreadsLog, InTurn)
 {
-    log << "no level"
-        << "\n";
+    for (const Step& step : row().steps) {
+        as(step.thread);
+        if (step.level) log.log(*step.level);
+        for (const std::string& piece : step.pieces) log << piece;
+    }
 
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG no level"));
-}
-
-TEST_F(OpenLog, AfterItsLineAThreadCountsAsLevelZeroAgain)
-{
-    log.log(4) << "error"
-               << "\n";
-
-    log << "rest"
-        << "\n";
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR error", "DEBUG rest"));
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), 0U);
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), 0U);
-}
-
-TEST_F(OpenLog, EndOfAMessageRemovesOnlyItsOwnThreadsTextAndLevel)
-{
-    as("a") << "of a";
-    as("b") << "of b";
-    as("a").log(0);
-    as("b").log(0);
-
-    as("a") << "\n";
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG of a"));
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), 1U);
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), 1U);
-    as("b") << "\n";
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG of a", "DEBUG of b"));
-}
-
-TEST_F(OpenLog, TextsOfTwoThreadsDoNotMix)
-{
-    as("a").log(0) << "a1 ";
-    as("b").log(0) << "b1 ";
-    as("a") << "a2";
-    as("b") << "b2"
-            << "\n";
-    as("a") << "\n";
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG b1 b2", "DEBUG a1 a2"));
-}
-
-TEST_F(OpenLog, SelectingTheSameLevelAgainEndsNothing)
-{
-    as("b") << "unfinished";
-    as("a").log(0) << "one ";
-
-    as("a").log(0) << "message";
-
-    EXPECT_THAT(loggedMessages(), IsEmpty());
-    as("a") << "\n";
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG one message"));
-}
-
-TEST_F(OpenLog, SelectingTheSameLevelAgainInAnErrorMessageEndsNothing)
-{
-    as("a").log(4) << "one ";
-    as("b") << "unfinished";
-
-    as("a").log(4) << "message"
-                   << "\n";
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR one message"));
+    EXPECT_THAT(loggedMessages(), ElementsAreArray(row().messages));
+    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), row().texts);
+    EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), row().levels);
 }
 
 TEST_F(OpenLog, LevelFourToLevelZeroInMidMessageWritesItAndEveryOtherThreadsText)
@@ -152,8 +154,7 @@ TEST_F(OpenLog, LevelFourToLevelZeroInMidMessageWritesItAndEveryOtherThreadsText
     EXPECT_THAT(loggedMessages(), UnorderedElementsAre("ERROR half an error", "DEBUG text of b", "DEBUG text of c"));
     EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), 0U);
     EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), 1U);
-    as("a") << "other half"
-            << "\n";
+    as("a") << "other half" << lineFeed;
     EXPECT_EQ(loggedMessages().back(), "DEBUG other half");
 }
 
@@ -190,66 +191,6 @@ TEST_F(ClosedLog, FullFlushWritesTextsOfAllLevelsAndDropsThoseThatAreNeverWritte
     EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), 1U);
 }
 
-TEST_F(OpenLog, FullFlushTakesTheLevelFromEveryThread)
-{
-    as("a").log(4);
-
-    as("b").log(4);
-    as("a") << "level forgotten"
-            << "\n";
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG level forgotten"));
-}
-
-TEST_F(OpenLog, NextMessageAtAnotherLevelThanZeroFlushesAllThreads)
-{
-    as("a").log(4) << "first"
-                   << "\n";
-    as("b").log(0) << "half";
-
-    as("a").log(4) << "second"
-                   << "\n";
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR first", "DEBUG half", "ERROR second"));
-}
-
-TEST_F(OpenLog, NextMessageAtLevelZeroFlushesNobody)
-{
-    as("a").log(4) << "first"
-                   << "\n";
-    as("b").log(0) << "half";
-
-    as("a").log(0) << "second"
-                   << "\n";
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR first", "DEBUG second"));
-}
-
-TEST_F(OpenLog, MessageSplitByAnotherThreadGoesOnAtLevelZero)
-{
-    as("a").log(4) << "head,";
-    as("b").log(3) << "of b"
-                   << "\n";
-
-    as("a") << " middle,"
-            << " rest"
-            << "\n";
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR head,", "WARNING of b", "DEBUG  middle, rest"));
-}
-
-TEST_F(OpenLog, RestOfASplitInfoMessageBecomesVisible)
-{
-    as("a").log(2) << "never seen,";
-    as("b").log(4) << "of b"
-                   << "\n";
-
-    as("a") << " rest"
-            << "\n";
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR of b", "DEBUG  rest"));
-}
-
 TEST_F(OpenLog, FullFlushFlushesTheFileToo)
 {
     DiagnosticLogInspector::writeUnflushed("left in the stream");
@@ -258,15 +199,6 @@ TEST_F(OpenLog, FullFlushFlushesTheFileToo)
     log.log(4);
 
     EXPECT_EQ(logFileBytes(), "left in the stream");
-}
-
-TEST_F(OpenLog, FullFlushOfNothingWritesNothing)
-{
-    as("a").log(4);
-    as("b").log(3);
-    as("a").log(2);
-
-    EXPECT_EQ(logFileBytes(), "");
 }
 
 }  // namespace

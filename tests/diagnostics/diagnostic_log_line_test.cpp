@@ -2,6 +2,7 @@
 #include "tests/diagnostics/log_bench.h"
 #include "tests/support/diagnostic_log_inspector.h"
 #include "tests/support/import_swap.h"
+#include "tests/support/rows.h"
 
 #include <climits>
 #include <cstdlib>
@@ -9,9 +10,6 @@
 
 namespace kelvane::tests {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 __time64_t fakeTime(__time64_t* /*result*/) { return 1234567890; }
 
@@ -35,163 +33,80 @@ TEST(DiagnosticLogLine, IsStampedWithTheLocalTime)
 
     {
         const ImportSwap time(__imp__time64, &fakeTime);
-        log.log(0) << "stamped"
-                   << "\n";
+        log.log(0) << "stamped" << lineFeed;
     }
 
     EXPECT_EQ(logFileBytes(), "[Sat Feb 14 08:31:30 2009\n][DEBUG] stamped\n");
 }
 
-TEST_F(OpenLog, MessageTakesTwoPhysicalLinesWithBareLineFeeds)
+TEST_F(OpenLog, MessageTakesTwoPhysicalLinesWithBareLineFeedsAndTheStampOfItsOwnTime)
 {
-    DiagnosticLogInspector::setTimeStamp([] { return "Tue Mar 12 14:07:09 2024\n"; });
+    int seconds = 8;
+    DiagnosticLogInspector::setTimeStamp(
+        [&seconds] { return "Tue Mar 12 14:07:0" + std::to_string(++seconds) + " 2024\n"; });
 
-    log.log(4) << "OrqCore CpuPowerLimit1 "
-               << "failed"
-               << "\n";
-    log.log(0) << "KV scaling is started : "
-               << "\n";
+    log.log(4) << "OrqCore CpuPowerLimit1 " << std::string("failed") << lineFeed;
+    seconds = 3;
+    log.log(0) << "KV scaling is started : " << lineFeed;
 
     EXPECT_EQ(logFileBytes(), "[Tue Mar 12 14:07:09 2024\n"
                               "][ERROR] OrqCore CpuPowerLimit1 failed\n"
-                              "[Tue Mar 12 14:07:09 2024\n"
+                              "[Tue Mar 12 14:07:04 2024\n"
                               "][DEBUG] KV scaling is started : \n");
 }
 
-TEST_F(OpenLog, EachLineIsStampedWhenItIsWritten)
-{
+struct LevelRow {
+    int level;
+    const char* written = "";
     int stamps = 0;
-    DiagnosticLogInspector::setTimeStamp([&stamps] { return "stamp " + std::to_string(++stamps) + "\n"; });
+};
 
-    log.log(0) << "one"
-               << "\n";
-    log.log(0) << "two"
-               << "\n";
+using LineLevel = WithRow<ClosedLog, LevelRow>;
 
-    EXPECT_EQ(logFileBytes(), "[stamp 1\n][DEBUG] one\n[stamp 2\n][DEBUG] two\n");
-}
+TEST_ROWS(LineLevel, ROW(.level = 0, .written = "[now\n][DEBUG] text\n", .stamps = 1),
+          ROW(.level = 3, .written = "[now\n][WARNING] text\n", .stamps = 1),
+          ROW(.level = 4, .written = "[now\n][ERROR] text\n", .stamps = 1),
+          // all others are dropped, and not even stamped
+          ROW(.level = 1), ROW(.level = 2), ROW(.level = 5), ROW(.level = -1), ROW(.level = INT_MIN),
+          ROW(.level = INT_MAX));
 
-TEST_F(ClosedLog, OnlyDebugWarningAndErrorLinesAreWritten)
-{
-    log.open();
-
-    const struct {
-        int level;
-        std::string written;
-    } rows[] = {
-        { 0, "[now\n][DEBUG] text\n" },
-        { 3, "[now\n][WARNING] text\n" },
-        { 4, "[now\n][ERROR] text\n" },
-        { 1, "" },
-        { 2, "" },
-        { 5, "" },
-        { -1, "" },
-        { INT_MIN, "" },
-        { INT_MAX, "" },
-    };
-
-    std::string file;
-    for (const auto& [level, written] : rows) {
-        SCOPED_TRACE(level);
-
-        const std::string output = standardOutputOf([&, its = level] {
-            log.log(its) << "text"
-                         << "\n";
-        });
-
-        EXPECT_EQ(output, written);
-        file += written;
-        EXPECT_EQ(logFileBytes(), file);
-    }
-}
-
-TEST_F(ClosedLog, LevelTwoMessageProducesNothingInTheFileOrOnStandardOutput)
-{
-    log.open();
-
-    const std::string output = standardOutputOf([this] {
-        log.log(2) << "pkg power data is : "
-                   << "1500"
-                   << "\n";
-    });
-
-    EXPECT_EQ(output, "");
-    EXPECT_EQ(logFileBytes(), "");
-}
-
-TEST_F(ClosedLog, EchoCopiesLinesToStandardOutputAtOnce)
-{
-    log.configure(1, "info");
-    log.open();
-
-    const std::string output = standardOutputOf([this] {
-        log.log(3) << "seen "
-                   << "twice"
-                   << "\n";
-    });
-
-    EXPECT_EQ(output, "[now\n][WARNING] seen twice\n");
-    EXPECT_THAT(loggedMessages(), ElementsAre("WARNING seen twice"));
-}
-
-TEST_F(ClosedLog, OnlyTheEchoValueOneCopies)
-{
-    std::string output;
-    log.configure(2, "info");
-    log.open();
-
-    output = standardOutputOf([this] {
-        log.log(4) << "to the file"
-                   << "\n";
-    });
-
-    EXPECT_EQ(output, "");
-    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR to the file"));
-}
-
-TEST_F(OpenLog, WithoutTheEchoNothingReachesStandardOutput)
-{
-    const std::string output = standardOutputOf([this] {
-        log.log(4) << "quiet"
-                   << "\n";
-        std::fflush(stdout);
-    });
-
-    EXPECT_EQ(output, "");
-    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR quiet"));
-}
-
-TEST_F(OpenLog, EachLineIsInTheFileWhenTheInsertionReturns)
-{
-    log.log(0) << "one"
-               << "\n";
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG one"));
-
-    log.log(0) << "two"
-               << "\n";
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG one", "DEBUG two"));
-}
-
-TEST_F(OpenLog, MessageWithoutTextIsALineWithAnEmptyEnd)
-{
-    log.log(4) << "\n";
-
-    EXPECT_EQ(logFileBytes(), "[now\n][ERROR] \n");
-}
-
-TEST_F(OpenLog, DroppedLinesAreNotStamped)
+TEST_P(LineLevel, DecidesWhetherItIsWritten)
 {
     int stamps = 0;
     DiagnosticLogInspector::setTimeStamp([&stamps] {
         ++stamps;
         return "now\n";
     });
+    log.open();
 
-    log.log(2) << "dropped"
-               << "\n";
+    const std::string output = standardOutputOf([this] { log.log(row().level) << "text" << lineFeed; });
 
-    EXPECT_EQ(stamps, 0);
-    EXPECT_THAT(loggedMessages(), IsEmpty());
+    EXPECT_EQ(output, row().written);
+    EXPECT_EQ(logFileBytes(), row().written);
+    EXPECT_EQ(stamps, row().stamps);
+}
+
+struct EchoRow {
+    int echo;
+    const char* output = "";
+};
+
+using Echo = WithRow<ClosedLog, EchoRow>;
+
+TEST_ROWS(Echo, ROW(.echo = 1, .output = "[now\n][ERROR] text\n"), ROW(.echo = 0), ROW(.echo = 2));
+
+TEST_P(Echo, CopiesLinesToStandardOutputAtOnceWhenItIsOne)
+{
+    log.configure(row().echo, "info");
+    log.open();
+
+    const std::string output = standardOutputOf([this] {
+        log.log(4) << "text" << lineFeed;
+        if (row().echo == 0) std::fflush(stdout);
+    });
+
+    EXPECT_EQ(output, row().output);
+    EXPECT_EQ(logFileBytes(), "[now\n][ERROR] text\n");
 }
 
 }  // namespace

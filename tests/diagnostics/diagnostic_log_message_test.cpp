@@ -32,27 +32,6 @@ TEST_F(OpenLog, LogLineWritesEachLevelUnderItsWord)
     EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG level 0", "WARNING level 3", "ERROR level 4"));
 }
 
-TEST_F(OpenLog, LogLineEqualsTheSameInsertions)
-{
-    logLine(4, "failed : ", -1);
-    log.log(4) << "failed : "
-               << "-1"
-               << "\n";
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR failed : -1", "ERROR failed : -1"));
-}
-
-TEST_F(ClosedLog, LogLineBeforeTheOpeningProducesNothing)
-{
-    const std::string output = standardOutputOf([] {
-        for (const int level : { 0, 1, 2, 3, 4 }) logLine(level, "too early");
-    });
-
-    EXPECT_EQ(output, "");
-    log.open();
-    EXPECT_EQ(logFileBytes(), "");
-}
-
 TEST_F(OpenLog, InfoLogLineLeavesNoTraceWhenNothingIsPending)
 {
     int keys = 0;
@@ -61,7 +40,11 @@ TEST_F(OpenLog, InfoLogLineLeavesNoTraceWhenNothingIsPending)
         return "a";
     });
 
-    for (const int level : { 2, 1, 5, -1 }) logLine(level, "unseen ", 1);
+    for (const int level : { 2, 1, 5, -1 }) {
+        EXPECT_TRUE(log.leavesNoTrace(level)) << level;
+        logLine(level, "unseen ", 1);
+    }
+    for (const int level : { 0, 3, 4 }) EXPECT_FALSE(log.leavesNoTrace(level)) << level;
 
     EXPECT_EQ(logFileBytes(), "");
     EXPECT_EQ(keys, 0);  // not even put together
@@ -71,11 +54,9 @@ TEST_F(OpenLog, InfoLogLineLeavesNoTraceWhenNothingIsPending)
 
 TEST_F(OpenLog, InfoLogLineAfterFinishedMessagesLeavesNoTrace)
 {
-    as("a").log(4) << "finished"
-                   << "\n";
+    as("a").log(4) << "finished" << lineFeed;
     as("b").log(0) << "flushed";
-    as("a").log(3) << "finished"
-                   << "\n";
+    as("a").log(3) << "finished" << lineFeed;
     ASSERT_TRUE(log.leavesNoTrace(2));
 
     logLine(2, "unseen");
@@ -83,42 +64,36 @@ TEST_F(OpenLog, InfoLogLineAfterFinishedMessagesLeavesNoTrace)
     EXPECT_THAT(loggedMessages(), ElementsAre("ERROR finished", "DEBUG flushed", "WARNING finished"));
 }
 
-TEST_F(OpenLog, OnlyLevelsThatAreNeverWrittenLeaveNoTrace)
-{
-    for (const int level : { 0, 3, 4 }) EXPECT_FALSE(log.leavesNoTrace(level)) << level;
-    for (const int level : { 2, 1, 5, -1 }) EXPECT_TRUE(log.leavesNoTrace(level)) << level;
-}
-
 TEST_F(OpenLog, NoLevelLeavesNoTraceWhileAThreadHasTextOrALevel)
 {
     as("b") << "text";
     EXPECT_FALSE(log.leavesNoTrace(2));
 
-    as("b") << "\n";
+    as("b") << lineFeed;
     EXPECT_TRUE(log.leavesNoTrace(2));
 
     as("b").log(0);
     EXPECT_FALSE(log.leavesNoTrace(2));
 }
 
-TEST_F(OpenLog, InfoLogLineFlushesOtherThreadsTexts)
+TEST_F(OpenLog, InfoLogLineFlushesAnotherThreadsTextAndTakesItsLevel)
 {
-    as("b") << "text of b";
+    as("b").log(4) << "text of b";
 
     as("a");
     logLine(2, "unseen");
+    as("b") << "level forgotten" << lineFeed;
 
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG text of b"));
+    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR text of b", "DEBUG level forgotten"));
 }
 
-TEST_F(OpenLog, InfoLogLineTakesTheLevelOfAnotherThread)
+TEST_F(OpenLog, InfoLogLineTakesALevelWithoutText)
 {
     as("b").log(4);
 
     as("a");
     logLine(2, "unseen");
-    as("b") << "level forgotten"
-            << "\n";
+    as("b") << "level forgotten" << lineFeed;
 
     EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG level forgotten"));
 }
@@ -128,43 +103,26 @@ TEST_F(OpenLog, InfoLogLineEndsTheCallersOwnUnfinishedMessage)
     log.log(4) << "half an error";
 
     logLine(2, "unseen");
-    log << "rest"
-        << "\n";
+    log << "rest" << lineFeed;
 
     EXPECT_THAT(loggedMessages(), ElementsAre("ERROR half an error", "DEBUG rest"));
 }
 
-TEST_F(OpenLog, PieceThatEndsAnInfoMessageMakesTheRestADebugLine)
+// What follows a piece with a line feed at its end is a message of its own, at level 0.
+TEST_F(OpenLog, PieceThatEndsAMessageMakesTheRestADebugLine)
 {
     const std::string name = "notepad.exe\n";
 
     logLine(2, "started ", name, " id ", 12);
+    logLine(2, "started ", name);
+    logLine(2, "unseen", std::string("\n"), "behind a line feed");
+    logLine(2, "started ", name.c_str(), "behind characters");
+    logLine(2, "literal\n", "behind a literal");
+    logLine(4, "no ", std::string("file\n"), "there");
 
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG  id 12"));
-}
-
-TEST_F(OpenLog, LastPieceThatEndsAnInfoMessageLeavesAnEmptyDebugLine)
-{
-    logLine(2, "started ", std::string("notepad.exe\n"));
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG "));
-}
-
-TEST_F(OpenLog, LineFeedAloneAsATextPieceEndsAnInfoMessageToo)
-{
-    logLine(2, "unseen", std::string("\n"), "seen");
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG seen"));
-}
-
-TEST_F(OpenLog, CharactersAndLiteralsEndAnInfoMessageLikeStrings)
-{
-    const char* const name = "notepad.exe\n";
-
-    logLine(2, "started ", name, "hidden");
-    logLine(2, "literal\n", "shown");
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG hidden", "DEBUG shown"));
+    EXPECT_THAT(loggedMessages(),
+                ElementsAre("DEBUG  id 12", "DEBUG ", "DEBUG behind a line feed", "DEBUG behind characters",
+                            "DEBUG behind a literal", "ERROR no file\n", "DEBUG there"));
 }
 
 TEST_F(OpenLog, TextPieceWithALineFeedElsewhereKeepsAnInfoMessageUnseen)
@@ -173,13 +131,6 @@ TEST_F(OpenLog, TextPieceWithALineFeedElsewhereKeepsAnInfoMessageUnseen)
 
     EXPECT_THAT(loggedMessages(), IsEmpty());
     EXPECT_TRUE(log.leavesNoTrace(2));
-}
-
-TEST_F(OpenLog, PieceThatEndsAnErrorMessageMakesTheRestADebugLine)
-{
-    logLine(4, "no ", std::string("file\n"), "there");
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR no file\n", "DEBUG there"));
 }
 
 }  // namespace

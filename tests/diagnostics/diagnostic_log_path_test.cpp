@@ -2,11 +2,11 @@
 #include "tests/diagnostics/log_bench.h"
 #include "tests/support/diagnostic_log_inspector.h"
 #include "tests/support/import_swap.h"
+#include "tests/support/rows.h"
 
 #include <objbase.h>
 
 #include <cstring>
-#include <fstream>
 #include <string_view>
 
 namespace kelvane::tests {
@@ -14,7 +14,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 // What the faked calls answer, and what they were asked, in order.
 struct Windows {
@@ -47,12 +46,9 @@ void WINAPI fakeFree(LPVOID memory)
     windows.realFree(memory);
 }
 
-// Finds the path with the calls recorded.
+// Finds the path with the calls recorded, once.
 std::string recordedPath()
 {
-    windows.asked.clear();
-    windows.made.clear();
-    windows.freed.clear();
     const ImportSwap attributes(__imp_GetFileAttributesA, &fakeAttributes);
     const ImportSwap creation(__imp_CreateDirectoryW, &fakeCreateDirectory);
     const ImportSwap freeing(__imp_CoTaskMemFree, &fakeFree);
@@ -71,51 +67,55 @@ protected:
     const std::filesystem::path folder = L"Q:\\Users\\Ann\\AppData\\Roaming";
 };
 
-TEST_F(LogPath, AsksForTheRoamingFolderOfTheProcessAndHasItCreated)
+TEST_F(LogPath, AsksForTheRoamingFolderOfTheProcessHasItCreatedAndFreesItsText)
 {
     constexpr GUID roamingAppData{ 0x3EB685DB, 0x65F9, 0x4CF6, { 0xA0, 0x3A, 0xE3, 0xEF, 0x65, 0x72, 0x9F, 0x3D } };
 
-    recordedPath();
+    const std::string output = standardOutputOf([] {
+        recordedPath();
+        std::fflush(stdout);
+    });
 
     EXPECT_EQ(std::memcmp(&knownFolderLookups.folder, &roamingAppData, sizeof roamingAppData), 0);
     EXPECT_EQ(knownFolderLookups.flags, 0x8000U);
     EXPECT_EQ(knownFolderLookups.token, nullptr);
-}
-
-TEST_F(LogPath, FreesTheFolderTextOnce)
-{
-    recordedPath();
-
     EXPECT_THAT(windows.freed, ElementsAre(knownFolderLookups.handedOut));
+    EXPECT_EQ(output, "");
 }
 
 TEST_F(LogPath, MakesNothingInAnExistingApplicationFolder)
 {
     windows.attributes = 16;
 
-    const std::string path = recordedPath();
+    EXPECT_EQ(recordedPath(), "Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\logs\\KelvanneApp.log");
 
-    EXPECT_EQ(path, "Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\logs\\KelvanneApp.log");
     EXPECT_THAT(windows.asked, ElementsAre("Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\"));
     EXPECT_THAT(windows.made, IsEmpty());
 }
 
-TEST_F(LogPath, MakesBothFoldersUnlessTheAttributesAreExactlyADirectorys)
+struct AttributesRow {
+    DWORD attributes;
+    BOOL created = TRUE;
+};
+
+using OtherAttributes = WithRow<LogPath, AttributesRow>;
+
+TEST_ROWS(OtherAttributes,
+          // hidden, read-only and linked directories
+          ROW(.attributes = 0x12), ROW(.attributes = 0x11), ROW(.attributes = 0x410),
+          // a directory and a file at once, a file, nothing there, no attribute
+          ROW(.attributes = 0x30), ROW(.attributes = 0x20), ROW(.attributes = 0xFFFFFFFF), ROW(.attributes = 0),
+          ROW(.attributes = 0x12, .created = FALSE), ROW(.attributes = 0xFFFFFFFF, .created = FALSE));
+
+TEST_P(OtherAttributes, ThanExactlyADirectorysMakeBothFolders)
 {
-    // Hidden, read-only and linked directories; a file; nothing at all; no attribute.
-    for (const DWORD attributes : { 0x12U, 0x11U, 0x410U, 0x30U, 0x20U, 0xFFFFFFFFU, 0U }) {
-        for (const BOOL created : { TRUE, FALSE }) {
-            SCOPED_TRACE(testing::Message() << "attributes " << attributes << ", created " << created);
-            windows.attributes = attributes;
-            windows.created = created;
+    windows.attributes = row().attributes;
+    windows.created = row().created;
 
-            const std::string path = recordedPath();
+    EXPECT_EQ(recordedPath(), "Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\logs\\KelvanneApp.log");
 
-            EXPECT_EQ(path, "Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\logs\\KelvanneApp.log");
-            EXPECT_THAT(windows.made, ElementsAre(L"Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\",
-                                                  L"Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\logs\\"));
-        }
-    }
+    EXPECT_THAT(windows.made, ElementsAre(L"Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\",
+                                          L"Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\logs\\"));
 }
 
 class FailedFolderLookup : public testing::Test {
@@ -125,23 +125,18 @@ protected:
     ~FailedFolderLookup() override { knownFolderLookups.answer = S_OK; }
 };
 
-TEST_F(FailedFolderLookup, IsToldOnStandardOutputWithoutALineEnd)
+TEST_F(FailedFolderLookup, IsToldOnStandardOutputWithoutALineEndAndLeavesAPathFromTheRootOfTheCurrentDrive)
 {
-    const std::string output = standardOutputOf([] {
-        recordedPath();
+    std::string path;
+
+    const std::string output = standardOutputOf([&path] {
+        path = recordedPath();
         std::fflush(stdout);
     });
 
     EXPECT_EQ(output, "SHGetKnownFolderPath failed with error");
+    EXPECT_EQ(path, "\\KelvanneApp\\logs\\KelvanneApp.log");
     EXPECT_THAT(windows.freed, testing::Each(nullptr));
-}
-
-TEST_F(FailedFolderLookup, LeavesAPathFromTheRootOfTheCurrentDrive)
-{
-    windows.attributes = 16;
-
-    EXPECT_EQ(recordedPath(), "\\KelvanneApp\\logs\\KelvanneApp.log");
-
     EXPECT_THAT(windows.asked, ElementsAre("\\KelvanneApp\\"));
     EXPECT_THAT(windows.made, IsEmpty());
 }
@@ -153,16 +148,6 @@ TEST_F(FailedFolderLookup, StillMakesBothFoldersBelowTheRoot)
     EXPECT_EQ(recordedPath(), "\\KelvanneApp\\logs\\KelvanneApp.log");
 
     EXPECT_THAT(windows.made, ElementsAre(L"\\KelvanneApp\\", L"\\KelvanneApp\\logs\\"));
-}
-
-TEST_F(LogPath, SuccessfulLookupSaysNothingOnStandardOutput)
-{
-    const std::string output = standardOutputOf([] {
-        recordedPath();
-        std::fflush(stdout);
-    });
-
-    EXPECT_EQ(output, "");
 }
 
 }  // namespace

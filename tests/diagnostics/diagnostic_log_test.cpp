@@ -4,55 +4,51 @@
 #include "tests/diagnostics/log_bench.h"
 #include "tests/support/diagnostic_log_inspector.h"
 #include "tests/support/import_swap.h"
+#include "tests/support/rows.h"
 
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <climits>
 #include <cstdlib>
-#include <set>
 #include <thread>
 
 namespace kelvane::tests {
 namespace {
 
-using testing::EndsWith;
+using testing::Each;
 using testing::HasSubstr;
 
-TEST(LevelWord, KnownLevelsHaveTheirWordsAndAllOthersAreNone)
-{
-    const std::pair<int, std::string> words[] = {
-        { 0, "DEBUG" }, { 2, "INFO" }, { 3, "WARNING" }, { 4, "ERROR" },      { 1, "NONE" },
-        { -1, "NONE" }, { 5, "NONE" }, { 6, "NONE" },    { INT_MIN, "NONE" }, { INT_MAX, "NONE" },
-    };
-    for (const auto& [level, word] : words) EXPECT_EQ(levelWord(level), word) << level;
-}
+struct WordRow {
+    int level;
+    const char* word = "NONE";
+};
 
-TEST(DiagnosticLog, IsMadeAndItsFileEmptiedBeforeAnybodyAsksForIt)
+using LevelWord = WithRow<testing::Test, WordRow>;
+
+TEST_ROWS(LevelWord, ROW(.level = 0, .word = "DEBUG"), ROW(.level = 2, .word = "INFO"),
+          ROW(.level = 3, .word = "WARNING"), ROW(.level = 4, .word = "ERROR"), ROW(.level = 1), ROW(.level = -1),
+          ROW(.level = 5), ROW(.level = 6), ROW(.level = INT_MIN), ROW(.level = INT_MAX));
+
+TEST_P(LevelWord, IsThatOfAKnownLevelOrNone) { EXPECT_EQ(levelWord(row().level), row().word); }
+
+TEST(DiagnosticLog, IsMadeAndItsFileBelowTheRoamingFolderEmptiedBeforeAnybodyAsksForIt)
 {
     EXPECT_EQ(knownFolderLookups.count, 1);
     EXPECT_EQ(logFileBytes(), "");
-}
-
-TEST(DiagnosticLog, LiesBelowTheRoamingFolder)
-{
-    const std::string path = DiagnosticLog::instance().path();
-
-    EXPECT_THAT(path, EndsWith("\\KelvanneApp\\logs\\KelvanneApp.log"));
-    EXPECT_EQ(path, roamingFolder().string() + "\\KelvanneApp\\logs\\KelvanneApp.log");
+    EXPECT_EQ(DiagnosticLog::instance().path(), roamingFolder().string() + "\\KelvanneApp\\logs\\KelvanneApp.log");
 }
 
 TEST(DiagnosticLog, IsOneObjectForAllThreads)
 {
-    constexpr int threadCount = 8;
-    std::array<DiagnosticLog*, threadCount> seen{};
+    std::array<DiagnosticLog*, 8> seen{};
 
     {
         std::vector<std::jthread> threads;
         for (DiagnosticLog*& log : seen) threads.emplace_back([&log] { log = &DiagnosticLog::instance(); });
     }
 
-    EXPECT_EQ(std::set<DiagnosticLog*>(seen.begin(), seen.end()), std::set{ &DiagnosticLog::instance() });
+    EXPECT_THAT(seen, Each(&DiagnosticLog::instance()));
     EXPECT_EQ(knownFolderLookups.count, 1);
 }
 
@@ -83,9 +79,7 @@ TEST(DiagnosticLogDeathTest, StillWritesAfterTheLastExitHandler)
         DiagnosticLog::instance().configure(0, "info");
         DiagnosticLog::instance().open();
         atProcessEnd = [] {
-            DiagnosticLog::instance().log(4) << "last "
-                                             << "words"
-                                             << "\n";
+            DiagnosticLog::instance().log(4) << "last words" << lineFeed;
             std::fputs(logFileBytes().c_str(), stderr);
         };
         std::exit(0);

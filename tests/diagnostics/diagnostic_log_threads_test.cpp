@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <iterator>
 #include <map>
 #include <sstream>
 #include <thread>
@@ -44,22 +43,42 @@ void logThreePieces(int level, int thread, int message)
     log.log(level) << piece(thread, message, 0) << piece(thread, message, 1) << piece(thread, message, 2) << "\n";
 }
 
-// Word and pieces of a message.
-std::vector<std::string> wordsOf(const std::string& message)
-{
-    std::istringstream in(message);
-    return { std::istream_iterator<std::string>(in), {} };
-}
-
-// The messages of each thread, by the number before the first full stop.
-std::map<int, std::vector<std::string>> messagesByThread()
+// What each thread has written: its pieces, in their order. Each message holds those of one thread alone.
+std::map<int, std::vector<std::string>> piecesByThread()
 {
     std::map<int, std::vector<std::string>> byThread;
     for (const std::string& message : loggedMessages()) {
-        const std::string first = message.substr(message.find(' ') + 1);
-        if (!first.empty()) byThread[std::stoi(first)].push_back(message);
+        std::istringstream words(message);
+        std::string word;
+        words >> word;
+        const bool isError = word == "ERROR";
+        for (int thread = -1; words >> word;) {
+            if (thread == -1) thread = std::stoi(word);
+            EXPECT_EQ(std::stoi(word), thread) << message;
+            EXPECT_FALSE(isError && thread % 2 == 0) << message;
+            byThread[thread].push_back(word + " ");
+        }
     }
     return byThread;
+}
+
+void expectPiecesOf(const std::vector<int>& threads, int inEachMessage)
+{
+    auto written = piecesByThread();
+    for (const int thread : threads) {
+        std::vector<std::string> said;
+        for (int message = 0; message < messageCount; ++message) {
+            for (int number = 0; number < inEachMessage; ++number) said.push_back(piece(thread, message, number));
+        }
+        EXPECT_EQ(written[thread], said);
+    }
+}
+
+void expectNothingUnfinished()
+{
+    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), 0U);
+    EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), 0U);
+    EXPECT_TRUE(DiagnosticLog::instance().leavesNoTrace(2));
 }
 
 TEST(ManyThreads, MessagesOfOneLevelAreAllWrittenWhole)
@@ -68,48 +87,24 @@ TEST(ManyThreads, MessagesOfOneLevelAreAllWrittenWhole)
         for (int message = 0; message < messageCount; ++message) logThreePieces(0, thread, message);
     });
 
-    const auto byThread = messagesByThread();
-    ASSERT_EQ(byThread.size(), 8U);
-    for (const auto& [thread, messages] : byThread) {
-        ASSERT_EQ(messages.size(), 150U);
-        for (int message = 0; message < messageCount; ++message) {
-            EXPECT_EQ(messages[static_cast<std::size_t>(message)],
-                      "DEBUG " + piece(thread, message, 0) + piece(thread, message, 1) + piece(thread, message, 2));
-        }
+    EXPECT_EQ(loggedMessages().size(), 1200U);
+    for (const std::string& message : loggedMessages()) {
+        EXPECT_TRUE(message.starts_with("DEBUG ") && std::ranges::count(message, '.') == 6) << message;
     }
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), 0U);
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), 0U);
-    EXPECT_TRUE(DiagnosticLog::instance().leavesNoTrace(2));
+    expectPiecesOf({ 0, 1, 2, 3, 4, 5, 6, 7 }, 3);
+    expectNothingUnfinished();
 }
 
 // Changes of level split messages of other threads, but lose, repeat, reorder and mix nothing.
 TEST(ManyThreads, ChangesOfLevelLoseNoPieceAndMixNoThreads)
 {
     onAllThreads(0, [](int thread) {
-        const int level = thread % 2 == 0 ? 0 : 4;
-        for (int message = 0; message < messageCount; ++message) logThreePieces(level, thread, message);
+        for (int message = 0; message < messageCount; ++message)
+            logThreePieces(thread % 2 == 0 ? 0 : 4, thread, message);
     });
 
-    const auto byThread = messagesByThread();
-    ASSERT_EQ(byThread.size(), 8U);
-    for (const auto& [thread, messages] : byThread) {
-        SCOPED_TRACE(thread);
-        std::vector<std::string> written;
-        for (const std::string& message : messages) {
-            const std::vector<std::string> words = wordsOf(message);
-            ASSERT_TRUE(words[0] == "DEBUG" || (words[0] == "ERROR" && thread % 2 == 1)) << message;
-            written.insert(written.end(), words.begin() + 1, words.end());
-        }
-        std::vector<std::string> said;
-        for (int message = 0; message < messageCount; ++message) {
-            for (const int number : { 0, 1, 2 }) {
-                said.push_back(std::to_string(thread) + "." + std::to_string(message) + "." + std::to_string(number));
-            }
-        }
-        EXPECT_EQ(written, said);
-    }
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), 0U);
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), 0U);
+    expectPiecesOf({ 0, 1, 2, 3, 4, 5, 6, 7 }, 3);
+    expectNothingUnfinished();
 }
 
 TEST(ManyThreads, LevelTwoMessagesAmongOthersNeitherTearLinesNorLeaveAnythingBehind)
@@ -120,21 +115,8 @@ TEST(ManyThreads, LevelTwoMessagesAmongOthersNeitherTearLinesNorLeaveAnythingBeh
         }
     });
 
-    std::size_t errorPieces = 0;
-    for (const auto& [thread, messages] : messagesByThread()) {
-        for (const std::string& message : messages) {
-            const std::vector<std::string> words = wordsOf(message);
-            const std::string owner = std::to_string(thread) + ".";
-            EXPECT_TRUE(std::all_of(words.begin() + 1, words.end(), [&](const auto& w) {
-                return w.starts_with(owner);
-            })) << message;
-            if (thread % 2 == 1) errorPieces += words.size() - 1;
-        }
-    }
-    EXPECT_EQ(errorPieces, 1200U);  // 4 threads, 150 messages, 2 pieces
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), 0U);
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), 0U);
-    EXPECT_TRUE(DiagnosticLog::instance().leavesNoTrace(2));
+    expectPiecesOf({ 1, 3, 5, 7 }, 2);
+    expectNothingUnfinished();
 }
 
 TEST(ManyThreads, EchoAndFileHoldTheSameLinesInTheSameOrder)
@@ -157,12 +139,8 @@ TEST(ManyThreads, ThreadsHaveTextsAndLevelsOfTheirOwn)
     log.open();
 
     log.log(4) << "main ";
-    std::thread([&log] {
-        log << "other"
-            << "\n";
-    }).join();
-    log << "thread"
-        << "\n";
+    std::thread([&log] { log << "other" << lineFeed; }).join();
+    log << "thread" << lineFeed;
 
     EXPECT_THAT(loggedMessages(), testing::ElementsAre("DEBUG other", "ERROR main thread"));
 }

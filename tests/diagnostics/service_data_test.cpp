@@ -2,6 +2,7 @@
 
 #include "tests/diagnostics/fixed_clock.h"
 #include "tests/support/data_file.h"
+#include "tests/support/rows.h"
 
 #include <gmock/gmock.h>
 
@@ -44,31 +45,16 @@ protected:
     DataFile file;
 };
 
-TEST_F(ServiceData, LineIsTheTimeACommaAndTheMessageWithALineEndOfTheSystem)
-{
-    writeServiceData("Capability key is present");
-
-    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,Capability key is present" + lineEnd);
-}
-
-TEST_F(ServiceData, MissingFileIsCreatedAndAnExistingOneAppendedTo)
+TEST_F(ServiceData, MissingFileIsCreatedAndAnExistingOneGetsALineAtItsEnd)
 {
     EXPECT_FALSE(file.exists());
-    writeServiceData("first");
+    writeServiceData("Capability key is present");
     stopClockAt(morning + 1, 20 * ms);
 
-    writeServiceData("second");
+    writeServiceData("");
 
-    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,first" + lineEnd + "2026/11/16 05:36:05:020,second" + lineEnd);
-}
-
-TEST_F(ServiceData, ForeignContentStays)
-{
-    std::ofstream(g_serviceDataFileName, std::ios::binary) << "kept";
-
-    writeServiceData("x");
-
-    EXPECT_EQ(file.bytes(), "kept2026/11/16 05:36:04:007,x" + lineEnd);
+    EXPECT_EQ(file.bytes(),
+              "2026/11/16 05:36:04:007,Capability key is present" + lineEnd + "2026/11/16 05:36:05:020," + lineEnd);
 }
 
 TEST_F(ServiceData, FileIsClosedAfterEachLine)
@@ -101,26 +87,23 @@ TEST_F(ServiceData, FileThatCannotBeOpenedIsSilentlyDoneWithout)
     EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,kept" + lineEnd);
 }
 
-TEST_F(ServiceData, EmptyMessageIsALine)
+struct MillisecondsRow {
+    long nanoseconds;
+    const char* text;
+};
+
+using Milliseconds = WithRow<ServiceData, MillisecondsRow>;
+
+TEST_ROWS(Milliseconds, ROW(.nanoseconds = 0, .text = "000"), ROW(.nanoseconds = 999999, .text = "000"),
+          ROW(.nanoseconds = 7000000, .text = "007"), ROW(.nanoseconds = 42000000, .text = "042"),
+          ROW(.nanoseconds = 999000000, .text = "999"), ROW(.nanoseconds = 999999999, .text = "999"));
+
+TEST_P(Milliseconds, HaveThreeDigitsAndAreCutNotRounded)
 {
-    writeServiceData("");
+    stopClockAt(morning, row().nanoseconds);
 
-    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007," + lineEnd);
-}
-
-TEST_F(ServiceData, MillisecondsHaveThreeDigitsAndAreCutNotRounded)
-{
-    struct Row {
-        long nanoseconds;
-        const char* text;
-    };
-
-    for (const Row& row : { Row{ 0, "000" }, Row{ 999999, "000" }, Row{ 7 * ms, "007" }, Row{ 42 * ms, "042" },
-                            Row{ 999 * ms, "999" }, Row{ 999 * ms + 999999, "999" } }) {
-        stopClockAt(morning, row.nanoseconds);
-
-        EXPECT_EQ(formatTimestamp(""), row.text);
-    }
+    EXPECT_EQ(formatTimestamp(""), row().text);
+    EXPECT_EQ(clockReadings(), 1);
 }
 
 TEST_F(ServiceData, FormatIsTheCallers) { EXPECT_EQ(formatTimestamp("%H.%M "), "05.36 007"); }
@@ -130,13 +113,6 @@ TEST_F(ServiceData, TimeIsTheLocalOne)
     setZone("ABC-5");  // five hours east
 
     EXPECT_EQ(formatTimestamp("%Y/%m/%d %H:%M:%S:"), "2026/11/16 10:36:04:007");
-}
-
-TEST_F(ServiceData, ClockIsReadOnce)
-{
-    formatTimestamp("%S");
-
-    EXPECT_EQ(clockReadings(), 1);
 }
 
 TEST(ServiceDataFile, HasItsBareName) { EXPECT_STREQ(g_serviceDataFileName, "KVServicedata.txt"); }
