@@ -54,15 +54,21 @@ TEST_F(CoreLoad, WithoutANameReportsWhyTheClientsModuleIsNotToBeHad)
     EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_NOT_FOUND (): words for 126\n");
 }
 
-struct ErrorRow {
-    DWORD error;
+struct FailureRow {
+    std::optional<DWORD> error = std::nullopt;  // of the system's attempt
+    DWORD attributes = 0x20;
+    bool deletesFiles = true;
+    bool memory = true;
     int status;
     const char* line;
+    std::size_t attempts = 1;
 };
 
-using SystemError = WithRow<CoreLoad, ErrorRow>;
+using FailedLoad = WithRow<CoreLoad, FailureRow>;
 
-TEST_ROWS(SystemError, ROW(.error = 2, .status = 3000, .line = "TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 2"),
+TEST_ROWS(FailedLoad,
+          // the system's error decides
+          ROW(.error = 2, .status = 3000, .line = "TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 2"),
           ROW(.error = 126, .status = 3000, .line = "TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 126"),
           ROW(.error = 8, .status = 1800, .line = "TOVA_E_NO_MEMORY (C:\\orq\\core.dll): words for 8"),
           ROW(.error = 127, .status = 1000, .line = "TOVA_E_NOT_IMPLEMENTED (C:\\orq\\core.dll): words for 127"),
@@ -72,15 +78,26 @@ TEST_ROWS(SystemError, ROW(.error = 2, .status = 3000, .line = "TOVA_E_NOT_FOUND
           ROW(.error = 5, .status = 1801, .line = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 5"),
           ROW(.error = 1114, .status = 1801, .line = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 1114"),
           ROW(.error = 0xFFFFFFFF, .status = 1801,
-              .line = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 4294967295"));
+              .line = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 4294967295"),
+          // a link in the library's place is removed, or never loaded
+          ROW(.attributes = 0x420, .status = 3000, .line = "TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 126"),
+          ROW(.attributes = 0x410, .deletesFiles = false, .status = 2300,
+              .line = "TOVA_E_PARAMETER_IS_NULL (C:\\orq\\core.dll): N/A", .attempts = 0),
+          // no memory for the module's record
+          ROW(.memory = false, .status = 2300, .line = "TOVA_E_PARAMETER_IS_NULL (C:\\orq\\core.dll): N/A",
+              .attempts = 0));
 
-TEST_P(SystemError, DecidesTheStatusAndTheLine)
+TEST_P(FailedLoad, IsToldAndLeavesNothingBehind)
 {
     system.loadError = row().error;
+    system.files[corePath] = row().attributes;
+    system.deletesFiles = row().deletesFiles;
+    system.failingAllocation = row().memory ? 0 : 1;
 
     EXPECT_EQ(load(), row().status);
 
     EXPECT_EQ(failureLine(), row().line);
+    EXPECT_EQ(system.callsOf("LoadLibraryExA").size(), row().attempts);
     EXPECT_EQ(system.heldBlocks(), 0U);
     EXPECT_EQ(system.heldTexts(), 0U);
     EXPECT_THAT(system.callsOf("FreeLibrary"), IsEmpty());
@@ -96,56 +113,17 @@ TEST_F(CoreLoad, AFailureWithoutASystemErrorIsNoFailureButLeavesNothingToCall)
     EXPECT_TRUE(isEmpty(coreInterface()));
 }
 
-TEST_F(CoreLoad, AnErrorFromBeforeTheAttemptIsNotTakenForIts)
+TEST_F(CoreLoad, TheLastErrorOfTheAttemptIsKeptAndNotOneFromBefore)
 {
     system.loadFailsSilently = true;
     SetLastError(193);
-
     EXPECT_EQ(load(), 0);
-
     EXPECT_EQ(state.module->lastError, 0U);
-}
 
-TEST_F(CoreLoad, TheLastErrorIsKeptAlsoOfASuccessfulLoad)
-{
+    system.loadFailsSilently = false;
     system.errorAfterLoad = 1400;
-
     EXPECT_EQ(load(), 0);
-
     EXPECT_EQ(state.module->lastError, 1400U);
-}
-
-TEST_F(CoreLoad, ALinkInTheLibrarysPlaceIsRemovedAndTheLibraryIsMissing)
-{
-    system.files[corePath] = 0x420;
-
-    EXPECT_EQ(load(), 3000);
-
-    EXPECT_EQ(failureLine(), "TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 126");
-    EXPECT_EQ(system.calls[1], "DeleteFileA C:\\orq\\core.dll");
-    EXPECT_THAT(system.files, IsEmpty());
-}
-
-TEST_F(CoreLoad, ALinkThatCannotBeRemovedIsNeverLoaded)
-{
-    system.files[corePath] = 0x410;
-    system.deletesFiles = false;
-
-    EXPECT_EQ(load(), 2300);
-
-    EXPECT_EQ(failureLine(), "TOVA_E_PARAMETER_IS_NULL (C:\\orq\\core.dll): N/A");
-    EXPECT_THAT(system.calls,
-                ElementsAre("GetFileAttributesA C:\\orq\\core.dll", "RemoveDirectoryA C:\\orq\\core.dll"));
-}
-
-TEST_F(CoreLoad, WithoutMemoryForTheModulesRecordNothingIsLoaded)
-{
-    system.failingAllocation = 1;
-
-    EXPECT_EQ(load(), 2300);
-
-    EXPECT_EQ(failureLine(), "TOVA_E_PARAMETER_IS_NULL (C:\\orq\\core.dll): N/A");
-    EXPECT_THAT(system.callsOf("LoadLibraryExA"), IsEmpty());
 }
 
 TEST_F(CoreLoad, TheLineShowsThePathCutOffAsItWasFormed)

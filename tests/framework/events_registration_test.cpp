@@ -6,14 +6,11 @@
 #include "tests/support/rows.h"
 #include "tests/support/standard_error.h"
 
-#include <gmock/gmock.h>
-
 namespace kelvane::tests {
 namespace {
 
 using testing::AllOf;
 using testing::Each;
-using testing::ElementsAre;
 using testing::SizeIs;
 
 using Calls = std::vector<std::string>;
@@ -35,32 +32,25 @@ const Calls unregistrations = {
     "UnregisterEvent 7 106 - 0",
 };
 
-class RegisterEvents : public testing::Test {
+class RegisterEvents : public LoadedCore {
 protected:
     RegisterEvents() { g_orqStatus = 77; }
 
-    LoadedCore machine;
     StandardError errors;
 };
 
-TEST_F(RegisterEvents, RegistersSixEventsInOrderAndLogsTheLastThree)
+TEST_F(RegisterEvents, RegistersSixEventsInOrderWithAClearStatusAndLogsTheLastThree)
 {
+    std::vector<int> statuses;
+    core.onRegister = [&](std::uint32_t) { statuses.push_back(g_orqStatus); };
+
     EXPECT_EQ(registerEvents(7), 0);
 
-    EXPECT_EQ(machine.calls, registrations);
-    EXPECT_THAT(machine.core.callbacks, AllOf(SizeIs(6), Each(&onFrameworkEvent)));
+    EXPECT_EQ(calls, registrations);
+    EXPECT_THAT(core.callbacks, AllOf(SizeIs(6), Each(&onFrameworkEvent)));
+    EXPECT_THAT(statuses, AllOf(SizeIs(6), Each(0)));
     EXPECT_EQ(g_orqStatus, 0);
     EXPECT_EQ(errors.text(), "");
-}
-
-TEST_F(RegisterEvents, ClearsTheStatusBeforeTheFirstRegistration)
-{
-    std::vector<int> seen;
-    machine.core.onRegister = [&](std::uint32_t) { seen.push_back(g_orqStatus); };
-
-    registerEvents(7);
-
-    EXPECT_THAT(seen, ElementsAre(0, 0, 0, 0, 0, 0));
 }
 
 struct FailureRow {
@@ -87,26 +77,26 @@ TEST_ROWS(FailedRegistration,
 
 TEST_P(FailedRegistration, IsTheLastAndAllSixAreUnregistered)
 {
-    machine.core.registerStatus[row().type] = row().status;
-    machine.core.unregisterStatus = 3501;  // nobody looks at it
+    core.registerStatus[row().type] = row().status;
+    core.unregisterStatus = 3501;  // nobody looks at it
 
     EXPECT_EQ(registerEvents(7), row().status);
 
     Calls expected = registrations;
     expected.resize(row().callsBefore);
     expected.insert(expected.end(), unregistrations.begin(), unregistrations.end());
-    EXPECT_EQ(machine.calls, expected);
-    EXPECT_THAT(machine.core.callbacks, Each(&onFrameworkEvent));
+    EXPECT_EQ(calls, expected);
+    EXPECT_THAT(core.callbacks, Each(&onFrameworkEvent));
     EXPECT_EQ(errors.text(), row().line);
     EXPECT_EQ(g_orqStatus, row().status);
 }
 
 TEST_F(RegisterEvents, WritesTheLineAndStoresTheStatusBeforeItUnregisters)
 {
-    machine.core.registerStatus[44] = 3500;
+    core.registerStatus[44] = 3500;
     std::vector<bool> written;
     std::vector<int> statuses;
-    machine.core.onUnregister = [&] {
+    core.onUnregister = [&] {
         written.push_back(StandardError::written());
         statuses.push_back(g_orqStatus);
     };
@@ -131,29 +121,29 @@ TEST_F(RegisterEvents, AcceptsAnEventThatArrivesInsideItsOwnRegistration)
 {
     std::uint32_t position = 3;
     const OrqData payload = { 3, &position, 4, 4 };
-    machine.core.onRegister = [&](std::uint32_t type) {
-        if (type == 106) machine.core.callbacks.back()(0, 106, nullptr, &payload);
+    core.onRegister = [&](std::uint32_t type) {
+        if (type == 106) core.callbacks.back()(0, 106, nullptr, &payload);
     };
 
     EXPECT_EQ(registerEvents(7), 0);
 
     EXPECT_EQ(g_powerSlider, 3);
-    EXPECT_EQ(machine.calls[machine.calls.size() - 2], "log 2 Event powerSlider type =3");
-    EXPECT_EQ(machine.calls.back(), "log 2 Powerslider classification EVENT Register");
+    EXPECT_EQ(calls[calls.size() - 2], "log 2 Event powerSlider type =3");
+    EXPECT_EQ(calls.back(), "log 2 Powerslider classification EVENT Register");
 }
 
 TEST_F(RegisterEvents, UnregistersAllSixWhateverTheCoreAnswersAndLeavesTheStatusAlone)
 {
     for (const int status : { 0, 3500 }) {
-        machine.calls.clear();
-        machine.core.unregisterStatus = status;
+        calls.clear();
+        core.unregisterStatus = status;
 
         UnregisterEvents(7);
 
-        EXPECT_EQ(machine.calls, unregistrations);
+        EXPECT_EQ(calls, unregistrations);
         EXPECT_EQ(g_orqStatus, 77);
     }
-    EXPECT_THAT(machine.core.callbacks, AllOf(SizeIs(12), Each(&onFrameworkEvent)));
+    EXPECT_THAT(core.callbacks, AllOf(SizeIs(12), Each(&onFrameworkEvent)));
 }
 
 TEST_F(RegisterEvents, KeepsTheValuesThatTheEventsBrought)

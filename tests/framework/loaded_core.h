@@ -1,30 +1,28 @@
-// tests/framework/loaded_core.h: a fake core that Init has loaded, and the diagnostic log recorded beside its calls.
+// tests/framework/loaded_core.h: tests of a fake core that Init has loaded, and the diagnostic log recorded beside its
+// calls.
 #pragma once
 
 #include "framework/core_library.h"
 #include "simulator/replay/recorded_log.h"
 #include "tests/support/fake_system.h"
 
-#include <stdexcept>
+#include <gmock/gmock.h>
 
 namespace kelvane::tests {
 
-class LoadedCore {
-public:
+class LoadedCore : public testing::Test {
+protected:
     LoadedCore()
     {
         system.files["C:\\windows\\system32\\Tarvo\\ORQ\\orqcore.dll"] = 0x20;
-        if (Init() != 0) throw std::runtime_error("the fake core does not load");
+        EXPECT_EQ(Init(), 0);
         calls.clear();
         simulator::recordLog([this](int level, const std::string& text) {
             calls.push_back("log " + std::to_string(level) + " " + text);
         });
     }
 
-    ~LoadedCore() { simulator::recordLog(nullptr); }
-
-    LoadedCore(const LoadedCore&) = delete;
-    LoadedCore& operator=(const LoadedCore&) = delete;
+    ~LoadedCore() override { simulator::recordLog(nullptr); }
 
     FakeSystem system;
     FakeCore& core = system.core;

@@ -5,8 +5,6 @@
 #include "tests/framework/loaded_core.h"
 #include "tests/support/rows.h"
 
-#include <gmock/gmock.h>
-
 #include <climits>
 
 namespace kelvane::tests {
@@ -15,10 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::SizeIs;
 
-class Primitives : public testing::Test {
-protected:
-    LoadedCore machine;
-};
+class Primitives : public LoadedCore {};
 
 double getWorkload() { return getSocWorkload(42); }
 
@@ -66,30 +61,30 @@ TEST_P(EachPrimitive, SendsItsWholeCommandEachTimeAndLogsNoSuccess)
     EXPECT_EQ(row().run(), 0.0);
     EXPECT_EQ(row().run(), 0.0);
 
-    EXPECT_THAT(machine.calls, ElementsAre(row().call, row().call));
+    EXPECT_THAT(calls, ElementsAre(row().call, row().call));
 }
 
 TEST_P(EachPrimitive, TakesAnyStatusButZeroForAFailureWithoutPartialValueLogOrRetry)
 {
-    machine.core.reading = 777;
+    core.reading = 777;
 
     for (const int status : { 1003, 102, -5, 10000, INT_MIN }) {
-        machine.core.executeStatus = status;
-        machine.calls.clear();
+        core.executeStatus = status;
+        calls.clear();
 
         EXPECT_EQ(row().run(), -1.0) << status;
 
-        EXPECT_THAT(machine.calls, SizeIs(1)) << status;
+        EXPECT_THAT(calls, SizeIs(1)) << status;
     }
 }
 
 TEST_P(EachPrimitive, TracksTheFrameworksStatusOrLeavesItAlone)
 {
     int during = 0;
-    machine.core.onExecute = [&] { during = g_orqStatus; };
+    core.onExecute = [&] { during = g_orqStatus; };
 
     for (const int status : { 0, 1003, -5 }) {
-        machine.core.executeStatus = status;
+        core.executeStatus = status;
         g_orqStatus = 77;
 
         row().run();
@@ -113,8 +108,8 @@ TEST_F(Primitives, PassAnyHandleOnWithoutLookingAtIt)
 {
     setRaplPowerLimit1(noSession, 17000);
 
-    EXPECT_THAT(machine.calls, ElementsAre("SessionExecute 18446744073709551615 | type 8, 46 of 46: execute-primitive "
-                                           "TCPU SET_RAPL_POWER_LIMIT_1\\0 | type 26, 4 of 4: 68 42 00 00 | -"));
+    EXPECT_THAT(calls, ElementsAre("SessionExecute 18446744073709551615 | type 8, 46 of 46: execute-primitive "
+                                   "TCPU SET_RAPL_POWER_LIMIT_1\\0 | type 26, 4 of 4: 68 42 00 00 | -"));
 }
 
 // The word that the core writes; all ones cannot be told from failure except as power.
@@ -133,7 +128,7 @@ TEST_ROWS(Reading, ROW(.reading = 0x12345678, .word = 305419896, .power = 305419
 
 TEST_P(Reading, IsSignedExceptAsPower)
 {
-    machine.core.reading = row().reading;
+    core.reading = row().reading;
 
     EXPECT_EQ(getSocWorkload(42), row().word);
     EXPECT_EQ(getIaClipReasons(42), row().word);

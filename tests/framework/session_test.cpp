@@ -6,8 +6,6 @@
 #include "framework/primitives.h"
 #include "tests/framework/loaded_core.h"
 
-#include <gmock/gmock.h>
-
 #include <algorithm>
 #include <cstring>
 
@@ -38,8 +36,8 @@ void expectEmptySlots()
 
 TEST(ApplicationRecord, NamesTheClientAndTheServerAndIsZeroElsewhere)
 {
-    std::vector<unsigned char> bytes(2200);
     static_assert(sizeof(ApplicationRecord) == 2200);
+    std::vector<unsigned char> bytes(2200);
     std::memcpy(bytes.data(), applicationRecord(), bytes.size());
 
     std::vector<unsigned char> expected(2200, 0);
@@ -65,81 +63,71 @@ TEST(ApplicationRecord, IsNotPassedWithoutAName)
     EXPECT_EQ(applicationRecord(), nullptr);
 }
 
-class Sessions : public testing::Test {
-protected:
-    LoadedCore machine;
-};
+class Sessions : public LoadedCore {};
 
 TEST_F(Sessions, CreateHandsTheRecordToTheCoreAndReturnsItsHandle)
 {
-    machine.core.session = session;
+    core.session = session;
 
     EXPECT_EQ(SessionCreate(applicationRecord()), 0x1122334455667788U);
 
-    EXPECT_THAT(machine.calls, ElementsAre("SessionCreate record"));
-    EXPECT_EQ(std::memcmp(machine.core.application.data(), &g_application, 2200), 0);
+    EXPECT_THAT(calls, ElementsAre("SessionCreate record"));
+    EXPECT_EQ(std::memcmp(core.application.data(), &g_application, 2200), 0);
 }
 
 TEST_F(Sessions, CreateHandsNullToTheCoreWhenTheApplicationHasNoNameAndReturnsARefusal)
 {
     g_application.name[0] = '\0';
-    machine.core.session = 0xFFFFFFFFFFFFFFFF;
+    core.session = 0xFFFFFFFFFFFFFFFF;
 
     EXPECT_EQ(SessionCreate(applicationRecord()), noSession);
 
-    EXPECT_THAT(machine.calls, ElementsAre("SessionCreate -"));
+    EXPECT_THAT(calls, ElementsAre("SessionCreate -"));
 }
 
 TEST_F(Sessions, ConnectDisconnectAndDestroyReachTheirSlotsWithTheSession)
 {
-    machine.core.connectStatus = 3703;
+    core.connectStatus = 3703;
 
     EXPECT_EQ(SessionConnect(session), 3703);
     SessionDisconnect(session);
     SessionDestroy(session);
 
-    EXPECT_THAT(machine.calls,
-                ElementsAre("SessionConnect 1234605616436508552", "SessionDisconnect 1234605616436508552",
-                            "SessionDestroy 1234605616436508552"));
+    EXPECT_THAT(calls, ElementsAre("SessionConnect 1234605616436508552", "SessionDisconnect 1234605616436508552",
+                                   "SessionDestroy 1234605616436508552"));
 }
 
-TEST_F(Sessions, ExecutePassesItsThreeDescriptorsOn)
+TEST_F(Sessions, ExecutePassesItsDescriptorsOnAlsoNullOnes)
 {
-    machine.core.executeStatus = 1500;
+    core.executeStatus = 1500;
     char text[] = "go";
+    char secondText[] = "on";
     unsigned char in[] = { 0x01, 0xFE };
     unsigned char out[] = { 0x00, 0x0A, 0xB0 };
     const OrqData command = { 8, text, 3, 3 };
+    const OrqData secondCommand = { 8, secondText, 3, 3 };
     const OrqData request = { 26, in, 2, 1 };
     OrqData response = { 3, out, 3, 0 };
 
     EXPECT_EQ(SessionExecute(session, &command, &request, &response), 1500);
+    EXPECT_EQ(SessionExecute(session, &secondCommand, nullptr, nullptr), 1500);
 
-    EXPECT_THAT(machine.calls, ElementsAre("SessionExecute 1234605616436508552 | type 8, 3 of 3: go\\0 | "
-                                           "type 26, 1 of 2: 01 FE | type 3, 0 of 3: 00 0A B0"));
-}
-
-TEST_F(Sessions, ExecutePassesNullDescriptorsOn)
-{
-    char text[] = "go";
-    const OrqData command = { 8, text, 3, 3 };
-
-    EXPECT_EQ(SessionExecute(session, &command, nullptr, nullptr), 0);
-
-    EXPECT_THAT(machine.calls, ElementsAre("SessionExecute 1234605616436508552 | type 8, 3 of 3: go\\0 | - | -"));
+    EXPECT_THAT(calls, ElementsAre("SessionExecute 1234605616436508552 | type 8, 3 of 3: go\\0 | "
+                                   "type 26, 1 of 2: 01 FE | type 3, 0 of 3: 00 0A B0",
+                                   "SessionExecute 1234605616436508552 | type 8, 3 of 3: on\\0 | - | -"));
 }
 
 TEST_F(Sessions, EventOperationsPassTheirArgumentsOn)
 {
-    machine.core.registerStatus[4000000000] = 3601;
-    machine.core.unregisterStatus = 3500;
+    core.registerStatus[4000000000] = 3601;
+    core.unregisterStatus = 3500;
 
     EXPECT_EQ(RegisterEvent(session, 4000000000, "TCPU", someCallback, 18446744073709551614U), 3601);
     EXPECT_EQ(UnregisterEvent(session, 34, nullptr, someCallback, 5), 3500);
 
-    EXPECT_THAT(machine.calls, ElementsAre("RegisterEvent 1234605616436508552 4000000000 TCPU 18446744073709551614",
-                                           "UnregisterEvent 1234605616436508552 34 - 5"));
-    EXPECT_THAT(machine.core.callbacks, ElementsAre(&someCallback, &someCallback));
+    EXPECT_THAT(calls, ElementsAre("RegisterEvent 1234605616436508552 4000000000 TCPU 18446744073709551614",
+                                   "UnregisterEvent 1234605616436508552 34 - 5"));
+    EXPECT_THAT(core.callbacks, ElementsAre(&someCallback, &someCallback));
 }
 
 TEST(SessionsAlone, BeforeInitEverySlotIsEmpty)
@@ -153,25 +141,25 @@ TEST(SessionsAlone, BeforeInitEverySlotIsEmpty)
 
 TEST_F(Sessions, AfterARefusedRestartEverySlotIsEmptyAgain)
 {
-    machine.core.interfaceStatus = 1003;
+    core.interfaceStatus = 1003;
     ASSERT_EQ(Init(), 1003);
-    machine.calls.clear();
+    calls.clear();
 
     expectEmptySlots();
 
-    EXPECT_THAT(machine.calls, IsEmpty());
+    EXPECT_THAT(calls, IsEmpty());
 }
 
 TEST_F(Sessions, DisconnectDoesNothingWithACoreThatHasNoSuchSlot)
 {
-    machine.core.emptySlots = { 7 };
+    core.emptySlots = { 7 };
     ASSERT_EQ(Init(), 0);
-    machine.calls.clear();
+    calls.clear();
 
     SessionDisconnect(session);
     SessionDestroy(session);
 
-    EXPECT_THAT(machine.calls, ElementsAre("SessionDestroy 1234605616436508552"));
+    EXPECT_THAT(calls, ElementsAre("SessionDestroy 1234605616436508552"));
 }
 
 // The core's slots 2, 3 and 8 throw when they are called.
@@ -186,11 +174,11 @@ TEST_F(Sessions, AWholeLifeCallsNoOtherSlotAndNeverUnloadsTheCore)
     SessionDisconnect(handle);
     SessionDestroy(handle);
 
-    EXPECT_THAT(machine.system.callsOf("FreeLibrary"), IsEmpty());
-    EXPECT_THAT(machine.system.callsOf("Session"), SizeIs(6));
-    EXPECT_THAT(machine.system.callsOf("RegisterEvent"), SizeIs(6));
-    EXPECT_THAT(machine.system.callsOf("UnregisterEvent"), SizeIs(6));
-    EXPECT_EQ(machine.calls.back(), "SessionDestroy 42");
+    EXPECT_THAT(system.callsOf("FreeLibrary"), IsEmpty());
+    EXPECT_THAT(system.callsOf("Session"), SizeIs(6));
+    EXPECT_THAT(system.callsOf("RegisterEvent"), SizeIs(6));
+    EXPECT_THAT(system.callsOf("UnregisterEvent"), SizeIs(6));
+    EXPECT_EQ(calls.back(), "SessionDestroy 42");
 }
 
 }  // namespace
