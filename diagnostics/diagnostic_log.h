@@ -95,9 +95,6 @@ private:
     std::function<std::string()> threadKey;
     std::atomic<bool> opened = false;
     std::atomic<std::size_t> entries = 0;  // rows of both tables together, so that leavesNoTrace needs no lock
-    // The rows that went last, empty, for the next message to take: so messages come and go without allocations.
-    std::map<std::string, std::string>::node_type spareText;
-    std::map<std::string, int>::node_type spareLevel;
 
     friend struct DiagnosticLogInspector;  // tests look at the members
 };
