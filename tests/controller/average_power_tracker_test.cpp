@@ -45,6 +45,7 @@ struct AverageRow {
     int power = 1000;
     int prev = 1000;
     int PL1 = 17000;
+    int PID_Change = 0;
     bool clipCleared = false;
     int activeIdle = 0;
     int window = 5;
@@ -63,6 +64,8 @@ TEST_ROWS(TrackerAverage,
           ROW(.power = 51, .prev = 0, .after = { 5, 1000, 3051, 4, 4 }),
           ROW(.power = 16999, .prev = 0, .after = { 5, 1000, 19999, 4, 4 }), ROW(.power = 17000, .prev = 0),
           ROW(.power = INT_MAX, .prev = 0), ROW(.PL1 = 1000), ROW(.PL1 = 1001, .after = summed),
+          // but not after a process start
+          ROW(.PID_Change = 1, .clipCleared = true),
           // unsteady power starts afresh with a tenth more, and so does the end of clipping at any power
           ROW(.power = 3019, .after = { 3, 3320, 3320, 1, 1 }), ROW(.clipCleared = true, .after = reset),
           ROW(.power = 60, .clipCleared = true, .after = { 3, 66, 66, 1, 1 }),
@@ -91,6 +94,7 @@ TEST_P(TrackerAverage, TakesTheSample)
 {
     pkgPower = row().power;
     pkgPowerPrev = row().prev;
+    PID_Change = row().PID_Change;
     activeIdle = row().activeIdle;
     avgWindowMin = row().window;
     avgSum = row().sum;
@@ -199,22 +203,13 @@ TEST_P(TrackerCounting, RunsOnlyWithAReason)
     EXPECT_EQ(NewPID, row().NewPID);
 }
 
-TEST_F(Tracker, DoesNothingAfterAProcessStart)
-{
-    PID_Change = 1;
-
-    track(1, true);
-
-    EXPECT_EQ(average(), untouched);
-}
-
 struct BurstRow {
     int power = 1000;
     int NewPID;
     int exitCount;
     int NewPIDAfter;
     int exitCountAfter;
-    int window = 5;  // 3: the average starts afresh
+    Average after = summed;
 };
 
 using TrackerBurst = WithRow<Tracker, BurstRow>;
@@ -222,13 +217,19 @@ using TrackerBurst = WithRow<Tracker, BurstRow>;
 TEST_ROWS(TrackerBurst, ROW(.NewPID = 1, .exitCount = 3, .NewPIDAfter = 1, .exitCountAfter = 2),
           ROW(.NewPID = 1, .exitCount = 2, .NewPIDAfter = 1, .exitCountAfter = 1),
           // at one it ends, and the restore is allowed; the average of a burst always starts afresh then
-          ROW(.power = 200, .NewPID = 1, .exitCount = 1, .NewPIDAfter = 2, .exitCountAfter = -1, .window = 3),
-          ROW(.power = 5000, .NewPID = 1, .exitCount = 1, .NewPIDAfter = 2, .exitCountAfter = -1, .window = 3),
+          ROW(.power = 200, .NewPID = 1, .exitCount = 1, .NewPIDAfter = 2, .exitCountAfter = -1,
+              .after = { 3, 220, 220, 1, 1 }),
+          ROW(.power = 5000, .NewPID = 1, .exitCount = 1, .NewPIDAfter = 2, .exitCountAfter = -1,
+              .after = { 3, 5500, 5500, 1, 1 }),
           // a restore's alone from 201 mW on
-          ROW(.power = 200, .NewPID = 0, .exitCount = 1, .NewPIDAfter = 2, .exitCountAfter = -1),
-          ROW(.power = 201, .NewPID = 0, .exitCount = 1, .NewPIDAfter = 2, .exitCountAfter = -1, .window = 3),
-          ROW(.power = 200, .NewPID = 2, .exitCount = 1, .NewPIDAfter = 2, .exitCountAfter = -1),
-          ROW(.power = 201, .NewPID = 2, .exitCount = 1, .NewPIDAfter = 2, .exitCountAfter = -1, .window = 3),
+          ROW(.power = 200, .NewPID = 0, .exitCount = 1, .NewPIDAfter = 2, .exitCountAfter = -1,
+              .after = { 5, 1000, 3200, 4, 4 }),
+          ROW(.power = 201, .NewPID = 0, .exitCount = 1, .NewPIDAfter = 2, .exitCountAfter = -1,
+              .after = { 3, 221, 221, 1, 1 }),
+          ROW(.power = 200, .NewPID = 2, .exitCount = 1, .NewPIDAfter = 2, .exitCountAfter = -1,
+              .after = { 5, 1000, 3200, 4, 4 }),
+          ROW(.power = 201, .NewPID = 2, .exitCount = 1, .NewPIDAfter = 2, .exitCountAfter = -1,
+              .after = { 3, 221, 221, 1, 1 }),
           // one without a count is forgotten
           ROW(.NewPID = 1, .exitCount = 0, .NewPIDAfter = 0, .exitCountAfter = 0),
           ROW(.NewPID = 1, .exitCount = -1, .NewPIDAfter = 0, .exitCountAfter = -1),
@@ -248,18 +249,7 @@ TEST_P(TrackerBurst, IsCountedDownByOneInAStep)
 
     EXPECT_EQ(NewPID, row().NewPIDAfter);
     EXPECT_EQ(exitCount, row().exitCountAfter);
-    EXPECT_EQ(avgWindowMin, row().window);
-}
-
-TEST_F(Tracker, ResetAtTheEndOfABurstTakesTheSampleAndATenth)
-{
-    NewPID = 1;
-    exitCount = 1;
-    pkgPower = 1009;
-
-    track();
-
-    EXPECT_EQ(average(), (Average{ 3, 1109, 1109, 1, 1 }));
+    EXPECT_EQ(average(), row().after);
 }
 
 // The class was 3 before.

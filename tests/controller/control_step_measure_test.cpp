@@ -13,6 +13,7 @@
 namespace kelvane::tests {
 namespace {
 
+using testing::AllOf;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -25,6 +26,8 @@ protected:
         minPrefReset = 0;
         appliedPrefMax = 9000;
         acMode = 1;
+        machine.power(3000);
+        pkgPowerPrev = 3000;
     }
 
     // Power that jumps from nothing to 6003 mW in the third sample: 1001 mW above the last step's in the average.
@@ -70,7 +73,6 @@ using Measure = ControlStepMeasure;
 
 TEST_F(Measure, ProbesWithTheStepsSleepAndKeepsTheClipCount)
 {
-    machine.power(3000);
     machine.clipReasons(0x400);
     loop.probeSleep = 123;
 
@@ -78,8 +80,7 @@ TEST_F(Measure, ProbesWithTheStepsSleepAndKeepsTheClipCount)
 
     EXPECT_EQ(loop.clipCount, 10);
     EXPECT_EQ(pkgPower, 3000);
-    EXPECT_THAT(machine.sleeps(), SizeIs(10));
-    EXPECT_THAT(machine.sleeps(), Each(123));
+    EXPECT_THAT(machine.sleeps(), AllOf(SizeIs(10), Each(123)));
 }
 
 TEST_F(Measure, ProbeHasTheLoopsPreferenceAsItsBaseAndKnowsTheWorkingLimit)
@@ -114,10 +115,9 @@ TEST_F(Measure, ProbeKnowsThePowerSource)
     EXPECT_EQ(appliedPrefMax, 1800);
 }
 
-TEST_F(Measure, TrackerKnowsTheWorkingLimit)
+TEST_F(Measure, TrackerKnowsTheWorkingLimitTheNewPowerAndTheRestoreThatIsPending)
 {
-    machine.power(3000);
-    pkgPowerPrev = 3000;
+    exitCount = 3;
 
     cpuPL1 = 3000;
     measure(loop);
@@ -126,15 +126,6 @@ TEST_F(Measure, TrackerKnowsTheWorkingLimit)
     cpuPL1 = 3001;
     measure(loop);
     EXPECT_EQ(avgCnt, 1);
-}
-
-TEST_F(Measure, TrackerTakesTheNewPowerAndTheRestoreThatIsPending)
-{
-    machine.power(3000);
-    pkgPowerPrev = 3000;
-    exitCount = 3;
-
-    measure(loop);
     EXPECT_EQ(avgSum, 3000);
     EXPECT_EQ(exitCount, 3);
 
@@ -147,7 +138,6 @@ TEST_F(Measure, FailedClipReadKeepsThePowerAndTracksItAgain)
 {
     pkgPower = 2900;
     pkgPowerPrev = 2900;
-    machine.power(3000);
     machine.answer("GET_IA_CLIP_REASONS", 1500);
 
     measure(loop);
@@ -171,9 +161,7 @@ TEST_ROWS(MeasureAfterClips, ROW(.before = 3, .reasons = 0, .window = 3), ROW(.b
 
 TEST_P(MeasureAfterClips, StartsTheAverageAfreshWhenTheyHaveEnded)
 {
-    machine.power(3000);
     machine.clipReasons(row().reasons);
-    pkgPowerPrev = 3000;
     prevClipCount = row().before;
 
     measure(loop);

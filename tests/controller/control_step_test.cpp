@@ -11,6 +11,7 @@
 
 #include <climits>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kelvane::tests {
@@ -49,19 +50,6 @@ protected:
     LoopState loop;
 };
 
-TEST_F(ControlStep, ReadsTheWorkloadBeforeTheProbe)
-{
-    machine.power(7000);
-
-    controlStep(loop);
-
-    std::vector<std::string> first = machine.happened();
-    first.resize(4);
-    EXPECT_THAT(first,
-                ElementsAre("GET_SOC_WORKLOAD 0 0", "GET_IA_CLIP_REASONS 0 0", "GET_RAPL_POWER 7000 0", "sleep 200"));
-    EXPECT_EQ(loop.probeSleep, 300U);
-}
-
 TEST_F(ControlStep, PhasesFollowEachOther)
 {
     machine.power(7000);
@@ -74,6 +62,10 @@ TEST_F(ControlStep, PhasesFollowEachOther)
 
     controlStep(loop);
 
+    std::vector<std::string> first = machine.happened();
+    first.resize(4);
+    EXPECT_THAT(first,
+                ElementsAre("GET_SOC_WORKLOAD 0 0", "GET_IA_CLIP_REASONS 0 0", "GET_RAPL_POWER 7000 0", "sleep 200"));
     EXPECT_THAT(
         outcome(),
         ElementsAre(
@@ -86,6 +78,7 @@ TEST_F(ControlStep, PhasesFollowEachOther)
             "log 2  *** Mode change avg pwr reset kv_opt = 3kv_off_f = 0", "SET_PERF_PREFERENCE_MAX 2100 0",
             "log 2  **** PIDx- 2 Up   Pkg power = 7000 *Perf Max = 2100 *DeltaPkgpwr ==: 500 *Xf ==: 1300 "
             "*NewPIDAvgPwr = 8000 *PerfRange ==: 4800 *WLC ==: 3"));
+    EXPECT_EQ(loop.probeSleep, 300U);
     EXPECT_EQ(lastPrefMax, 10000);
     EXPECT_EQ(pwrCeiling, 15000);
     EXPECT_EQ(pkgPowerPrev, 7000);
@@ -239,42 +232,33 @@ TEST_F(ControlStep, StatusIsToldInTwoLines)
                             "log 2  ** NewPID = 2 ** AC Mode = 255 ** PostPID = 1 ** Clip Count ==4 ** Avg Pwr==2500"));
 }
 
-struct StatusRow {
-    std::int64_t pwrSum;
-    int avgCount;
-    const char* avgPwr;
-};
-
-using AveragePower = WithRow<ControlStep, StatusRow>;
-
-TEST_ROWS(AveragePower, ROW(.pwrSum = -7, .avgCount = 2, .avgPwr = "-3"),
-          ROW(.pwrSum = 7, .avgCount = 2, .avgPwr = "3"),
-          ROW(.pwrSum = 6'000'000'000'001, .avgCount = 2, .avgPwr = "3000000000000"),
-          ROW(.pwrSum = 0, .avgCount = 1, .avgPwr = "0"));
-
-TEST_P(AveragePower, IsSignedTruncatedAndWide)
+TEST_F(ControlStep, AveragePowerIsSignedTruncatedAndWide)
 {
-    pwrSum = row().pwrSum;
-    avgCount = row().avgCount;
+    avgCount = 2;
+    const std::pair<std::int64_t, std::string> averages[] = {
+        { -7, "-3" }, { 0, "0" }, { 7, "3" }, { 6'000'000'000'001, "3000000000000" }
+    };
+    for (const auto& [sum, average] : averages) {
+        pwrSum = sum;
 
-    logStatus(loop);
+        logStatus(loop);
 
-    EXPECT_THAT(machine.happened().back(), EndsWith(std::string(" ** Avg Pwr==") + row().avgPwr));
+        EXPECT_THAT(machine.messages().back(), EndsWith(" ** Avg Pwr==" + average));
+    }
 }
 
 struct ModeRow {
     int Kv_opt;
     int kv_off_f;
-    std::vector<std::string> messages = {};
+    bool changed;
 };
 
 using ModeChange = WithRow<ControlStep, ModeRow>;
 
-TEST_ROWS(ModeChange,
-          ROW(.Kv_opt = 0, .kv_off_f = 1, .messages = { "2  *** Mode change avg pwr reset kv_opt = 0kv_off_f = 1" }),
-          ROW(.Kv_opt = 3, .kv_off_f = 0, .messages = { "2  *** Mode change avg pwr reset kv_opt = 3kv_off_f = 0" }),
-          ROW(.Kv_opt = 1, .kv_off_f = 0, .messages = { "2  *** Mode change avg pwr reset kv_opt = 1kv_off_f = 0" }),
-          ROW(.Kv_opt = 0, .kv_off_f = 0), ROW(.Kv_opt = 3, .kv_off_f = 1), ROW(.Kv_opt = 2, .kv_off_f = 1));
+TEST_ROWS(ModeChange, ROW(.Kv_opt = 0, .kv_off_f = 1, .changed = true),
+          ROW(.Kv_opt = 3, .kv_off_f = 0, .changed = true), ROW(.Kv_opt = 1, .kv_off_f = 0, .changed = true),
+          ROW(.Kv_opt = 0, .kv_off_f = 0, .changed = false), ROW(.Kv_opt = 3, .kv_off_f = 1, .changed = false),
+          ROW(.Kv_opt = 2, .kv_off_f = 1, .changed = false));
 
 TEST_P(ModeChange, StartsTheStatisticsAfreshWhenScalingIsSwitchedOffOrOn)
 {
@@ -287,11 +271,12 @@ TEST_P(ModeChange, StartsTheStatisticsAfreshWhenScalingIsSwitchedOffOrOn)
 
     noteModeChange();
 
-    const bool changed = !row().messages.empty();
-    EXPECT_EQ(machine.messages(), row().messages);
-    EXPECT_EQ(pwrSum, changed ? 0 : 111);
-    EXPECT_EQ(prefSum, changed ? 0 : 222);
-    EXPECT_EQ(avgCount, changed ? 0 : 3);
+    const std::string line = "2  *** Mode change avg pwr reset kv_opt = " + std::to_string(row().Kv_opt) +
+                             "kv_off_f = " + std::to_string(row().kv_off_f);
+    EXPECT_EQ(machine.messages(), row().changed ? std::vector{ line } : std::vector<std::string>{});
+    EXPECT_EQ(pwrSum, row().changed ? 0 : 111);
+    EXPECT_EQ(prefSum, row().changed ? 0 : 222);
+    EXPECT_EQ(avgCount, row().changed ? 0 : 3);
     EXPECT_EQ(clipSum, 4);
     EXPECT_EQ(kv_off_f, row().kv_off_f);
 }

@@ -95,6 +95,8 @@ TEST_ROWS(ProbeRampBegin,
           ROW(.power = 501, .samples = { { 1001 }, { 1001 }, { 2501 }, { 1400 } }),
           ROW(.power = 501, .samples = { { 1001 }, { 1001 }, { 2503 }, { 1400 } }),
           ROW(.power = 501, .samples = { { 1001 }, { 1001 }, { 2504 }, { 1400 } }, .fallBack = 701),
+          // an average that falls far back has no ramp, and takes nothing back
+          ROW(.samples = { { 100 } }),
           // neither below 501 mW in the last step, nor after a process start, nor when the sample reaches PL1
           ROW(.power = 500, .samples = jumpTo(9000)), ROW(.power = 501, .samples = jumpTo(9000), .fallBack = 701),
           ROW(.PID_Change = 1, .samples = jumpTo(9000)), ROW(.PL1 = 6000, .samples = jumpTo(2000)),
@@ -167,16 +169,6 @@ TEST_F(ProbeRamp, LinesShowSampleAverageDistanceFallBackLevelCeilingAndIndex)
 
     EXPECT_THAT(machine.messages(),
                 ElementsAre(raisedLine, "2  * Reset tempPwr ==3097 * pp ==1300 * prefMax ==5000 * i ==6"));
-}
-
-TEST_F(ProbeRamp, IsNotTakenBackWhenNothingWasRaised)
-{
-    appliedPrefMax = 9000;
-
-    probe({ { 100 } });
-
-    EXPECT_THAT(machine.writes(), IsEmpty());
-    EXPECT_THAT(machine.messages(), IsEmpty());
 }
 
 TEST_F(ProbeRamp, FailedPowerReadIsBelowPL1)

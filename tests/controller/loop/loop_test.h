@@ -10,7 +10,7 @@
 
 #include <gmock/gmock.h>
 
-#include <cstdint>
+#include <algorithm>
 
 namespace kelvane::tests {
 

@@ -45,9 +45,7 @@ const Rows secondLimitFailed = { "SET_RAPL_POWER_LIMIT_1 17000 1000",
 const Rows ceiling = { "SET_PERF_PREFERENCE_MAX 1200 0" };
 const Rows ended = { "SET_PERF_PREFERENCE_MIN 0 0", "log 2  ** Default Init Pref ==1200",
                      "log 0 KV Windows service is stopped " };
-const Rows setPerfmaxFailure = {
-    "log 2 OrqCore setPerfmax SessionExecute failed : first 2 times expeted in MS/startup"
-};
+const Rows setterFailed = { "log 2 OrqCore setPerfmax SessionExecute failed : first 2 times expeted in MS/startup" };
 
 // A start with nothing behind it: the service already stops, so there is no step.
 class ScalingLoopStart : public LoopTest {
@@ -90,10 +88,10 @@ TEST_ROWS(
     ROW(.failing = 16, .happened = created + connected + registered + firstLimit + secondLimitFailed + ceiling + ended),
     // and so is each preference
     ROW(.failing = 17, .happened = created + connected + registered + firstLimit + secondLimit +
-                                   Rows{ "SET_PERF_PREFERENCE_MAX 1200 1000" } + setPerfmaxFailure + ended),
+                                   Rows{ "SET_PERF_PREFERENCE_MAX 1200 1000" } + setterFailed + ended),
     ROW(.failing = 18,
         .happened = created + connected + registered + firstLimit + secondLimit + ceiling +
-                    Rows{ "SET_PERF_PREFERENCE_MIN 0 1000" } + setPerfmaxFailure + Rows(ended.begin() + 1, ended.end()),
+                    Rows{ "SET_PERF_PREFERENCE_MIN 0 1000" } + setterFailed + Rows(ended.begin() + 1, ended.end()),
         .status = 1000));
 
 TEST_P(ScalingLoopStarts, GoesFromInitToTheDefaultPreference)
