@@ -198,9 +198,9 @@ TEST_F(ScalingLoopStart, SessionIsCreatedWithTheApplicationRecord)
 {
     loop.run();
 
-    ASSERT_EQ(&g_application, ScriptedLoop::application());
-    EXPECT_STREQ("Kelvane", ScriptedLoop::application()->name);
-    EXPECT_EQ(1u, ScriptedLoop::application()->revision);
+    ASSERT_EQ(&g_application, loop.application());
+    EXPECT_STREQ("Kelvane", loop.application()->name);
+    EXPECT_EQ(1u, loop.application()->revision);
 }
 
 TEST_F(ScalingLoopStart, SessionIsCreatedWithoutARecordWhenTheApplicationHasNoName)
@@ -209,7 +209,7 @@ TEST_F(ScalingLoopStart, SessionIsCreatedWithoutARecordWhenTheApplicationHasNoNa
 
     loop.run();
 
-    EXPECT_EQ(nullptr, ScriptedLoop::application());
+    EXPECT_EQ(nullptr, loop.application());
     EXPECT_EQ(1u, g_sessionHandle);
 }
 
