@@ -52,9 +52,9 @@ public:
     STDMETHODIMP SetStatus(LONG, HRESULT, BSTR, IWbemClassObject*) override { return E_NOTIMPL; }
 };
 
-class FakeServices : public Counted<UnusedServices> {
+class FakeServices : public simulator::UnusedServices<Counted<IWbemServices>> {
 public:
-    using Counted::Counted;
+    using UnusedServices::UnusedServices;
 
     STDMETHODIMP CancelAsyncCall(IWbemObjectSink* sink) override;
     STDMETHODIMP ExecNotificationQueryAsync(const BSTR language, const BSTR query, LONG flags, IWbemContext* context,
@@ -89,9 +89,9 @@ public:
 };
 
 // An object with properties. "NAME.Get PROPERTY" is noted.
-class FakeClassObject : public Counted<UnusedClassObject> {
+class FakeClassObject : public simulator::UnusedClassObject<Counted<IWbemClassObject>> {
 public:
-    explicit FakeClassObject(const std::string& objectName) : Counted(objectName) {}
+    explicit FakeClassObject(const std::string& objectName) : UnusedClassObject(objectName) {}
 
     ~FakeClassObject();
     FakeClassObject(const FakeClassObject&) = delete;
