@@ -38,12 +38,10 @@ struct World {
     unsigned powerMw = 3000;
     int primitivesSinceSleep = 0;
     int powerReads = 0;  // since the session was connected
-    bool apartmentMissing = false;
     int sessions = 0;
     std::map<std::uint32_t, EventCallback> events;
     int renderBuffers = 0;
     void* renderBuffer = nullptr;
-    int initializations = 0;
     IWbemClassObject* processEvent = nullptr;
     FakeApartment* apartment = nullptr;
 };
@@ -183,20 +181,10 @@ void fillSlots(unsigned char* bytes)
 
 // --- imports whose name alone does not say what fails ----------------------------------------------------------------
 
-decltype(&CoCreateInstance) createInstanceBefore;
 decltype(&SysAllocString) allocStringBefore;
 decltype(&HeapAlloc) heapAllocBefore;
 decltype(&std::malloc) mallocBefore;
 decltype(&std::free) freeBefore;
-
-HRESULT WINAPI createInstance(REFCLSID classId, IUnknown* outer, DWORD context, REFIID interfaceId, void** result)
-{
-    const bool locator = interfaceId == IID_IWbemLocator;
-    const bool fails = callFails(locator ? "CoCreateInstance, locator" : "CoCreateInstance, apartment");
-    if (!locator) world.apartmentMissing = fails;
-    if (fails) return E_FAIL;
-    return createInstanceBefore(classId, outer, context, interfaceId, result);
-}
 
 BSTR WINAPI allocString(const OLECHAR* text)
 {
@@ -214,7 +202,10 @@ LPVOID WINAPI heapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes)
 
 // The sink is the one thing that the product allocates without an exception. Where the apartment is missing too, there
 // is one word for both.
-const char* sinkAllocation() { return world.apartmentMissing ? "new EventSink, no apartment" : "new EventSink"; }
+const char* sinkAllocation()
+{
+    return callFailed("CoCreateInstance, apartment") ? "new EventSink, no apartment" : "new EventSink";
+}
 
 // Of a size that nobody else asks for.
 void* renderMalloc(std::size_t size)
@@ -264,15 +255,11 @@ using Swap = ImportSwap<Function>;
 struct EngineLife::Imports {
     Swap<decltype(&Sleep)> sleep{ __imp_Sleep, &virtualSleep };
     Swap<decltype(&GetSystemPowerStatus)> power{ __imp_GetSystemPowerStatus, &onMains };
-    Swap<decltype(&CoCreateInstance)> create{ __imp_CoCreateInstance, &createInstance };
     Swap<decltype(&SysAllocString)> text{ __imp_SysAllocString, &allocString };
     Swap<decltype(&HeapAlloc)> heap{ __imp_HeapAlloc, &heapAlloc };
     Swap<void* (*)(std::size_t)> allocation{ __imp_malloc, &renderMalloc };
     Swap<decltype(&std::free)> release{ __imp_free, &renderFree };
     FailingImport<__imp_GetSystemPowerStatus> powerFails{ "GetSystemPowerStatus", FALSE };
-    FailingImport<__imp_CoInitializeEx> initialize{ "CoInitializeEx", E_FAIL };
-    FailingImport<__imp_CoInitializeSecurity> secure{ "CoInitializeSecurity", E_FAIL };
-    FailingImport<__imp_CoSetProxyBlanket> blanket{ "CoSetProxyBlanket", E_FAIL };
     FailingImport<__imp_CM_Get_Device_ID_List_SizeA> listSize{ "CM_Get_Device_ID_List_SizeA", CR_FAILURE };
     FailingImport<__imp_CM_Get_Device_ID_ListA> list{ "CM_Get_Device_ID_ListA", CR_FAILURE };
     FailingImport<__imp_CM_Get_Device_Interface_List_SizeA> interfaces{ "CM_Get_Device_Interface_List_SizeA",
@@ -290,14 +277,12 @@ struct EngineLife::Imports {
 
 EngineLife::EngineLife()
 {
-    createInstanceBefore = __imp_CoCreateInstance;
     allocStringBefore = __imp_SysAllocString;
     heapAllocBefore = __imp_HeapAlloc;
     mallocBefore = __imp_malloc;
     freeBefore = __imp_free;
     world.processEvent = &event;
     world.apartment = &com.apartment;
-    com.onInitialize = [] { world.initializations += 1; };
     system.plugInFrameworkDevice(installDirectory);
     system.files[std::string(installDirectory) + "\\orqcore.dll"] = FILE_ATTRIBUTE_NORMAL;
     system.files[systemLibrary] = FILE_ATTRIBUTE_NORMAL;
@@ -326,7 +311,7 @@ void EngineLife::live(FailurePlan plan)
     standardError = linesOf(standard.text());
 }
 
-std::uint64_t EngineLife::duration() const { return world.nowMs; }
+std::uint64_t EngineLife::duration() { return world.nowMs; }
 
 std::vector<std::string> EngineLife::messages()
 {
@@ -335,22 +320,11 @@ std::vector<std::string> EngineLife::messages()
     return texts;
 }
 
-int EngineLife::comInitializations() const
-{
-    return world.initializations - static_cast<int>(notedOf("CoUninitialize").size());
-}
+int EngineLife::sessions() { return world.sessions; }
 
-int EngineLife::sessions() const { return world.sessions; }
+std::size_t EngineLife::registeredEvents() { return world.events.size(); }
 
-std::size_t EngineLife::registeredEvents() const { return world.events.size(); }
-
-int EngineLife::keys() const
-{
-    const auto opened = static_cast<int>(system.callsOf("CM_Open_DevNode_Key").size());
-    return opened - static_cast<int>(system.callsOf("RegCloseKey").size());
-}
-
-int EngineLife::renderBuffers() const { return world.renderBuffers; }
+int EngineLife::renderBuffers() { return world.renderBuffers; }
 
 }  // namespace kelvane::tests
 

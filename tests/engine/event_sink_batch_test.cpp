@@ -1,30 +1,63 @@
-#include "engine/state.h"
-#include "simulator/replay/recorded_log.h"
-#include "state/state.h"
 #include "tests/engine/process_start.h"
 
 namespace kelvane::tests {
 namespace {
 
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
-constexpr char startLine[] = "2  Starting pName = NAPID4711";
+// One start, of a process by this name.
+struct StartRow {
+    const wchar_t* name;
+    const char* stored;
+    int noOfPids = 0;
+    int ceiling = 1200;
+    int starts;  // that the loop has not consumed
+    int saved = 1200;
+    int tracked = 0;
+};
 
-TEST_F(ProcessStart, UnlistedProcessRaisesTheCeilingAtOnceAndSavesTheOneInForce)
+class OneStart : public WithRow<ProcessStart, StartRow> {};
+
+TEST_ROWS(OneStart, ROW(.name = L"game.exe", .stored = "game.exe", .starts = 1),
+          ROW(.name = L"onedrive.exe", .stored = "onedrive.exe", .starts = 1),
+          ROW(.name = L"OneDrive.exe", .stored = "OneDrive.exe", .starts = 0, .tracked = 1),
+          ROW(.name = L"svchost.exe", .stored = "svchost.exe", .starts = 0),
+          // full performance is not the ceiling to return to
+          ROW(.name = L"svchost.exe", .stored = "svchost.exe", .ceiling = 10000, .starts = 0, .saved = 77),
+          ROW(.name = L"svchost.exe", .stored = "svchost.exe", .ceiling = 9999, .starts = 0, .saved = 9999),
+          // earlier starts are not consumed yet
+          ROW(.name = L"svchost.exe", .stored = "svchost.exe", .noOfPids = 2, .starts = 2),
+          ROW(.name = L"game.exe", .stored = "game.exe", .noOfPids = 2, .starts = 3));
+
+TEST_P(OneStart, IsRecordedSavesTheCeilingInForceAndRaisesItWhileStartsAreNotConsumed)
 {
-    clipPending = 1;
+    instance.set(L"Name", textValue(row().name));
+    noOfPids = row().noOfPids;
+    appliedPrefMax = row().ceiling;
+    PrevPerf = 77;
+    g_serviceStopping = 1;
 
-    EXPECT_EQ(indicate(1), 0);
+    indicate(1);
 
-    EXPECT_THAT(machine.writes(), ElementsAre("SET_PERF_PREFERENCE_MAX 10000"));
-    EXPECT_EQ(PID_Change, 1);
-    EXPECT_EQ(noOfPids, 1);
-    EXPECT_EQ(PrevPerf, 1200);
+    if (row().starts > 0) {
+        EXPECT_THAT(machine.writes(), ElementsAre(fullPerformance));
+    } else {
+        EXPECT_THAT(machine.writes(), IsEmpty());
+    }
+    EXPECT_EQ(appliedPrefMax, row().starts > 0 ? 10000 : row().ceiling);
+    EXPECT_EQ(noOfPids, row().starts);
+    EXPECT_EQ(PrevPerf, row().saved);
     EXPECT_EQ(clipPending, 0);
-    EXPECT_EQ(appliedPrefMax, 10000);
-    EXPECT_EQ(processName(), "game.exe");
+    EXPECT_EQ(PID_Change, 1);
+    EXPECT_EQ(processName(), row().stored);
     EXPECT_EQ(g_lastProcessId, 4711);
+    EXPECT_EQ(g_trackedProcessSeen, row().tracked);
+    EXPECT_EQ(g_trackedProcessIdCount, row().tracked);
+    EXPECT_EQ(g_trackedProcessIds[0], row().tracked * 4711);
+    EXPECT_EQ(g_serviceStopping, 1);
     EXPECT_THAT(machine.messages(), ElementsAre(startLine));
 }
 
@@ -41,22 +74,32 @@ TEST_F(ProcessStart, EachPropertyIsReadOnceAndEachReferenceGivenBackInOrder)
     EXPECT_EQ(event.references, 0);
 }
 
-TEST_F(ProcessStart, BatchOfThreeHandlesTheFirstObjectThreeTimes)
-{
-    indicate(3);
+struct BatchRow {
+    LONG objects;
+    unsigned lines;
+    int starts;
+};
 
-    EXPECT_THAT(machine.messages(), ElementsAre(startLine, startLine, startLine));
-    EXPECT_EQ(noOfPids, 3);
+class Batch : public WithRow<ProcessStart, BatchRow> {};
+
+TEST_ROWS(Batch, ROW(.objects = 3, .lines = 3, .starts = 3), ROW(.objects = 11, .lines = 11, .starts = 11));
+
+TEST_P(Batch, HandlesItsFirstObjectOnceForEach)
+{
+    indicate(row().objects);
+
+    EXPECT_THAT(machine.messages(), testing::AllOf(SizeIs(row().lines), Each(startLine)));
+    EXPECT_EQ(noOfPids, row().starts);
     EXPECT_EQ(instance.references, 1);
-    EXPECT_THAT(machine.writes(), ElementsAre("SET_PERF_PREFERENCE_MAX 10000"));
+    EXPECT_THAT(machine.writes(), ElementsAre(fullPerformance));
 }
 
-TEST_F(ProcessStart, BatchOfElevenCountsElevenStarts)
+TEST_F(ProcessStart, StartsOfSeveralBatchesAddUp)
 {
-    indicate(11);
+    indicate(2);
+    indicate(1);
 
-    EXPECT_EQ(machine.messages().size(), 11U);
-    EXPECT_EQ(noOfPids, 11);
+    EXPECT_EQ(noOfPids, 3);
 }
 
 TEST_F(ProcessStart, BatchOfElevenTrackedStartsStoresTenIds)
@@ -73,7 +116,6 @@ TEST_F(ProcessStart, BatchOfElevenTrackedStartsStoresTenIds)
 TEST_F(ProcessStart, EmptyBatchChangesNothingButTheMarkOfANewStart)
 {
     PID_Change = 1;
-    clipPending = 1;
     noOfPids = 5;
     PrevPerf = 77;
 
@@ -104,123 +146,36 @@ TEST_F(ProcessStart, MarkOfANewStartIsTakenBackBeforeTheFirstObjectIsRead)
 {
     PID_Change = 1;
     int markAtFirstRead = -1;
-    event.beforeGet = [&](const std::wstring&) { markAtFirstRead = PID_Change; };
+    event.beforeGet = [&] { markAtFirstRead = PID_Change; };
 
     indicate(1);
 
     EXPECT_EQ(markAtFirstRead, 0);
 }
 
-TEST_F(ProcessStart, WhileTheEngineDoesNotRunAServiceStopBecomesAStopOfScalingAndNothingElseHappens)
+struct EngineStateRow {
+    int engineState;
+};
+
+class WithoutEngine : public WithRow<ProcessStart, EngineStateRow> {};
+
+TEST_ROWS(WithoutEngine, ROW(.engineState = 0), ROW(.engineState = 2), ROW(.engineState = 4));
+
+TEST_P(WithoutEngine, AServiceStopBecomesAStopOfScalingAndNothingElseHappens)
 {
-    for (const int state : { 0, 2, 4 }) {
-        SCOPED_TRACE(state);
-        g_engineState = state;
-        g_serviceStopping = 1;
-        PID_Change = 1;
-        clipPending = 1;
-
-        EXPECT_EQ(indicate(3), 0);
-
-        EXPECT_EQ(g_serviceStopping, 0);
-        EXPECT_EQ(g_engineState, state);
-        EXPECT_EQ(PID_Change, 1);
-        EXPECT_EQ(clipPending, 1);
-        EXPECT_EQ(noOfPids, 0);
-        EXPECT_THAT(noted(), IsEmpty());
-        EXPECT_THAT(machine.happened(), IsEmpty());
-    }
-}
-
-TEST_F(ProcessStart, WhileTheEngineRunsAPendingServiceStopStays)
-{
+    g_engineState = row().engineState;
     g_serviceStopping = 1;
+    PID_Change = 1;
 
-    indicate(1);
+    indicate(3);
 
-    EXPECT_EQ(g_serviceStopping, 1);
-}
-
-TEST_F(ProcessStart, BackgroundProcessRaisesNothingButTheCeilingInForceIsSavedAllTheSame)
-{
-    instance.set(L"Name", textValue(L"svchost.exe"));
-    clipPending = 1;
-
-    indicate(1);
-
-    EXPECT_EQ(noOfPids, 0);
-    EXPECT_EQ(g_trackedProcessSeen, 0);
-    EXPECT_EQ(g_trackedProcessIdCount, 0);
+    EXPECT_EQ(g_serviceStopping, 0);
+    EXPECT_EQ(g_engineState, row().engineState);
     EXPECT_EQ(PID_Change, 1);
-    EXPECT_EQ(PrevPerf, 1200);
-    EXPECT_EQ(clipPending, 0);
-    EXPECT_THAT(machine.writes(), IsEmpty());
-    EXPECT_THAT(machine.messages(), ElementsAre(startLine));
-}
-
-TEST_F(ProcessStart, TrackedProcessIsRecordedAndRaisesNothing)
-{
-    instance.set(L"Name", textValue(L"OneDrive.exe"));
-
-    indicate(1);
-
-    EXPECT_EQ(g_trackedProcessSeen, 1);
-    EXPECT_EQ(g_trackedProcessIdCount, 1);
-    EXPECT_EQ(g_trackedProcessIds[0], 4711);
+    EXPECT_EQ(clipPending, 1);
     EXPECT_EQ(noOfPids, 0);
-    EXPECT_THAT(machine.writes(), IsEmpty());
-}
-
-TEST_F(ProcessStart, TrackedNameInOtherCaseIsUnlisted)
-{
-    instance.set(L"Name", textValue(L"onedrive.exe"));
-
-    indicate(1);
-
-    EXPECT_EQ(g_trackedProcessSeen, 0);
-    EXPECT_EQ(noOfPids, 1);
-    EXPECT_THAT(machine.writes(), ElementsAre("SET_PERF_PREFERENCE_MAX 10000"));
-}
-
-TEST_F(ProcessStart, ListedProcessStillRaisesTheCeilingWhileEarlierStartsAreNotConsumed)
-{
-    instance.set(L"Name", textValue(L"svchost.exe"));
-    noOfPids = 2;
-
-    indicate(1);
-
-    EXPECT_EQ(noOfPids, 2);
-    EXPECT_THAT(machine.writes(), ElementsAre("SET_PERF_PREFERENCE_MAX 10000"));
-}
-
-TEST_F(ProcessStart, FullPerformanceInForceIsNotSavedAsTheCeilingToReturnTo)
-{
-    instance.set(L"Name", textValue(L"svchost.exe"));
-    appliedPrefMax = 10000;
-    PrevPerf = 2500;
-
-    indicate(1);
-
-    EXPECT_EQ(PrevPerf, 2500);
-}
-
-TEST_F(ProcessStart, CeilingJustBelowFullPerformanceIsSaved)
-{
-    instance.set(L"Name", textValue(L"svchost.exe"));
-    appliedPrefMax = 9999;
-    PrevPerf = 2500;
-
-    indicate(1);
-
-    EXPECT_EQ(PrevPerf, 9999);
-}
-
-TEST_F(ProcessStart, StartsOfSeveralBatchesAddUp)
-{
-    indicate(2);
-    indicate(1);
-
-    EXPECT_EQ(noOfPids, 3);
+    EXPECT_THAT(noted(), IsEmpty());
+    EXPECT_THAT(machine.happened(), IsEmpty());
 }
 
 }  // namespace

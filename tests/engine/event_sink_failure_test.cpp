@@ -1,5 +1,3 @@
-#include "engine/state.h"
-#include "state/state.h"
 #include "tests/engine/process_start.h"
 #include "tests/support/import_swap.h"
 
@@ -29,43 +27,29 @@ DWORD WINAPI someSystemMessage(DWORD, LPCVOID, DWORD, DWORD, LPSTR buffer, DWORD
     return sizeof text - 1;
 }
 
-TEST_F(ProcessStart, ObjectWithoutTargetInstanceIsLoggedAndTheNextPassIsTaken)
+struct TargetRow {
+    const char* failing;
+    const char* line;
+};
+
+class WithoutTarget : public WithRow<ProcessStart, TargetRow> {};
+
+TEST_ROWS(WithoutTarget,
+          ROW(.failing = "event.Get TargetInstance",
+              .line = "4 Failed to get TargetInstance in apObjArray[i]:-2147467259"),
+          ROW(.failing = "instance.QueryInterface",
+              .line = "4 Failed to get IID_IWbemClassObject in TargetInstance:-2147467259"));
+
+TEST_P(WithoutTarget, AnObjectIsLoggedAndThePassOverItLeavesNothingBehind)
 {
-    event.fail(L"TargetInstance", notFound);
-    clipPending = 1;
-
-    EXPECT_EQ(indicate(2), 0);
-
-    EXPECT_THAT(machine.messages(), ElementsAre("4 Failed to get TargetInstance in apObjArray[i]:-2147217406",
-                                                "4 Failed to get TargetInstance in apObjArray[i]:-2147217406"));
-    EXPECT_EQ(PID_Change, 0);
-    EXPECT_EQ(clipPending, 1);
-    EXPECT_THAT(machine.writes(), IsEmpty());
-}
-
-TEST_F(ProcessStart, PassThatFailsLeavesTheMarkThatAnEarlierPassHasSet)
-{
-    int reads = 0;
-    event.beforeGet = [&](const std::wstring&) {
-        if (++reads == 2) event.fail(L"TargetInstance", notFound);
-    };
+    failCalls({ row().failing });
 
     indicate(2);
 
-    EXPECT_EQ(PID_Change, 1);
-    EXPECT_EQ(noOfPids, 1);
-    EXPECT_THAT(machine.writes(), ElementsAre("SET_PERF_PREFERENCE_MAX 10000"));
-}
-
-TEST_F(ProcessStart, TargetThatIsNoClassObjectIsLoggedReleasedAndPassedOver)
-{
-    instance.queried = E_NOINTERFACE;
-
-    EXPECT_EQ(indicate(2), 0);
-
-    EXPECT_THAT(machine.messages(), ElementsAre("4 Failed to get IID_IWbemClassObject in TargetInstance:-2147467262",
-                                                "4 Failed to get IID_IWbemClassObject in TargetInstance:-2147467262"));
+    EXPECT_THAT(machine.messages(), ElementsAre(row().line, row().line));
     EXPECT_EQ(PID_Change, 0);
+    EXPECT_EQ(clipPending, 1);
+    EXPECT_THAT(machine.writes(), IsEmpty());
     EXPECT_EQ(instance.references, 1);
 }
 
@@ -73,11 +57,25 @@ TEST_F(ProcessStart, NullInterfaceAsTargetIsAFailedQueryAndNotFollowed)
 {
     event.set(L"TargetInstance", unknownValue(nullptr));
 
-    EXPECT_EQ(indicate(1), 0);
+    indicate(1);
 
     EXPECT_THAT(machine.messages(),
                 ElementsAre(testing::StartsWith("4 Failed to get IID_IWbemClassObject in TargetInstance:-")));
     EXPECT_EQ(PID_Change, 0);
+}
+
+TEST_F(ProcessStart, PassThatFailsLeavesTheMarkThatAnEarlierPassHasSet)
+{
+    int reads = 0;
+    event.beforeGet = [&] {
+        if (++reads == 2) failCalls({ "event.Get TargetInstance" });
+    };
+
+    indicate(2);
+
+    EXPECT_EQ(PID_Change, 1);
+    EXPECT_EQ(noOfPids, 1);
+    EXPECT_THAT(machine.writes(), ElementsAre(fullPerformance));
 }
 
 TEST_F(ProcessStart, TargetThatIsNoInterfaceEndsTheBatchWithThreeLines)
@@ -85,7 +83,7 @@ TEST_F(ProcessStart, TargetThatIsNoInterfaceEndsTheBatchWithThreeLines)
     const ImportSwap format(__imp_FormatMessageA, &someSystemMessage);
     event.set(L"TargetInstance", numberValue(7));
 
-    EXPECT_EQ(indicate(3), 0);
+    indicate(3);
 
     EXPECT_THAT(machine.messages(), ElementsAre("4 caught _com_error:-2147352571",
                                                 "4 caught Description:", "4 caught ErrorMessage:Type mismatch."));
@@ -94,58 +92,58 @@ TEST_F(ProcessStart, TargetThatIsNoInterfaceEndsTheBatchWithThreeLines)
     EXPECT_THAT(machine.writes(), IsEmpty());
 }
 
-TEST_F(ProcessStart, ErrorCodeWithoutASystemMessageIsDescribedByItsNumber)
-{
-    struct Row {
-        HRESULT code;
-        const char* error;
-        const char* message;
-    };
+struct ErrorCodeRow {
+    HRESULT code;
+    const char* error;
+    const char* message;
+};
 
+class ErrorCode : public WithRow<ProcessStart, ErrorCodeRow> {};
+
+TEST_ROWS(ErrorCode,
+          ROW(.code = static_cast<HRESULT>(0x80020005), .error = "4 caught _com_error:-2147352571",
+              .message = "4 caught ErrorMessage:Unknown error 0x80020005"),
+          ROW(.code = static_cast<HRESULT>(0x80040205), .error = "4 caught _com_error:-2147220987",
+              .message = "4 caught ErrorMessage:IDispatch error #5"));
+
+TEST_P(ErrorCode, WithoutASystemMessageIsDescribedByItsNumber)
+{
     const ImportSwap format(__imp_FormatMessageA, &noSystemMessage);
     const ImportSwap convert(__imp_VariantChangeType, &failingConversion);
     event.set(L"TargetInstance", numberValue(7));
-    for (const Row& row : { Row{ static_cast<HRESULT>(0x80020005), "4 caught _com_error:-2147352571",
-                                 "4 caught ErrorMessage:Unknown error 0x80020005" },
-                            Row{ static_cast<HRESULT>(0x80040205), "4 caught _com_error:-2147220987",
-                                 "4 caught ErrorMessage:IDispatch error #5" } }) {
-        SCOPED_TRACE(row.message);
-        machine.forget();
-        conversionResult = row.code;
+    conversionResult = row().code;
 
-        indicate(1);
+    indicate(1);
 
-        EXPECT_THAT(machine.messages(), ElementsAre(row.error, "4 caught Description:", row.message));
-    }
+    EXPECT_THAT(machine.messages(), ElementsAre(row().error, "4 caught Description:", row().message));
 }
 
 TEST_F(ProcessStart, BatchThatAnErrorEndedStillRaisesTheCeilingForThePassesBefore)
 {
     int reads = 0;
-    event.beforeGet = [&](const std::wstring&) {
+    event.beforeGet = [&] {
         if (++reads == 2) event.set(L"TargetInstance", numberValue(7));
     };
-    clipPending = 1;
 
-    EXPECT_EQ(indicate(3), 0);
+    indicate(3);
 
     EXPECT_EQ(reads, 2);
     EXPECT_EQ(noOfPids, 1);
     EXPECT_EQ(PID_Change, 1);
     EXPECT_EQ(clipPending, 0);
     EXPECT_EQ(PrevPerf, 1200);
-    EXPECT_THAT(machine.writes(), ElementsAre("SET_PERF_PREFERENCE_MAX 10000"));
+    EXPECT_THAT(machine.writes(), ElementsAre(fullPerformance));
 }
 
-TEST_F(ProcessStart, MissingProcessIdIsNoReasonToPassTheProcessOver)
+TEST_F(ProcessStart, MissingProcessIdCountsAsZeroAndIsNoReasonToPassTheProcessOver)
 {
-    instance.fail(L"ProcessId", notFound);
+    failCalls({ "instance.Get ProcessId" });
 
     indicate(1);
 
     EXPECT_EQ(PID_Change, 1);
     EXPECT_EQ(noOfPids, 1);
-    EXPECT_THAT(machine.messages(), ElementsAre(testing::StartsWith("2  Starting pName = NAPID")));
+    EXPECT_THAT(machine.messages(), ElementsAre("2  Starting pName = NAPID0"));
 }
 
 TEST_F(ProcessStart, ProcessIdIsTakenAsASigned32BitNumber)
@@ -158,50 +156,39 @@ TEST_F(ProcessStart, ProcessIdIsTakenAsASigned32BitNumber)
     EXPECT_THAT(machine.messages(), ElementsAre("2  Starting pName = NAPID-5"));
 }
 
-TEST_F(ProcessStart, MissingNameIsLoggedAndTheNameBeforeIsClassifiedAgain)
+struct NameRow {
+    const char* failing = "";
+    VARIANT name = valueOfType(VT_EMPTY);
+    std::vector<std::string> messages;
+};
+
+class WithoutName : public WithRow<ProcessStart, NameRow> {};
+
+TEST_ROWS(WithoutName,
+          ROW(.failing = "instance.Get Name", .messages = { "4 Failed to get Name:-2147467259", startLine }),
+          ROW(.name = valueOfType(VT_NULL), .messages = { startLine }),
+          ROW(.name = unknownValue(nullptr),
+              .messages = { "4 caught _com_error:", "4 caught Description:", "4 caught ErrorMessage:", startLine }));
+
+TEST_P(WithoutName, AProcessIsHandledUnderTheNameBefore)
 {
     setProcessName("OneDrive.exe");
-    instance.fail(L"Name", notFound);
+    failCalls({ row().failing });
+    instance.set(L"Name", row().name);
 
     indicate(1);
 
-    EXPECT_THAT(machine.messages(), ElementsAre("4 Failed to get Name:-2147217406", "2  Starting pName = NAPID4711"));
+    EXPECT_THAT(machine.messages(), testing::ElementsAreArray(row().messages));
     EXPECT_EQ(processName(), "OneDrive.exe");
     EXPECT_EQ(g_trackedProcessIds[0], 4711);
     EXPECT_EQ(noOfPids, 0);
 }
 
-TEST_F(ProcessStart, NullNameLeavesTheNameBeforeWhichIsClassifiedAgain)
-{
-    setProcessName("OneDrive.exe");
-    instance.set(L"Name", valueOfType(VT_NULL));
-
-    indicate(1);
-
-    EXPECT_EQ(processName(), "OneDrive.exe");
-    EXPECT_EQ(g_trackedProcessIdCount, 1);
-    EXPECT_EQ(noOfPids, 0);
-    EXPECT_THAT(machine.messages(), ElementsAre("2  Starting pName = NAPID4711"));
-}
-
-TEST_F(ProcessStart, NameThatCannotBeATextIsLoggedAndTheProcessHandledUnderTheNameBefore)
-{
-    setProcessName("game.exe");
-    instance.set(L"Name", unknownValue(&event));
-
-    indicate(1);
-
-    EXPECT_THAT(machine.messages(), ElementsAre("4 caught _com_error:", "4 caught Description:",
-                                                "4 caught ErrorMessage:", "2  Starting pName = NAPID4711"));
-    EXPECT_EQ(noOfPids, 1);
-    EXPECT_EQ(event.references, 1);
-}
-
 TEST_F(ProcessStart, NoExceptionOfAnyKindReachesWmi)
 {
-    event.beforeGet = [](const std::wstring&) { throw std::runtime_error("out of something"); };
+    event.beforeGet = [] { throw std::runtime_error("out of something"); };
 
-    EXPECT_EQ(indicate(1), 0);
+    indicate(1);
 
     EXPECT_THAT(machine.happened(), IsEmpty());
 }

@@ -1,6 +1,7 @@
 #include "engine/event_sink.h"
 #include "state/state.h"
 #include "tests/engine/fake_wmi.h"
+#include "tests/support/rows.h"
 #include "tests/support/simulated_machine.h"
 
 #include <gmock/gmock.h>
@@ -10,17 +11,23 @@
 namespace kelvane::tests {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAreArray;
+
+using Texts = std::vector<std::string>;
+
+VARIANT arrayValue()
+{
+    VARIANT value = valueOfType(VT_ARRAY | VT_I4);
+    V_ARRAY(&value) = SafeArrayCreateVector(VT_I4, 0, 2);
+    return value;
+}
 
 class ProcessName : public testing::Test {
 protected:
     ProcessName() { setProcessName("before.exe"); }
 
-    ~ProcessName() override { VariantClear(&value); }
-
     // Returns what went to standard output.
-    std::string store(HRESULT hr, const wchar_t* propertyName = L"Name")
+    static std::string store(HRESULT hr, const VARIANT& value, const wchar_t* propertyName = L"Name")
     {
         testing::internal::CaptureStdout();
         storeProcessName(hr, value, propertyName);
@@ -28,127 +35,62 @@ protected:
     }
 
     SimulatedMachine machine;
-    VARIANT value = {};
 };
 
-TEST_F(ProcessName, TextIsStoredAndWrittenBehindThePropertysName)
+const Texts notAText = { "4 caught _com_error:", "4 caught Description:", "4 caught ErrorMessage:" };
+
+struct NameRow {
+    VARIANT value;
+    HRESULT hr = S_OK;
+    const wchar_t* property = L"Name";
+    std::string output;
+    std::string stored = "before.exe";
+    Texts messages = {};
+};
+
+class StoredName : public WithRow<ProcessName, NameRow> {};
+
+TEST_ROWS(StoredName, ROW(.value = textValue(L"game.exe"), .output = "Name: game.exe", .stored = "game.exe"),
+          ROW(.value = textValue(L"x"), .property = L"Caption", .output = "Caption: x", .stored = "x"),
+          ROW(.value = textValue(L""), .output = "Name: ", .stored = ""),
+          ROW(.value = valueOfType(VT_EMPTY), .output = "Name: ", .stored = ""),
+          ROW(.value = numberValue(-42), .output = "Name: -42", .stored = "-42"),
+          ROW(.value = valueOfType(VT_NULL), .output = "Name: Name is null.\n"),
+          // a null text is a failed reading, and not followed
+          ROW(.value = valueOfType(VT_BSTR), .output = "", .messages = { "4 Failed to get Name:0" }),
+          // the value of a failed reading is not looked at
+          ROW(.value = textValue(L"game.exe"), .hr = static_cast<HRESULT>(0x80041002), .output = "",
+              .messages = { "4 Failed to get Name:-2147217406" }),
+          ROW(.value = textValue(L"game.exe"), .hr = S_FALSE, .output = "Name: game.exe", .stored = "game.exe"),
+          // no text can be made of these
+          ROW(.value = unknownValue(nullptr), .output = "Name: ", .messages = notAText),
+          ROW(.value = arrayValue(), .output = "Name: ", .messages = notAText));
+
+TEST_P(StoredName, IsWrittenBehindThePropertysNameAndReplacesTheNameBeforeUnlessThereIsNone)
 {
-    value = textValue(L"game.exe");
+    EXPECT_EQ(store(row().hr, row().value, row().property), row().output);
 
-    EXPECT_EQ(store(S_OK), "Name: game.exe");
-
-    EXPECT_EQ(processName(), "game.exe");
-    EXPECT_THAT(machine.messages(), IsEmpty());
+    EXPECT_EQ(processName(), row().stored);
+    EXPECT_THAT(machine.messages(), ElementsAreArray(row().messages));
 }
 
-TEST_F(ProcessName, PropertysNameIsWrittenAsGiven)
-{
-    value = textValue(L"x");
-
-    EXPECT_EQ(store(S_OK, L"Caption"), "Caption: x");
-}
-
-TEST_F(ProcessName, EmptyTextIsAName)
-{
-    value = textValue(L"");
-
-    EXPECT_EQ(store(S_OK), "Name: ");
-
-    EXPECT_EQ(processName(), "");
-}
-
-TEST_F(ProcessName, NullTextIsAFailedReadingAndNotFollowed)
-{
-    value = valueOfType(VT_BSTR);
-
-    EXPECT_EQ(store(S_OK), "");
-
-    EXPECT_EQ(processName(), "before.exe");
-    EXPECT_THAT(machine.messages(), ElementsAre("4 Failed to get Name:0"));
-}
-
-TEST_F(ProcessName, NullValueIsNamedAndLeavesTheNameAsItWas)
-{
-    value = valueOfType(VT_NULL);
-
-    EXPECT_EQ(store(S_OK), "Name: Name is null.\n");
-
-    EXPECT_EQ(processName(), "before.exe");
-    EXPECT_THAT(machine.messages(), IsEmpty());
-}
-
-TEST_F(ProcessName, EmptyValueConvertsToTheEmptyName)
-{
-    value = valueOfType(VT_EMPTY);
-
-    EXPECT_EQ(store(S_OK), "Name: ");
-
-    EXPECT_EQ(processName(), "");
-}
-
-TEST_F(ProcessName, NumberConvertsToItsDigits)
-{
-    value = numberValue(-42);
-
-    EXPECT_EQ(store(S_OK), "Name: -42");
-
-    EXPECT_EQ(processName(), "-42");
-}
-
-TEST_F(ProcessName, InterfaceDoesNotConvert)
+TEST_F(ProcessName, InterfaceThatDoesNotConvertIsGivenBack)
 {
     FakeUnknown object("object");
-    for (IUnknown* const held : { static_cast<IUnknown*>(&object), static_cast<IUnknown*>(nullptr) }) {
-        SCOPED_TRACE(held == nullptr);
-        value = unknownValue(held);
-        machine.forget();
+    VARIANT value = unknownValue(&object);
 
-        EXPECT_EQ(store(S_OK), "Name: ");
-
-        EXPECT_EQ(processName(), "before.exe");
-        EXPECT_THAT(machine.messages(),
-                    ElementsAre("4 caught _com_error:", "4 caught Description:", "4 caught ErrorMessage:"));
-        VariantClear(&value);
-    }
-    EXPECT_EQ(object.references, 0);
-}
-
-TEST_F(ProcessName, ArrayDoesNotConvert)
-{
-    value = valueOfType(VT_ARRAY | VT_I4);
-    V_ARRAY(&value) = SafeArrayCreateVector(VT_I4, 0, 2);
-
-    store(S_OK);
+    EXPECT_EQ(store(S_OK, value), "Name: ");
 
     EXPECT_EQ(processName(), "before.exe");
-    EXPECT_THAT(machine.messages(),
-                ElementsAre("4 caught _com_error:", "4 caught Description:", "4 caught ErrorMessage:"));
-}
-
-TEST_F(ProcessName, FailedReadingIsLoggedWithItsSignedResultAndItsValueNotLookedAt)
-{
-    value = textValue(L"game.exe");
-
-    EXPECT_EQ(store(notFound), "");
-
-    EXPECT_EQ(processName(), "before.exe");
-    EXPECT_THAT(machine.messages(), ElementsAre("4 Failed to get Name:-2147217406"));
-}
-
-TEST_F(ProcessName, ReadingThatSucceededWithAWarningCounts)
-{
-    value = textValue(L"game.exe");
-
-    store(S_FALSE);
-
-    EXPECT_EQ(processName(), "game.exe");
+    EXPECT_THAT(machine.messages(), ElementsAreArray(notAText));
+    EXPECT_EQ(object.references, 1);
 }
 
 TEST_F(ProcessName, CallersValueIsLeftAsItWas)
 {
-    value = textValue(L"game.exe");
+    const VARIANT value = textValue(L"game.exe");
 
-    store(S_OK);
+    store(S_OK, value);
 
     EXPECT_EQ(V_VT(&value), VT_BSTR);
     EXPECT_EQ(std::wstring(V_BSTR(&value)), L"game.exe");
@@ -172,36 +114,30 @@ TEST_F(ProcessName, ReadersAndClearersNeverSeeHalfAName)
     EXPECT_EQ(torn, 0);
 }
 
-TEST(SinkStatus, CompletionIsPrintedWithItsResultInHexadecimal)
+struct StatusRow {
+    LONG flags;
+    HRESULT result;
+    const char* output;
+};
+
+class SinkStatus : public WithRow<testing::Test, StatusRow> {};
+
+TEST_ROWS(SinkStatus,
+          ROW(.flags = 0, .result = static_cast<HRESULT>(0x80041032),
+              .output = "Call complete. hResult = 0x80041032\n"),
+          ROW(.flags = 0, .result = 0, .output = "Call complete. hResult = 0x0\n"),
+          ROW(.flags = 2, .result = 5, .output = "Call in progress.\n"), ROW(.flags = 1, .result = 5, .output = ""),
+          ROW(.flags = 3, .result = 5, .output = ""), ROW(.flags = 4, .result = 5, .output = ""),
+          ROW(.flags = 256, .result = 5, .output = ""), ROW(.flags = -1, .result = 5, .output = ""));
+
+TEST_P(SinkStatus, IsPrintedOnCompletionAndProgress)
 {
     EventSink sink;
     testing::internal::CaptureStdout();
 
-    EXPECT_EQ(sink.SetStatus(0, static_cast<HRESULT>(0x80041032), nullptr, nullptr), 0);
-    EXPECT_EQ(sink.SetStatus(0, 0, nullptr, nullptr), 0);
+    EXPECT_EQ(sink.SetStatus(row().flags, row().result, nullptr, nullptr), 0);
 
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Call complete. hResult = 0x80041032\nCall complete. hResult = 0x0\n");
-}
-
-TEST(SinkStatus, ProgressIsPrintedWithoutItsResult)
-{
-    EventSink sink;
-    testing::internal::CaptureStdout();
-
-    EXPECT_EQ(sink.SetStatus(2, 5, nullptr, nullptr), 0);
-
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Call in progress.\n");
-}
-
-TEST(SinkStatus, AnythingElsePrintsNothing)
-{
-    EventSink sink;
-    testing::internal::CaptureStdout();
-
-    for (const LONG flags : { 1, 3, 4, 256, -1 }) EXPECT_EQ(sink.SetStatus(flags, E_FAIL, nullptr, nullptr), 0);
-
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), row().output);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The imports of ole32 that the engine calls.
 #include "tests/engine/fake_com.h"
 #include "simulator/platform/import_slots.h"
+#include "tests/support/failing_calls.h"
 
 namespace kelvane::tests {
 
@@ -15,8 +16,9 @@ std::string text(const void* pointer) { return pointer ? ", not null" : ", null"
 HRESULT WINAPI fakeInitialize(LPVOID reserved, DWORD model)
 {
     note("CoInitializeEx" + text(reserved) + text(model));
+    if (callFails("CoInitializeEx")) return E_FAIL;
     if (com->onInitialize) com->onInitialize();
-    return com->initialized;
+    return com->answer;
 }
 
 HRESULT WINAPI fakeSecurity(PSECURITY_DESCRIPTOR descriptor, LONG count, SOLE_AUTHENTICATION_SERVICE* services,
@@ -25,7 +27,7 @@ HRESULT WINAPI fakeSecurity(PSECURITY_DESCRIPTOR descriptor, LONG count, SOLE_AU
 {
     note("CoInitializeSecurity" + text(descriptor) + ", " + std::to_string(count) + text(services) + text(reserved) +
          text(authentication) + text(impersonation) + text(list) + text(capabilities) + text(alsoReserved));
-    return com->secured;
+    return callFails("CoInitializeSecurity") ? E_FAIL : com->answer;
 }
 
 HRESULT WINAPI fakeBlanket(IUnknown* proxy, DWORD authentication, DWORD authorization, OLECHAR* principal, DWORD level,
@@ -34,38 +36,26 @@ HRESULT WINAPI fakeBlanket(IUnknown* proxy, DWORD authentication, DWORD authoriz
     note("CoSetProxyBlanket" + std::string(proxy == &com->services ? ", services" : ", ?") + text(authentication) +
          text(authorization) + text(principal) + text(level) + text(impersonation) + text(identity) +
          text(capabilities));
-    return com->blanketSet;
+    return callFails("CoSetProxyBlanket") ? E_FAIL : com->answer;
 }
-
-void WINAPI fakeUninitialize() { note("CoUninitialize"); }
-
-}  // namespace
 
 HRESULT WINAPI fakeCreateInstance(REFCLSID classId, IUnknown* outer, DWORD context, REFIID interfaceId, void** result)
 {
     const bool locator = classId == CLSID_WbemLocator && interfaceId == IID_IWbemLocator;
     const bool apartment = classId == CLSID_UnsecuredApartment && interfaceId == IID_IUnsecuredApartment;
-    note("CoCreateInstance" +
-         std::string(locator     ? ", locator"
-                     : apartment ? ", apartment"
-                                 : ", ?") +
-         text(outer) + text(context));
-    return com->handOut(interfaceId, result);
+    const std::string call = locator     ? "CoCreateInstance, locator"
+                             : apartment ? "CoCreateInstance, apartment"
+                                         : "CoCreateInstance, ?";
+    note(call + text(outer) + text(context));
+    if (callFails(call)) return E_FAIL;
+    if (locator) handOut(com->locator, result);
+    if (apartment) handOut(com->apartment, result);
+    return apartment ? com->apartmentAnswer : com->answer;
 }
 
-HRESULT FakeCom::handOut(const IID& interfaceId, void** result)
-{
-    if (interfaceId == IID_IWbemLocator) {
-        if (FAILED(locatorCreated) || noLocator) return locatorCreated;
-        locator.AddRef();
-        *result = &locator;
-        return locatorCreated;
-    }
-    if (noApartment) return apartmentCreated;
-    apartment.AddRef();
-    *result = &apartment;
-    return apartmentCreated;
-}
+void WINAPI fakeUninitialize() { note("CoUninitialize"); }
+
+}  // namespace
 
 FakeCom::FakeCom()
     : initialize(__imp_CoInitializeEx, &fakeInitialize), secure(__imp_CoInitializeSecurity, &fakeSecurity),
@@ -75,19 +65,16 @@ FakeCom::FakeCom()
     com = this;
     locator.services = &services;
     apartment.stub = &stub;
-    stub.onQuery = [this](REFIID, void** result) {
-        if (noStubSink) return E_NOINTERFACE;
-        stubSink.AddRef();
-        *result = &stubSink;
-        return S_OK;
-    };
+    stub.onQuery = [this](void** result) { return handOut(stubSink, result); };
 }
 
 FakeCom::~FakeCom() { com = nullptr; }
 
 int FakeCom::heldReferences() const
 {
-    return locator.references + services.references + apartment.references + stub.references + stubSink.references;
+    int held = 0;
+    for (const FakeObject* const object : objects) held += object->references;
+    return held;
 }
 
 }  // namespace kelvane::tests

@@ -1,6 +1,7 @@
 // tests/engine/fake_com.h: COM and WMI under one or several runs of the engine.
 //
-// Every call is noted with its arguments. All succeed until a test says otherwise.
+// Every call is noted with its arguments, and asks failing_calls.h under its name; "CoCreateInstance, locator" and
+// "CoCreateInstance, apartment" are two.
 #pragma once
 
 #include "tests/engine/fake_wmi.h"
@@ -8,6 +9,7 @@
 
 #include <wbemidl.h>
 
+#include <array>
 #include <functional>
 
 namespace kelvane::tests {
@@ -19,14 +21,8 @@ public:
     FakeCom(const FakeCom&) = delete;
     FakeCom& operator=(const FakeCom&) = delete;
 
-    HRESULT initialized = S_OK;
-    HRESULT secured = S_OK;
-    HRESULT locatorCreated = S_OK;
-    HRESULT apartmentCreated = S_OK;
-    HRESULT blanketSet = S_OK;
-    bool noLocator = false;    // null, whatever the result is
-    bool noApartment = false;  // the same
-    bool noStubSink = false;
+    HRESULT answer = S_OK;           // of the calls of COM that do not fail
+    HRESULT apartmentAnswer = S_OK;  // of the one that makes the apartment
     std::function<void()> onInitialize;
 
     FakeLocator locator{ "locator" };
@@ -34,15 +30,12 @@ public:
     FakeApartment apartment{ "apartment" };
     FakeUnknown stub{ "stub" };
     FakeSink stubSink{ "stubSink" };
+    const std::array<FakeObject*, 5> objects = { &locator, &services, &apartment, &stub, &stubSink };
 
     // References that the engine still holds on any of the five objects.
     int heldReferences() const;
 
 private:
-    HRESULT handOut(const IID& interfaceId, void** result);
-
-    friend HRESULT WINAPI fakeCreateInstance(REFCLSID, IUnknown*, DWORD, REFIID, void**);
-
     template<class Function>
     using Swap = ImportSwap<Function>;
 

@@ -11,6 +11,8 @@ namespace {
 // The length counts that stands before the text, as only a real BSTR has it.
 std::string textOf(const BSTR text) { return text ? toAnsi({ text, SysStringLen(text) }) : "null"; }
 
+std::string nameOf(IWbemObjectSink* sink) { return sink ? static_cast<FakeSink*>(sink)->name : "null"; }
+
 std::string nullOrNot(const void* pointer) { return pointer ? "not null" : "null"; }
 
 }  // namespace
@@ -19,24 +21,21 @@ STDMETHODIMP FakeUnknown::QueryInterface(REFIID riid, void** ppv)
 {
     note(name + ".QueryInterface " + (riid == IID_IWbemObjectSink ? "IWbemObjectSink" : "?"));
     if (callFails(name + ".QueryInterface")) return E_FAIL;
-    return onQuery ? onQuery(riid, ppv) : E_NOINTERFACE;
+    return onQuery ? onQuery(ppv) : E_NOINTERFACE;
 }
 
 STDMETHODIMP FakeServices::CancelAsyncCall(IWbemObjectSink* sink)
 {
-    note(name + ".CancelAsyncCall " + (sink ? static_cast<FakeSink*>(sink)->name : "null"));
-    if (callFails(name + ".CancelAsyncCall")) return E_FAIL;
-    return cancelled;
+    note(name + ".CancelAsyncCall " + nameOf(sink));
+    return callFails(name + ".CancelAsyncCall") ? E_FAIL : answer;
 }
 
 STDMETHODIMP FakeServices::ExecNotificationQueryAsync(const BSTR language, const BSTR query, LONG flags,
                                                       IWbemContext* context, IWbemObjectSink* sink)
 {
     note(name + ".ExecNotificationQueryAsync " + textOf(language) + ", " + textOf(query) + ", " +
-         std::to_string(flags) + ", " + nullOrNot(context) + ", " +
-         (sink ? static_cast<FakeSink*>(sink)->name : "null"));
-    if (callFails(name + ".ExecNotificationQueryAsync")) return E_FAIL;
-    return queried;
+         std::to_string(flags) + ", " + nullOrNot(context) + ", " + nameOf(sink));
+    return callFails(name + ".ExecNotificationQueryAsync") ? E_FAIL : answer;
 }
 
 STDMETHODIMP FakeLocator::ConnectServer(const BSTR resource, const BSTR user, const BSTR password, const BSTR locale,
@@ -46,11 +45,8 @@ STDMETHODIMP FakeLocator::ConnectServer(const BSTR resource, const BSTR user, co
          textOf(locale) + ", " + std::to_string(flags) + ", " + textOf(authority) + ", " + nullOrNot(context));
     if (callFails(name + ".ConnectServer")) return E_FAIL;
     slotOfCaller = result;
-    if (SUCCEEDED(connected) && services) {
-        services->AddRef();
-        *result = services;
-    }
-    return connected;
+    handOut(*services, result);
+    return answer;
 }
 
 STDMETHODIMP FakeApartment::CreateObjectStub(IUnknown* object, IUnknown** result)
@@ -59,54 +55,38 @@ STDMETHODIMP FakeApartment::CreateObjectStub(IUnknown* object, IUnknown** result
     wrapped = object;
     object->AddRef();
     note(name + ".CreateObjectStub, sink's references " + std::to_string(object->Release()));
-    if (stub) {
-        stub->AddRef();
-        *result = stub;
-    }
+    handOut(*stub, result);
     return answer;
 }
 
 FakeClassObject::~FakeClassObject()
 {
-    for (auto& [property, held] : properties) VariantClear(&held.value);
+    for (auto& [property, value] : properties) VariantClear(&value);
 }
 
 STDMETHODIMP FakeClassObject::QueryInterface(REFIID riid, void** ppv)
 {
     if (callFails(name + ".QueryInterface")) return E_FAIL;
-    if (FAILED(queried)) return queried;
-    if (riid != IID_IWbemClassObject) return E_NOINTERFACE;
-    AddRef();
-    *ppv = static_cast<IWbemClassObject*>(this);
-    return S_OK;
+    return riid == IID_IWbemClassObject ? handOut(*this, ppv) : E_NOINTERFACE;
 }
 
 STDMETHODIMP FakeClassObject::Get(LPCWSTR property, LONG flags, VARIANT* value, CIMTYPE* type, LONG* flavor)
 {
     note(name + ".Get " + toAnsi(property) + ", " + std::to_string(flags) + ", " + nullOrNot(type) + ", " +
          nullOrNot(flavor));
+    if (beforeGet) beforeGet();
     if (callFails(name + ".Get " + toAnsi(property))) return E_FAIL;
-    if (beforeGet) beforeGet(property);
-    const auto found = properties.find(property);
-    if (found == properties.end()) return notFound;
-    if (FAILED(found->second.result)) return found->second.result;
-    if (V_VT(&found->second.value) == VT_BSTR && !V_BSTR(&found->second.value)) {
-        *value = found->second.value;  // VariantCopy would make an empty text of it
-        return S_OK;
-    }
-    return VariantCopy(value, &found->second.value);
+    VARIANT& held = properties.at(property);
+    if (V_VT(&held) != VT_BSTR || V_BSTR(&held)) return VariantCopy(value, &held);
+    *value = held;  // VariantCopy would make an empty text of it
+    return S_OK;
 }
 
 void FakeClassObject::set(const std::wstring& property, const VARIANT& value)
 {
-    VariantClear(&properties[property].value);
-    properties[property] = { S_OK, value };
-}
-
-void FakeClassObject::fail(const std::wstring& property, HRESULT result)
-{
-    set(property, valueOfType(VT_EMPTY));
-    properties[property].result = result;
+    VARIANT& held = properties[property];
+    VariantClear(&held);
+    held = value;
 }
 
 VARIANT textValue(const wchar_t* text)

@@ -1,7 +1,8 @@
 // tests/engine/fake_wmi.h: WMI's objects as far as the service calls them.
 //
 // They belong to the test and never delete themselves: `references` counts what the service holds, 0 at first. Calls
-// are noted as "NAME.Method arguments", releases as "release NAME".
+// are noted as "NAME.Method arguments", releases as "release NAME"; those that can fail ask failing_calls.h under the
+// name "NAME.Method".
 #pragma once
 
 #include "simulator/platform/unused_wmi.h"
@@ -13,12 +14,19 @@
 
 namespace kelvane::tests {
 
-constexpr auto notFound = static_cast<HRESULT>(0x80041002);  // WBEM_E_NOT_FOUND: -2147217406
+struct FakeObject {
+    explicit FakeObject(std::string objectName) : name(std::move(objectName)) {}
+
+    const std::string name;
+    int references = 0;
+    HRESULT answer = S_OK;  // of its calls that do not fail
+    bool missing = false;   // null is handed out in its place
+};
 
 template<class Interface>
-class Counted : public Interface {
+class Counted : public Interface, public FakeObject {
 public:
-    explicit Counted(std::string objectName) : name(std::move(objectName)) {}
+    using FakeObject::FakeObject;
 
     STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(++references); }
 
@@ -29,10 +37,17 @@ public:
     }
 
     STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-
-    const std::string name;
-    int references = 0;
 };
+
+// What a call does that hands an object to its caller.
+template<class Object, class Interface>
+HRESULT handOut(Object& object, Interface** result)
+{
+    if (object.missing) return S_OK;
+    object.AddRef();
+    *result = &object;
+    return S_OK;
+}
 
 class FakeUnknown : public Counted<IUnknown> {
 public:
@@ -40,7 +55,7 @@ public:
 
     STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override;
 
-    std::function<HRESULT(REFIID riid, void** ppv)> onQuery;
+    std::function<HRESULT(void** ppv)> onQuery;
 };
 
 class FakeSink : public Counted<IWbemObjectSink> {
@@ -59,10 +74,6 @@ public:
     STDMETHODIMP CancelAsyncCall(IWbemObjectSink* sink) override;
     STDMETHODIMP ExecNotificationQueryAsync(const BSTR language, const BSTR query, LONG flags, IWbemContext* context,
                                             IWbemObjectSink* sink) override;
-
-    HRESULT queried = S_OK;
-    HRESULT cancelled = S_OK;
-    IWbemObjectSink* sinkOfQuery = nullptr;
 };
 
 class FakeLocator : public Counted<IWbemLocator> {
@@ -72,8 +83,7 @@ public:
     STDMETHODIMP ConnectServer(const BSTR resource, const BSTR user, const BSTR password, const BSTR locale, LONG flags,
                                const BSTR authority, IWbemContext* context, IWbemServices** result) override;
 
-    HRESULT connected = S_OK;
-    FakeServices* services = nullptr;        // what is handed out, if the connection succeeds
+    FakeServices* services = nullptr;        // what is handed out
     IWbemServices** slotOfCaller = nullptr;  // where it was put
 };
 
@@ -81,17 +91,16 @@ class FakeApartment : public Counted<IUnsecuredApartment> {
 public:
     using Counted::Counted;
 
-    STDMETHODIMP CreateObjectStub(IUnknown* object, IUnknown** stub) override;
+    STDMETHODIMP CreateObjectStub(IUnknown* object, IUnknown** result) override;
 
-    HRESULT answer = S_OK;
-    FakeUnknown* stub = nullptr;
+    FakeUnknown* stub = nullptr;  // what is handed out
     IUnknown* wrapped = nullptr;
 };
 
 // An object with properties. "NAME.Get PROPERTY" is noted.
 class FakeClassObject : public simulator::UnusedClassObject<Counted<IWbemClassObject>> {
 public:
-    explicit FakeClassObject(const std::string& objectName) : UnusedClassObject(objectName) {}
+    using UnusedClassObject::UnusedClassObject;
 
     ~FakeClassObject();
     FakeClassObject(const FakeClassObject&) = delete;
@@ -101,18 +110,11 @@ public:
     STDMETHODIMP Get(LPCWSTR property, LONG flags, VARIANT* value, CIMTYPE* type, LONG* flavor) override;
 
     void set(const std::wstring& property, const VARIANT& value);  // takes the value over
-    void fail(const std::wstring& property, HRESULT result);
 
-    HRESULT queried = S_OK;  // of QueryInterface
-    std::function<void(const std::wstring&)> beforeGet;
+    std::function<void()> beforeGet;
 
 private:
-    struct Property {
-        HRESULT result;
-        VARIANT value;
-    };
-
-    std::map<std::wstring, Property> properties;
+    std::map<std::wstring, VARIANT> properties;
 };
 
 VARIANT textValue(const wchar_t* text);

@@ -5,13 +5,19 @@
 
 #include "controller/state.h"
 #include "engine/event_sink.h"
+#include "engine/state.h"
 #include "state/state.h"
 #include "tests/engine/fake_wmi.h"
+#include "tests/support/failing_calls.h"
+#include "tests/support/rows.h"
 #include "tests/support/simulated_machine.h"
 
 #include <gmock/gmock.h>
 
 namespace kelvane::tests {
+
+constexpr char startLine[] = "2  Starting pName = NAPID4711";
+constexpr char fullPerformance[] = "SET_PERF_PREFERENCE_MAX 10000";
 
 class ProcessStart : public testing::Test {
 protected:
@@ -22,14 +28,15 @@ protected:
         instance.set(L"ProcessId", numberValue(4711));
         appliedPrefMax = 1200;
         minPrefReset = 0;
+        clipPending = 1;
         forgetNotes();
     }
 
     // A batch of `objectCount` in which every object but the first would crash when touched.
-    HRESULT indicate(LONG objectCount)
+    void indicate(LONG objectCount)
     {
         IWbemClassObject* objects[] = { &event };
-        return sink.Indicate(objectCount, objects);
+        EXPECT_EQ(sink.Indicate(objectCount, objects), 0);
     }
 
     SimulatedMachine machine;

@@ -5,6 +5,7 @@
 #include "state/state.h"
 #include "tests/engine/fake_event_service.h"
 #include "tests/support/call_list.h"
+#include "tests/support/rows.h"
 
 #include <gmock/gmock.h>
 
@@ -13,20 +14,21 @@ namespace kelvane::tests {
 constexpr std::uint64_t noFrameworkSession = 0xFFFFFFFFFFFFFFFF;
 const auto standbyEvent = reinterpret_cast<EVT_HANDLE>(0xE7);  // 231
 
+// Without a session, so that an exit is counted.
 class Standby : public testing::Test {
 protected:
     Standby()
     {
         noteLog();
-        g_sessionHandle = 5;
+        g_sessionHandle = noFrameworkSession;
         SetLastError(0);
     }
 
-    // The event as the log renders it.
-    static void deliver(const std::wstring& eventId)
+    // The event, as the log renders it.
+    static DWORD deliver(const std::wstring& xml)
     {
-        eventService.setXml(L"<Event><System><EventID>" + eventId + L"</EventID></System></Event>");
-        SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, standbyEvent);
+        eventService.setXml(xml);
+        return SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, standbyEvent);
     }
 };
 

@@ -1,14 +1,16 @@
 #include "simulator/replay/recorded_log.h"
-#include "state/state.h"
 #include "tests/engine/standby_event.h"
 
 namespace kelvane::tests {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
+
+using Texts = std::vector<std::string>;
+
+constexpr wchar_t entryXml[] = L"<Event><System><EventID>506</EventID></System></Event>";
+constexpr wchar_t exitXml[] = L"<Event><System><EventID>507</EventID></System></Event>";
 
 TEST_F(Standby, SubscriptionIsForTheTwoEventsOfTheSystemChannel)
 {
@@ -16,123 +18,84 @@ TEST_F(Standby, SubscriptionIsForTheTwoEventsOfTheSystemChannel)
     EXPECT_EQ(std::wstring(standbyQuery), L"(*[System[(EventID=\"506\") or (EventID=\"507\")]])");
 }
 
-TEST_F(Standby, EntryWhileTheEngineRunsWithASessionAsksScalingToStop)
+struct EntryRow {
+    int engineState = 3;
+    std::uint64_t session = 5;
+    std::uint8_t stopDone = 1;
+    bool stopsScaling = true;
+};
+
+class Entry : public WithRow<Standby, EntryRow> {};
+
+TEST_ROWS(Entry, ROW(.session = 5), ROW(.session = 0), ROW(.session = noFrameworkSession, .stopsScaling = false),
+          ROW(.engineState = 0, .stopsScaling = false), ROW(.engineState = 2, .stopsScaling = false),
+          ROW(.stopDone = 0, .stopsScaling = false));
+
+TEST_P(Entry, AsksScalingToStopWhileTheEngineRunsWithASessionAndIsNotStopping)
 {
+    g_engineState = row().engineState;
+    g_sessionHandle = row().session;
+    g_stopDone = row().stopDone;
     g_serviceStopping = 1;
     g_loopStopEnabled = 0;
 
-    deliver(L"506");
+    deliver(entryXml);
 
-    EXPECT_THAT(notedOf("log 0"), ElementsAre("log 0 Entering MS-506 "));
-    EXPECT_EQ(g_engineState, 0);
-    EXPECT_EQ(g_serviceStopping, 0);
-    EXPECT_EQ(g_reportPerfFailures, 0);
-    EXPECT_EQ(g_loopStopEnabled, 1);
+    EXPECT_EQ(notedOf("log"), row().stopsScaling ? Texts{ "log 0 Entering MS-506 " } : Texts{});
+    EXPECT_EQ(g_engineState, row().stopsScaling ? 0 : row().engineState);
+    EXPECT_EQ(g_serviceStopping, row().stopsScaling ? 0 : 1);
+    EXPECT_EQ(g_reportPerfFailures, row().stopsScaling ? 0 : 1);
+    EXPECT_EQ(g_loopStopEnabled, row().stopsScaling ? 1 : 0);
     EXPECT_EQ(g_standbyExitCount, 0);
 }
 
-TEST_F(Standby, EntryChangesNothingUnlessTheEngineRunsWithASessionAndIsNotStopping)
+struct ExitRow {
+    std::uint64_t session = noFrameworkSession;
+    std::uint8_t stopDone = 1;
+    std::uint8_t sessionOpen = 1;
+    int counted = 0;
+};
+
+class Exit : public WithRow<Standby, ExitRow> {};
+
+TEST_ROWS(Exit, ROW(.session = noFrameworkSession, .counted = 2), ROW(.session = 5), ROW(.stopDone = 0),
+          ROW(.sessionOpen = 0));
+
+TEST_P(Exit, IsCountedUnlessASessionIsOpenOrTheLoopStartsOrStops)
 {
-    struct Row {
-        const char* why;
-        int engineState;
-        std::uint64_t session;
-        std::uint8_t stopDone;
-    };
+    g_sessionHandle = row().session;
+    g_stopDone = row().stopDone;
+    g_sessionOpen = row().sessionOpen;
 
-    for (const Row& row : { Row{ "engine not running", 0, 5, 1 }, Row{ "engine in another state", 2, 5, 1 },
-                            Row{ "no session", 3, noFrameworkSession, 1 }, Row{ "already stopping", 3, 5, 0 } }) {
-        SCOPED_TRACE(row.why);
-        g_engineState = row.engineState;
-        g_sessionHandle = row.session;
-        g_stopDone = row.stopDone;
-        g_serviceStopping = 1;
-        g_reportPerfFailures = 1;
-        g_loopStopEnabled = 0;
+    deliver(exitXml);
+    deliver(exitXml);
 
-        deliver(L"506");
-
-        EXPECT_THAT(notedOf("log 0"), IsEmpty());
-        EXPECT_EQ(g_engineState, row.engineState);
-        EXPECT_EQ(g_serviceStopping, 1);
-        EXPECT_EQ(g_reportPerfFailures, 1);
-        EXPECT_EQ(g_loopStopEnabled, 0);
-        EXPECT_EQ(g_standbyExitCount, 0);
-    }
-}
-
-TEST_F(Standby, SessionZeroIsASession)
-{
-    g_sessionHandle = 0;
-
-    deliver(L"506");
-
-    EXPECT_EQ(g_engineState, 0);
-}
-
-TEST_F(Standby, ExitWithoutASessionIsCounted)
-{
-    g_sessionHandle = noFrameworkSession;
-
-    deliver(L"507");
-    deliver(L"507");
-
-    EXPECT_EQ(g_standbyExitCount, 2);
+    EXPECT_EQ(g_standbyExitCount, row().counted);
     EXPECT_EQ(g_engineState, 3);
     EXPECT_EQ(g_reportPerfFailures, 1);
 }
 
-TEST_F(Standby, ExitWhileASessionIsOpenOrTheLoopStartsOrStopsIsNotCounted)
-{
-    struct Row {
-        const char* why;
-        std::uint64_t session;
-        std::uint8_t stopDone;
-        std::uint8_t sessionOpen;
-    };
-
-    for (const Row& row : { Row{ "a session is open", 5, 1, 1 }, Row{ "stopping", noFrameworkSession, 0, 1 },
-                            Row{ "the loop is starting", noFrameworkSession, 1, 0 } }) {
-        SCOPED_TRACE(row.why);
-        g_sessionHandle = row.session;
-        g_stopDone = row.stopDone;
-        g_sessionOpen = row.sessionOpen;
-
-        deliver(L"507");
-
-        EXPECT_EQ(g_standbyExitCount, 0);
-    }
-}
-
 TEST_F(Standby, TextWithBothIdentifiersCountsAsEntryOnly)
 {
-    g_sessionHandle = noFrameworkSession;
-
-    deliver(L"507</EventID><EventID>506");
+    deliver(L"<EventID>507</EventID><EventID>506</EventID>");
 
     EXPECT_EQ(g_standbyExitCount, 0);
 }
 
 TEST_F(Standby, IdentifiersAreFoundByTheirExactTextAlone)
 {
-    g_sessionHandle = noFrameworkSession;
     for (const wchar_t* const id : { L"508", L"5070", L"1507", L" 507", L"507 ", L"" }) {
-        deliver(id);
+        deliver(L"<Event><System><EventID>" + std::wstring(id) + L"</EventID></System></Event>");
     }
-    eventService.setXml(L"<eventid>507</eventid>");
-    SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, standbyEvent);
-    eventService.setXml(L"<EventID Qualifiers=''>507</EventID>");
-    SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, standbyEvent);
+    deliver(L"<eventid>507</eventid>");
+    deliver(L"<EventID Qualifiers=''>507</EventID>");
 
     EXPECT_EQ(g_standbyExitCount, 0);
 }
 
 TEST_F(Standby, IdentifierAtTheVeryStartOfTheTextIsFound)
 {
-    g_sessionHandle = noFrameworkSession;
-    eventService.setXml(L"<EventID>507</EventID>");
-
-    SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, standbyEvent);
+    deliver(L"<EventID>507</EventID>");
 
     EXPECT_EQ(g_standbyExitCount, 1);
 }
@@ -170,19 +133,16 @@ TEST_F(Standby, ExceptionIsKeptFromTheThreadOfTheEventLogAndIsWantOfMemory)
 
 TEST_F(Standby, DeliveryThatLeavesNoErrorIsASuccess)
 {
-    eventService.setXml(L"<EventID>508</EventID>");
+    EXPECT_EQ(deliver(L"<EventID>508</EventID>"), 0U);
 
-    EXPECT_EQ(SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, standbyEvent), 0U);
-
-    EXPECT_THAT(noted(), Not(Contains("log 4 SubscriptionCallback is failed with out ERROR_SUCCESS ")));
+    EXPECT_THAT(notedOf("log"), IsEmpty());
 }
 
 TEST_F(Standby, DeliveryThatLeavesAnErrorIsLoggedAndItsStatusReturned)
 {
-    eventService.setXml(L"<EventID>508</EventID>");
     eventService.errorAfterSuccess = 122;
 
-    EXPECT_EQ(SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, standbyEvent), 14U);
+    EXPECT_EQ(deliver(L"<EventID>508</EventID>"), 14U);
 
     EXPECT_THAT(notedOf("log"), ElementsAre("log 4 SubscriptionCallback is failed with out ERROR_SUCCESS "));
 }

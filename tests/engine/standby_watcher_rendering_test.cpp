@@ -1,4 +1,3 @@
-#include "state/state.h"
 #include "tests/engine/standby_event.h"
 #include "tests/engine/watched_buffer.h"
 
@@ -16,11 +15,7 @@ constexpr std::size_t exitBytes = 43 * sizeof(wchar_t);
 
 class Rendering : public Standby {
 protected:
-    Rendering()
-    {
-        g_sessionHandle = noFrameworkSession;
-        eventService.setXml(exitXml);
-    }
+    Rendering() { eventService.setXml(exitXml); }
 };
 
 TEST_F(Rendering, SizeIsAskedForFirstAndThenTheWholeText)
@@ -44,27 +39,25 @@ TEST_F(Rendering, SizeQueryThatSucceedsEndsItAtOnceWhateverTheLastErrorIs)
     EXPECT_EQ(g_standbyExitCount, 0);
 }
 
-TEST_F(Rendering, SizeQueryThatFailsOtherwiseRendersNothing)
+struct SizeErrorRow {
+    DWORD error;
+    DWORD status = 14;
+};
+
+class SizeQuery : public WithRow<Rendering, SizeErrorRow> {};
+
+// Without an error code it is no failure.
+TEST_ROWS(SizeQuery, ROW(.error = 6), ROW(.error = 121), ROW(.error = 123), ROW(.error = 15003),
+          ROW(.error = 0, .status = 0));
+
+TEST_P(SizeQuery, ThatFailsOtherwiseRendersNothing)
 {
-    for (const DWORD error : { DWORD{ 6 }, DWORD{ 121 }, DWORD{ 123 }, DWORD{ 15003 } }) {
-        SCOPED_TRACE(error);
-        forgetNotes();
-        eventService.sizeError = error;
+    eventService.sizeError = row().error;
 
-        EXPECT_EQ(renderStandbyEvent(standbyEvent), 14U);
-
-        EXPECT_EQ(noted().size(), 1U);
-    }
-    EXPECT_EQ(g_standbyExitCount, 0);
-}
-
-TEST_F(Rendering, SizeQueryThatFailsWithoutAnErrorCodeIsNoFailure)
-{
-    eventService.sizeError = 0;
-
-    EXPECT_EQ(renderStandbyEvent(standbyEvent), 0U);
+    EXPECT_EQ(renderStandbyEvent(standbyEvent), row().status);
 
     EXPECT_EQ(noted().size(), 1U);
+    EXPECT_EQ(g_standbyExitCount, 0);
 }
 
 TEST_F(Rendering, SuccessfulPassReportsAnErrorThatSomebodyElseHasLeft)
@@ -117,30 +110,35 @@ TEST_F(Rendering, WithoutMemoryNothingIsRenderedAndTheNextEventIsTakenAllTheSame
     EXPECT_EQ(g_standbyExitCount, 1);
 }
 
+const std::wstring whole = L"<EventID>507</EventID>";  // 22 characters
+const std::string wholeBytes(reinterpret_cast<const char*>(whole.data()), 22 * sizeof(wchar_t));
+
+struct BytesRow {
+    std::size_t bytes;
+};
+
+class RenderedBytes : public WithRow<Rendering, BytesRow> {};
+
+TEST_ROWS(RenderedBytes, ROW(.bytes = 0), ROW(.bytes = 1), ROW(.bytes = 2), ROW(.bytes = 22 * sizeof(wchar_t) - 3),
+          ROW(.bytes = 22 * sizeof(wchar_t) - 2), ROW(.bytes = 22 * sizeof(wchar_t) - 1));
+
 // What lies behind the rendered bytes would complete the identifier.
-TEST_F(Rendering, NothingIsReadBehindTheBytesThatWereRendered)
+TEST_P(RenderedBytes, AreAllThatIsRead)
 {
-    const std::wstring whole = L"<EventID>507</EventID>";
-    const std::string memory(reinterpret_cast<const char*>(whole.data()), 22 * sizeof(wchar_t));
-    for (const std::size_t missing : { std::size_t{ 2 }, std::size_t{ 1 }, std::size_t{ 3 } }) {
-        SCOPED_TRACE(missing);
-        const std::size_t used = memory.size() - missing;
-        const WatchedBuffer buffer(used, memory);
-        eventService.bytes = memory.substr(0, used);
+    const WatchedBuffer buffer(row().bytes, wholeBytes);
+    eventService.bytes = wholeBytes.substr(0, row().bytes);
 
-        renderStandbyEvent(standbyEvent);
+    renderStandbyEvent(standbyEvent);
 
-        EXPECT_EQ(buffer.asked(), 1);
-        EXPECT_EQ(g_standbyExitCount, 0);
-    }
+    EXPECT_EQ(buffer.asked(), 1);
+    EXPECT_EQ(noted().size(), 2U);
+    EXPECT_EQ(g_standbyExitCount, 0);
 }
 
 TEST_F(Rendering, TextWithoutATerminatorIsReadToItsEnd)
 {
-    const std::wstring whole = L"<EventID>507</EventID>";
-    for (const std::size_t oddByte : { std::size_t{ 0 }, std::size_t{ 1 } }) {
-        eventService.bytes =
-            std::string(reinterpret_cast<const char*>(whole.data()), 22 * sizeof(wchar_t)) + std::string(oddByte, 'x');
+    for (const char* const oddByte : { "", "x" }) {
+        eventService.bytes = wholeBytes + oddByte;
 
         renderStandbyEvent(standbyEvent);
     }
@@ -156,21 +154,6 @@ TEST_F(Rendering, TextEndsAtItsFirstTerminator)
     renderStandbyEvent(standbyEvent);
 
     EXPECT_EQ(g_standbyExitCount, 0);
-}
-
-TEST_F(Rendering, EmptyTextHoldsNoIdentifier)
-{
-    for (const std::size_t size : { std::size_t{ 0 }, std::size_t{ 1 }, std::size_t{ 2 } }) {
-        SCOPED_TRACE(size);
-        forgetNotes();
-        eventService.bytes = std::string(size, '\0');
-
-        renderStandbyEvent(standbyEvent);
-
-        EXPECT_EQ(noted().size(), 2U);
-        EXPECT_EQ(g_standbyExitCount, 0);
-        EXPECT_EQ(g_engineState, 3);
-    }
 }
 
 TEST_F(Rendering, CharactersOutsideTheCodePageDoNotHideTheIdentifier)

@@ -6,70 +6,74 @@ namespace kelvane::tests {
 namespace {
 
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 
-// Access rights: KEY_NOTIFY is 16, KEY_READ 131097.
-constexpr char openToWatch[] = "open SYSTEM\\CurrentControlSet\\Services\\LITSSVC\\IC\\KV, 0, 16";
-constexpr char openToRead[] = "open SYSTEM\\CurrentControlSet\\Services\\LITSSVC\\IC\\KV, 0, 131097";
 constexpr char createEvent[] = "create event 1, 0";
+constexpr char closeEvent[] = "close event";
 constexpr char closed[] = "data  registryNotify() is closed";
 
-TEST_F(ControlWatch, EachChangeOpensTheKeyOnceMoreReadsAndWatchesAgain)
+std::string notify(int key) { return "notify key" + std::to_string(key) + ", 1, 15, event, 1"; }
+
+std::string query(int key, const std::string& size)
 {
+    return "query key" + std::to_string(key) + ", CurrentSetting, " + size;
+}
+
+// The calls while the value becomes 2 twice.
+struct CallsRow {
+    std::string failing = "";
+    std::vector<std::string> calls;
+    DWORD status = 0;
+};
+
+class WatcherCalls : public WithRow<ControlWatch, CallsRow> {};
+
+TEST_ROWS(WatcherCalls,
+          // each change opens the key once more, reads and watches again
+          ROW(.calls = { openToWatch, createEvent, notify(1), "wait", openToRead, query(2, wholeBuffer), notify(2),
+                         "wait", openToRead, query(3, "4"), notify(3), closeEvent, "close key3", closed }),
+          // where the key does not open again, nothing is read and the old handle watched
+          ROW(.failing = openToRead, .calls = { openToWatch, createEvent, notify(1), "wait", openToRead, notify(1),
+                                                "wait", openToRead, notify(1), closeEvent, "close key1", closed }),
+          // the first watch that fails is reported, and the loop entered all the same; a later one ends it
+          ROW(.failing = "RegNotifyChangeKeyValue",
+              .calls = { openToWatch, createEvent, notify(1), "event KV::RegNotifyChangeKeyValue Failed", "wait",
+                         openToRead, query(2, wholeBuffer), notify(2), "wait", openToRead, query(3, "4"), notify(3),
+                         closeEvent, "close key3", closed }),
+          ROW(.failing = "RegNotifyChangeKeyValue again",
+              .calls = { openToWatch, createEvent, notify(1), "wait", openToRead, query(2, wholeBuffer), notify(2),
+                         closeEvent, "close key2", closed },
+              .status = 1018),
+          // without a key or an event there is no watch; the key is left open
+          ROW(.failing = openToWatch,
+              .calls = { openToWatch, "event KV::Failed in RegOpenKeyEx LITSSVC IC KV with kiostot control" },
+              .status = 2),
+          ROW(.failing = "CreateEventW, change",
+              .calls = { openToWatch, createEvent, "event KV::CreateEvent Failed" }));
+
+TEST_P(WatcherCalls, ComeInThisOrder)
+{
+    failCalls({ row().failing });
     change(dword(2));
     change(dword(2));
 
     runToEnd();
 
-    EXPECT_THAT(noted(), ElementsAre(openToWatch, createEvent, "notify key1, 1, 15, event, 1", "wait", openToRead,
-                                     "query key2, CurrentSetting, " + wholeBuffer, "notify key2, 1, 15, event, 1",
-                                     "wait", openToRead, "query key3, CurrentSetting, 4",
-                                     "notify key3, 1, 15, event, 1", "close event", "close key3", closed));
+    EXPECT_THAT(noted(), ElementsAreArray(row().calls));
+    EXPECT_EQ(g_lastRegistryStatus, row().status);
 }
 
-TEST_F(ControlWatch, NothingIsReadBeforeTheFirstChange)
+TEST_F(ControlWatch, NothingIsReadBeforeTheFirstChangeAndAFailedWaitIsStored)
 {
     registry.value = dword(2);
 
     registryNotify();
 
-    EXPECT_THAT(noted(), ElementsAre(openToWatch, createEvent, "notify key1, 1, 15, event, 1", "wait",
-                                     "event Error occurred while waiting for registry change.", "close event",
+    EXPECT_THAT(noted(), ElementsAre(openToWatch, createEvent, notify(1), "wait",
+                                     "event Error occurred while waiting for registry change.", closeEvent,
                                      "close key1", closed));
     EXPECT_EQ(g_engineGate, 7);
-}
-
-TEST_F(ControlWatch, MissingKeyEndsTheWatcherWithAReportAlone)
-{
-    registry.onOpen = [](const std::string&) { return ERROR_FILE_NOT_FOUND; };
-
-    EXPECT_EQ(registryNotify(), 0U);
-
-    EXPECT_THAT(noted(),
-                ElementsAre(openToWatch, "event KV::Failed in RegOpenKeyEx LITSSVC IC KV with kiostot control"));
-    EXPECT_EQ(g_lastRegistryStatus, 2U);
-}
-
-TEST_F(ControlWatch, EventThatCannotBeMadeEndsTheWatcherAndLeavesTheKeyOpen)
-{
-    registry.makesEvent = false;
-
-    EXPECT_EQ(registryNotify(), 0U);
-
-    EXPECT_THAT(noted(), ElementsAre(openToWatch, createEvent, "event KV::CreateEvent Failed"));
-}
-
-TEST_F(ControlWatch, FirstWatchThatFailsIsReportedAndTheLoopEnteredAllTheSame)
-{
-    int armed = 0;
-    registry.onNotify = [&] { return ++armed == 1 ? ERROR_INVALID_HANDLE : ERROR_SUCCESS; };
-    change(dword(2));
-
-    runToEnd();
-
-    EXPECT_THAT(noted(), ElementsAre(openToWatch, createEvent, "notify key1, 1, 15, event, 1",
-                                     "event KV::RegNotifyChangeKeyValue Failed", "wait", openToRead,
-                                     "query key2, CurrentSetting, " + wholeBuffer, "notify key2, 1, 15, event, 1",
-                                     "close event", "close key2", closed));
+    EXPECT_EQ(g_lastRegistryStatus, 0xFFFFFFFFU);
 }
 
 TEST_F(ControlWatch, ServiceThatNoLongerRunsIsNoticedBeforeTheWait)
@@ -78,59 +82,31 @@ TEST_F(ControlWatch, ServiceThatNoLongerRunsIsNoticedBeforeTheWait)
 
     EXPECT_EQ(registryNotify(), 0U);
 
-    EXPECT_THAT(noted(), ElementsAre(openToWatch, createEvent, "notify key1, 1, 15, event, 1", "close event",
-                                     "close key1", closed));
-}
-
-TEST_F(ControlWatch, FailedWaitIsStored)
-{
-    registryNotify();
-
-    EXPECT_EQ(g_lastRegistryStatus, 0xFFFFFFFFU);
+    EXPECT_THAT(noted(), ElementsAre(openToWatch, createEvent, notify(1), closeEvent, "close key1", closed));
 }
 
 TEST_F(ControlWatch, AnyOtherEndOfTheWaitCountsAsAChange)
 {
-    registry.waits.emplace_back([this] {
-        registry.value = dword(2);
-        return DWORD{ WAIT_TIMEOUT };
-    });
+    registry.value = dword(2);
+    registry.waits.emplace_back([] { return DWORD{ WAIT_TIMEOUT }; });
 
     runToEnd();
 
     EXPECT_EQ(g_engineGate, 0);
 }
 
-TEST_F(ControlWatch, KeyThatDoesNotOpenAgainIsNotReadAndTheOldHandleWatched)
+TEST_F(ControlWatch, KeyThatOpensAgainLaterIsReadThen)
 {
-    int opened = 0;
-    registry.onOpen = [&](const std::string&) -> LSTATUS {
-        return ++opened == 2 ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
-    };
-    change(dword(2));
-    change(dword(2));
+    change([] { failCalls({ openToRead }); });
+    change([this] {
+        failCalls({});
+        registry.value = dword(2);
+    });
 
     runToEnd();
 
-    EXPECT_THAT(noted(), ElementsAre(openToWatch, createEvent, "notify key1, 1, 15, event, 1", "wait", openToRead,
-                                     "notify key1, 1, 15, event, 1", "wait", openToRead,
-                                     "query key2, CurrentSetting, " + wholeBuffer, "notify key2, 1, 15, event, 1",
-                                     "close event", "close key2", closed));
-}
-
-TEST_F(ControlWatch, WatchThatCannotBeRenewedEndsTheWatcherWithoutAReport)
-{
-    int armed = 0;
-    registry.onNotify = [&] { return ++armed == 2 ? LSTATUS{ 1018 } : ERROR_SUCCESS; };
-    change(dword(2));
-    change(dword(2));
-
-    EXPECT_EQ(registryNotify(), 0U);
-
-    EXPECT_THAT(noted(), ElementsAre(openToWatch, createEvent, "notify key1, 1, 15, event, 1", "wait", openToRead,
-                                     "query key2, CurrentSetting, " + wholeBuffer, "notify key2, 1, 15, event, 1",
-                                     "close event", "close key2", closed));
-    EXPECT_EQ(g_lastRegistryStatus, 1018U);
+    EXPECT_THAT(notedOf("query"), ElementsAre(query(2, wholeBuffer)));
+    EXPECT_EQ(g_engineGate, 0);
 }
 
 TEST_F(ControlWatch, StandardExceptionIsWrittenWithItsTextBeforeTheClosingLine)

@@ -7,6 +7,8 @@
 #include "tests/service/fake_registry.h"
 #include "tests/service/fake_reports.h"
 #include "tests/support/call_list.h"
+#include "tests/support/failing_calls.h"
+#include "tests/support/rows.h"
 
 #include <gmock/gmock.h>
 
@@ -21,17 +23,13 @@ protected:
     ControlWatch()
     {
         g_engineGate = 7;  // neither open nor shut
-        g_engineState = 3;
         g_serviceStopping = 1;
     }
 
     // At the next wait the value becomes so.
     void change(const std::string& bytes)
     {
-        registry.waits.emplace_back([this, bytes] {
-            registry.value = bytes;
-            return WAIT_OBJECT_0;
-        });
+        change([this, bytes] { registry.value = bytes; });
     }
 
     // At the next wait something is done, and then the key signals.

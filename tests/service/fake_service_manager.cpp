@@ -5,6 +5,7 @@
 #include "service/service_host.h"
 #include "simulator/platform/import_slots.h"
 #include "tests/support/call_list.h"
+#include "tests/support/failing_calls.h"
 
 namespace kelvane::tests {
 
@@ -14,10 +15,11 @@ const auto statusHandle = reinterpret_cast<SERVICE_STATUS_HANDLE>(0x5C0);
 const auto workerHandle = reinterpret_cast<HANDLE>(0x3030);
 FakeServiceManager* manager;
 
-BOOL failed()
+bool fails(const std::string& call)
 {
+    if (!callFails(call)) return false;
     SetLastError(manager->lastError);
-    return FALSE;
+    return true;
 }
 
 }  // namespace
@@ -30,15 +32,15 @@ struct ManagerCalls {
         note("dispatch " + toAnsi(table[0].lpServiceName) +
              (table[0].lpServiceProc == ServiceMain ? "" : ", another function") +
              (!table[1].lpServiceName && !table[1].lpServiceProc ? "" : ", no end"));
-        return manager->dispatches ? TRUE : failed();
+        if (fails("StartServiceCtrlDispatcherW")) return FALSE;
+        if (manager->onDispatch) manager->onDispatch();
+        return TRUE;
     }
 
     static SERVICE_STATUS_HANDLE WINAPI registerHandler(LPCWSTR name, LPHANDLER_FUNCTION handler)
     {
         note("register handler " + toAnsi(name) + (handler == serviceControlHandler ? "" : ", another function"));
-        if (manager->registersHandler) return statusHandle;
-        failed();
-        return nullptr;
+        return fails("RegisterServiceCtrlHandlerW") ? nullptr : statusHandle;
     }
 
     static BOOL WINAPI setStatus(SERVICE_STATUS_HANDLE handle, LPSERVICE_STATUS status)
@@ -51,23 +53,22 @@ struct ManagerCalls {
         }
         note(text);
         if (manager->onStatus) manager->onStatus(status->dwCurrentState);
-        return manager->refusedStates.contains(status->dwCurrentState) ? failed() : TRUE;
+        return fails("SetServiceStatus, " + std::to_string(status->dwCurrentState)) ? FALSE : TRUE;
     }
 
     static HANDLE WINAPI createEvent(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL signalled, LPCWSTR name)
     {
+        if (!manualReset) return manager->createEvent.real()(attributes, manualReset, signalled, name);
         note("create event " + std::to_string(manualReset) + ", " + std::to_string(signalled) +
              (!attributes && !name ? "" : ", unusual"));
-        if (manager->makesEvent) return fakeStopEvent;
-        failed();
-        return nullptr;
+        return fails("CreateEventW, stop") ? nullptr : fakeStopEvent;
     }
 
     static BOOL WINAPI setEvent(HANDLE event)
     {
         if (event != fakeStopEvent) return manager->setEvent.real()(event);
         note("set event");
-        return manager->setsEvent ? TRUE : failed();
+        return fails("SetEvent") ? FALSE : TRUE;
     }
 
     static HANDLE WINAPI createThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T stack, LPTHREAD_START_ROUTINE start,
@@ -78,7 +79,7 @@ struct ManagerCalls {
         }
         const bool plain = !attributes && stack == 0 && !argument && flags == 0;
         note(plain ? "create worker" : "create unusual worker");
-        return manager->makesThread ? workerHandle : nullptr;
+        return fails("CreateThread") ? nullptr : workerHandle;
     }
 
     static DWORD WINAPI wait(HANDLE handle, DWORD ms)
@@ -90,7 +91,7 @@ struct ManagerCalls {
         }
         if (handle != workerHandle && handle != nullptr) return manager->wait.real()(handle, ms);
         note((handle ? "wait for worker " : "wait for nothing ") + time);
-        if (manager->onThreadWait) manager->onThreadWait();
+        if (handle && manager->onThreadWait) manager->onThreadWait();
         return handle ? WAIT_OBJECT_0 : WAIT_FAILED;
     }
 
@@ -120,7 +121,5 @@ FakeServiceManager::FakeServiceManager()
 {
     manager = this;
 }
-
-FakeServiceManager::~FakeServiceManager() = default;
 
 }  // namespace kelvane::tests

@@ -1,7 +1,8 @@
 // tests/service/fake_service_manager.h: the service control manager, and the kernel objects of the service host.
 //
-// Every call is noted; a status report as "status TYPE STATE CONTROLS EXITCODE SPECIFIC CHECKPOINT HINT". All calls
-// succeed until a test says otherwise. Nothing sleeps. What concerns other handles is passed on.
+// Every call is noted; a status report as "status TYPE STATE CONTROLS EXITCODE SPECIFIC CHECKPOINT HINT". A call that
+// can fail asks failing_calls.h under its function's name, a report under "SetServiceStatus, STATE". Nothing sleeps.
+// What concerns other handles is passed on.
 #pragma once
 
 #include "tests/support/import_swap.h"
@@ -9,7 +10,6 @@
 #include <windows.h>
 
 #include <functional>
-#include <set>
 #include <string>
 
 namespace kelvane::tests {
@@ -17,18 +17,12 @@ namespace kelvane::tests {
 class FakeServiceManager {
 public:
     FakeServiceManager();  // one at a time
-    ~FakeServiceManager();
     FakeServiceManager(const FakeServiceManager&) = delete;
     FakeServiceManager& operator=(const FakeServiceManager&) = delete;
 
-    bool dispatches = true;
-    bool registersHandler = true;
-    std::set<DWORD> refusedStates;  // reports of these states fail
-    bool makesEvent = true;
-    bool setsEvent = true;
-    bool makesThread = true;
     DWORD lastError = 1234;  // after a call that failed
 
+    std::function<void()> onDispatch;    // in place of the service's thread
     std::function<void()> onThreadWait;  // while ServiceMain waits for the worker
     std::function<DWORD()> onPoll;       // result of a wait for the stop event
     std::function<void(DWORD ms)> onSleep;
@@ -52,5 +46,12 @@ private:
 };
 
 extern const HANDLE fakeStopEvent;
+
+// The reports of the service's states.
+constexpr char startPending[] = "status 16 2 0 0 0 0 0";
+constexpr char running[] = "status 16 4 65 0 0 0 0";
+constexpr char stopPending[] = "status 16 3 0 0 0 4 0";
+constexpr char stopped[] = "status 16 1 0 0 0 3 0";
+constexpr char stoppedByError[] = "status 16 1 0 1234 0 1 0";
 
 }  // namespace kelvane::tests
