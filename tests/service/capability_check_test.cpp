@@ -25,15 +25,6 @@ constexpr char presentData[] = "data ORQ drivers are present , Capability value 
 
 class Capability : public testing::Test {
 protected:
-    // Throws in the opening of the nth key.
-    template<class Exception>
-    void throwAtKey(int n, Exception exception)
-    {
-        registry.onOpen = [left = n, exception]() mutable {
-            if (--left == 0) throw exception;
-        };
-    }
-
     FakeRegistry registry;
 };
 
@@ -79,45 +70,32 @@ TEST_F(Capability, WriterTakesKeyTypeAndValueOfItsCaller)
                                      "set key1, Capability, 0, 11, 4 bytes: 305419896", written, "close key1"));
 }
 
-TEST_F(Capability, ExceptionWhileLookingForTheDriversIsWrittenWithItsText)
+// An exception in the opening of the nth key; the third is the writer's, and the check goes on.
+struct ExceptionRow {
+    std::size_t key;
+    bool standard = true;
+    std::vector<std::string> data;
+};
+
+class CapabilityException : public WithRow<Capability, ExceptionRow> {};
+
+TEST_ROWS(CapabilityException, ROW(.key = 1, .data = { "data capabilityCheck function exception - broken" }),
+          ROW(.key = 1, .standard = false, .data = { "data Catch...capabilityCheck function.. Service stopped" }),
+          ROW(.key = 3, .data = { "data registry_write function exception - broken", presentData }),
+          ROW(.key = 3, .standard = false,
+              .data = { "data Catch ...registry_write function. Service stopped", presentData }));
+
+TEST_P(CapabilityException, IsWrittenAStandardOneWithItsText)
 {
-    throwAtKey(1, std::runtime_error("broken"));
-
-    capabilityCheck();
-
-    EXPECT_THAT(notedOf("data"), ElementsAre("data capabilityCheck function exception - broken"));
-}
-
-TEST_F(Capability, AnyOtherExceptionWhileLookingForTheDriversHasItsOwnText)
-{
-    throwAtKey(1, 7);
-
-    capabilityCheck();
-
-    EXPECT_THAT(notedOf("data"), ElementsAre("data Catch...capabilityCheck function.. Service stopped"));
-}
-
-TEST_F(Capability, ExceptionOfTheWriterIsWrittenWithItsTextAndTheCheckGoesOn)
-{
-    throwAtKey(3, std::runtime_error("broken"));
-
-    capabilityCheck();
-
-    EXPECT_THAT(notedOf("data"), ElementsAre("data registry_write function exception - broken", presentData));
-}
-
-TEST_F(Capability, AnyOtherExceptionOfTheWriterHasItsOwnTextAndTheCheckGoesOn)
-{
-    failCalls({ openAcpi, openKv });
-    onServiceEvent = [](const std::wstring& message) {
-        if (message.starts_with(L"KV Registry")) throw 7;
+    registry.onOpen = [this] {
+        if (registry.opened.size() + 1 != row().key) return;
+        if (row().standard) throw std::runtime_error("broken");
+        throw 7;
     };
 
     capabilityCheck();
 
-    EXPECT_THAT(noted(),
-                ElementsAre(openAcpi, openKv, writeFailed, "data Catch ...registry_write function. Service stopped",
-                            missingEvent, missingData));
+    EXPECT_THAT(notedOf("data"), ElementsAreArray(row().data));
 }
 
 TEST_F(Capability, ExceptionThatCannotBeToldIsLost)
