@@ -9,6 +9,7 @@
 #include "engine/standby_watcher.h"
 #include "framework/core_library.h"
 #include "tests/engine/fake_event_service.h"
+#include "tests/engine/watched_buffer.h"
 #include "tests/support/call_list.h"
 #include "tests/support/standard_error.h"
 
@@ -40,8 +41,6 @@ struct World {
     int powerReads = 0;  // since the session was connected
     int sessions = 0;
     std::map<std::uint32_t, EventCallback> events;
-    int renderBuffers = 0;
-    void* renderBuffer = nullptr;
     IWbemClassObject* processEvent = nullptr;
     FakeApartment* apartment = nullptr;
 };
@@ -183,8 +182,6 @@ void fillSlots(unsigned char* bytes)
 
 decltype(&SysAllocString) allocStringBefore;
 decltype(&HeapAlloc) heapAllocBefore;
-decltype(&std::malloc) mallocBefore;
-decltype(&std::free) freeBefore;
 
 BSTR WINAPI allocString(const OLECHAR* text)
 {
@@ -205,24 +202,6 @@ LPVOID WINAPI heapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes)
 const char* sinkAllocation()
 {
     return callFailed("CoCreateInstance, apartment") ? "new EventSink, no apartment" : "new EventSink";
-}
-
-// Of a size that nobody else asks for.
-void* renderMalloc(std::size_t size)
-{
-    if (size != eventService.bytes.size()) return mallocBefore(size);
-    if (callFails("malloc, rendered event")) return nullptr;
-    world.renderBuffers += 1;
-    return world.renderBuffer = mallocBefore(size);
-}
-
-void renderFree(void* pointer)
-{
-    if (pointer && pointer == world.renderBuffer) {
-        world.renderBuffers -= 1;
-        world.renderBuffer = nullptr;
-    }
-    freeBefore(pointer);
 }
 
 BOOL WINAPI onMains(LPSYSTEM_POWER_STATUS status)
@@ -257,8 +236,7 @@ struct EngineLife::Imports {
     Swap<decltype(&GetSystemPowerStatus)> power{ __imp_GetSystemPowerStatus, &onMains };
     Swap<decltype(&SysAllocString)> text{ __imp_SysAllocString, &allocString };
     Swap<decltype(&HeapAlloc)> heap{ __imp_HeapAlloc, &heapAlloc };
-    Swap<void* (*)(std::size_t)> allocation{ __imp_malloc, &renderMalloc };
-    Swap<decltype(&std::free)> release{ __imp_free, &renderFree };
+    WatchedBuffer renderBuffer{ eventService.bytes.size(), "" };  // of a size that nobody else asks for
     FailingImport<__imp_GetSystemPowerStatus> powerFails{ "GetSystemPowerStatus", FALSE };
     FailingImport<__imp_CM_Get_Device_ID_List_SizeA> listSize{ "CM_Get_Device_ID_List_SizeA", CR_FAILURE };
     FailingImport<__imp_CM_Get_Device_ID_ListA> list{ "CM_Get_Device_ID_ListA", CR_FAILURE };
@@ -279,8 +257,6 @@ EngineLife::EngineLife()
 {
     allocStringBefore = __imp_SysAllocString;
     heapAllocBefore = __imp_HeapAlloc;
-    mallocBefore = __imp_malloc;
-    freeBefore = __imp_free;
     world.processEvent = &event;
     world.apartment = &com.apartment;
     system.plugInFrameworkDevice(installDirectory);
@@ -323,8 +299,6 @@ std::vector<std::string> EngineLife::messages()
 int EngineLife::sessions() { return world.sessions; }
 
 std::size_t EngineLife::registeredEvents() { return world.events.size(); }
-
-int EngineLife::renderBuffers() { return world.renderBuffers; }
 
 }  // namespace kelvane::tests
 

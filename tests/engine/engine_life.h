@@ -36,10 +36,9 @@ public:
     // Messages of the diagnostic log, "LEVEL TEXT".
     static std::vector<std::string> messages();
 
-    // What is still held beside that: framework sessions, registered events, buffers of rendered events.
+    // Framework sessions and registered events that are still held.
     static int sessions();
     static std::size_t registeredEvents();
-    static int renderBuffers();
 
     FakeCom com;
     FakeSystem system;

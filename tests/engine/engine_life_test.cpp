@@ -1,5 +1,6 @@
 // Every call of the platform fails once, and every call from each one on.
 #include "tests/engine/engine_life.h"
+#include "tests/engine/watched_buffer.h"
 #include "tests/support/repeated_cases.h"
 
 #include <gmock/gmock.h>
@@ -156,7 +157,7 @@ protected:
         EXPECT_EQ(life.system.callsOf("CM_Open_DevNode_Key").size(), life.system.callsOf("RegCloseKey").size());
         EXPECT_EQ(life.system.heldTexts(), 0U);
         EXPECT_LE(life.system.heldBlocks(), 1U);
-        EXPECT_EQ(EngineLife::renderBuffers(), callFailed("EvtRender") ? 1 : 0);
+        EXPECT_EQ(WatchedBuffer::held(), callFailed("EvtRender") ? 1 : 0);
     }
 
     EngineLife life;

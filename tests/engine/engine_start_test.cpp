@@ -71,7 +71,7 @@ TEST_F(EngineRun, TextsForWmiAreBasicStringsAndGivenBack)
     EXPECT_EQ(textsFreed, 3);
 }
 
-TEST_F(EngineRun, FlagsSayRunningFromTheFirstCallOnToTheLoopWhichHasAThreadOfItsOwn)
+TEST_F(EngineRun, FlagsSayRunningFromTheFirstCallOnToTheLoopWhichHasAThreadOfItsOwnAndIsWaitedFor)
 {
     std::vector<int> flags;
     const auto keepFlags = [&] {
@@ -84,25 +84,16 @@ TEST_F(EngineRun, FlagsSayRunningFromTheFirstCallOnToTheLoopWhichHasAThreadOfIts
     onLoop = [&] {
         keepFlags();
         loopThread = GetCurrentThreadId();
-    };
-
-    runEngine(3);
-
-    EXPECT_THAT(flags, ElementsAre(1, 3, 1, 3));
-    EXPECT_NE(loopThread, 0U);
-    EXPECT_NE(loopThread, GetCurrentThreadId());
-}
-
-TEST_F(EngineRun, EngineWaitsForTheLoop)
-{
-    onLoop = [] {
         for (int i = 0; i < 1000; ++i) std::this_thread::yield();
         note("loop's end");
     };
 
     runEngine(3);
 
+    EXPECT_THAT(flags, ElementsAre(1, 3, 1, 3));
     EXPECT_THAT(after("loop's end").front(), "services.CancelAsyncCall stubSink");
+    EXPECT_NE(loopThread, 0U);
+    EXPECT_NE(loopThread, GetCurrentThreadId());
 }
 
 TEST_F(EngineRun, SecondStartWhileOneRunsIsTurnedAwayAndOnlyMarked)

@@ -3,6 +3,7 @@
 
 #include "simulator/platform/import_slot.h"
 #include "simulator/platform/import_slots.h"
+#include "tests/support/failing_calls.h"
 
 #include <array>
 #include <cstdlib>
@@ -14,39 +15,32 @@ namespace {
 
 alignas(16) std::array<char, 4096> memory;
 std::size_t watchedSize;
-bool refuses;
 int timesAsked;
-int timesFreed;
-decltype(&std::malloc) realMalloc;
-decltype(&std::free) realFree;
+int timesHeld;
+const auto realMalloc = __imp_malloc;
+const auto realFree = __imp_free;
 
 void* watchingMalloc(std::size_t size) noexcept
 {
     if (size != watchedSize) return realMalloc(size);
     timesAsked += 1;
-    return refuses ? nullptr : memory.data();
+    if (callFails("malloc, rendered event")) return nullptr;
+    timesHeld += 1;
+    return memory.data();
 }
 
 void watchingFree(void* pointer) noexcept
 {
-    if (pointer == memory.data()) {
-        timesFreed += 1;
-    } else {
-        realFree(pointer);
-    }
+    if (pointer != memory.data()) return realFree(pointer);
+    timesHeld -= 1;
 }
 
 }  // namespace
 
-WatchedBuffer::WatchedBuffer(std::size_t size, const std::string& content, bool fails)
+WatchedBuffer::WatchedBuffer(std::size_t size, const std::string& content)
 {
     std::memcpy(memory.data(), content.data(), content.size());
-    timesAsked = 0;
-    timesFreed = 0;
-    refuses = fails;
     watchedSize = size;
-    realMalloc = __imp_malloc;
-    realFree = __imp_free;
     simulator::setImport(__imp_malloc, watchingMalloc);
     simulator::setImport(__imp_free, watchingFree);
 }
@@ -57,8 +51,8 @@ WatchedBuffer::~WatchedBuffer()
     simulator::setImport(__imp_free, realFree);
 }
 
-int WatchedBuffer::asked() const { return timesAsked; }
+int WatchedBuffer::asked() { return timesAsked; }
 
-int WatchedBuffer::freed() const { return timesFreed; }
+int WatchedBuffer::held() { return timesHeld; }
 
 }  // namespace kelvane::tests
