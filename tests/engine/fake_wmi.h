@@ -5,8 +5,10 @@
 // name "NAME.Method".
 #pragma once
 
+#include "diagnostics/ansi_text.h"
 #include "simulator/platform/unused_wmi.h"
 #include "tests/support/call_list.h"
+#include "tests/support/failing_calls.h"
 
 #include <functional>
 #include <map>
@@ -49,11 +51,21 @@ HRESULT handOut(Object& object, Interface** result)
     return S_OK;
 }
 
+// The length counts that stands before the text, as only a real BSTR has it.
+inline std::string textOf(const BSTR text) { return text ? toAnsi({ text, SysStringLen(text) }) : "null"; }
+
+inline std::string nullOrNot(const void* pointer) { return pointer ? "not null" : "null"; }
+
 class FakeUnknown : public Counted<IUnknown> {
 public:
     using Counted::Counted;
 
-    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override;
+    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override
+    {
+        note(name + ".QueryInterface " + (riid == IID_IWbemObjectSink ? "IWbemObjectSink" : "?"));
+        if (callFails(name + ".QueryInterface")) return E_FAIL;
+        return onQuery ? onQuery(ppv) : E_NOINTERFACE;
+    }
 
     std::function<HRESULT(void** ppv)> onQuery;
 };
@@ -67,13 +79,25 @@ public:
     STDMETHODIMP SetStatus(LONG, HRESULT, BSTR, IWbemClassObject*) override { return E_NOTIMPL; }
 };
 
+inline std::string nameOf(IWbemObjectSink* sink) { return sink ? static_cast<FakeSink*>(sink)->name : "null"; }
+
 class FakeServices : public simulator::UnusedServices<Counted<IWbemServices>> {
 public:
     using UnusedServices::UnusedServices;
 
-    STDMETHODIMP CancelAsyncCall(IWbemObjectSink* sink) override;
+    STDMETHODIMP CancelAsyncCall(IWbemObjectSink* sink) override
+    {
+        note(name + ".CancelAsyncCall " + nameOf(sink));
+        return callFails(name + ".CancelAsyncCall") ? E_FAIL : answer;
+    }
+
     STDMETHODIMP ExecNotificationQueryAsync(const BSTR language, const BSTR query, LONG flags, IWbemContext* context,
-                                            IWbemObjectSink* sink) override;
+                                            IWbemObjectSink* sink) override
+    {
+        note(name + ".ExecNotificationQueryAsync " + textOf(language) + ", " + textOf(query) + ", " +
+             std::to_string(flags) + ", " + nullOrNot(context) + ", " + nameOf(sink));
+        return callFails(name + ".ExecNotificationQueryAsync") ? E_FAIL : answer;
+    }
 };
 
 class FakeLocator : public Counted<IWbemLocator> {
@@ -81,7 +105,15 @@ public:
     using Counted::Counted;
 
     STDMETHODIMP ConnectServer(const BSTR resource, const BSTR user, const BSTR password, const BSTR locale, LONG flags,
-                               const BSTR authority, IWbemContext* context, IWbemServices** result) override;
+                               const BSTR authority, IWbemContext* context, IWbemServices** result) override
+    {
+        note(name + ".ConnectServer " + textOf(resource) + ", " + textOf(user) + ", " + textOf(password) + ", " +
+             textOf(locale) + ", " + std::to_string(flags) + ", " + textOf(authority) + ", " + nullOrNot(context));
+        if (callFails(name + ".ConnectServer")) return E_FAIL;
+        slotOfCaller = result;
+        handOut(*services, result);
+        return answer;
+    }
 
     FakeServices* services = nullptr;        // what is handed out
     IWbemServices** slotOfCaller = nullptr;  // where it was put
@@ -91,7 +123,15 @@ class FakeApartment : public Counted<IUnsecuredApartment> {
 public:
     using Counted::Counted;
 
-    STDMETHODIMP CreateObjectStub(IUnknown* object, IUnknown** result) override;
+    STDMETHODIMP CreateObjectStub(IUnknown* object, IUnknown** result) override
+    {
+        if (callFails(name + ".CreateObjectStub")) return E_FAIL;
+        wrapped = object;
+        object->AddRef();
+        note(name + ".CreateObjectStub, sink's references " + std::to_string(object->Release()));
+        handOut(*stub, result);
+        return answer;
+    }
 
     FakeUnknown* stub = nullptr;  // what is handed out
     IUnknown* wrapped = nullptr;
@@ -102,14 +142,39 @@ class FakeClassObject : public simulator::UnusedClassObject<Counted<IWbemClassOb
 public:
     using UnusedClassObject::UnusedClassObject;
 
-    ~FakeClassObject();
+    ~FakeClassObject()
+    {
+        for (auto& [property, value] : properties) VariantClear(&value);
+    }
+
     FakeClassObject(const FakeClassObject&) = delete;
     FakeClassObject& operator=(const FakeClassObject&) = delete;
 
-    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override;
-    STDMETHODIMP Get(LPCWSTR property, LONG flags, VARIANT* value, CIMTYPE* type, LONG* flavor) override;
+    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override
+    {
+        if (callFails(name + ".QueryInterface")) return E_FAIL;
+        return riid == IID_IWbemClassObject ? handOut(*this, ppv) : E_NOINTERFACE;
+    }
 
-    void set(const std::wstring& property, const VARIANT& value);  // takes the value over
+    STDMETHODIMP Get(LPCWSTR property, LONG flags, VARIANT* value, CIMTYPE* type, LONG* flavor) override
+    {
+        note(name + ".Get " + toAnsi(property) + ", " + std::to_string(flags) + ", " + nullOrNot(type) + ", " +
+             nullOrNot(flavor));
+        if (beforeGet) beforeGet();
+        if (callFails(name + ".Get " + toAnsi(property))) return E_FAIL;
+        VARIANT& held = properties.at(property);
+        if (V_VT(&held) != VT_BSTR || V_BSTR(&held)) return VariantCopy(value, &held);
+        *value = held;  // VariantCopy would make an empty text of it
+        return S_OK;
+    }
+
+    // Takes the value over.
+    void set(const std::wstring& property, const VARIANT& value)
+    {
+        VARIANT& held = properties[property];
+        VariantClear(&held);
+        held = value;
+    }
 
     std::function<void()> beforeGet;
 
@@ -117,9 +182,35 @@ private:
     std::map<std::wstring, VARIANT> properties;
 };
 
-VARIANT textValue(const wchar_t* text);
-VARIANT numberValue(int number);
-VARIANT unknownValue(IUnknown* object);  // adds a reference
-VARIANT valueOfType(VARTYPE type);       // all zero beside the type
+// All zero beside the type.
+inline VARIANT valueOfType(VARTYPE type)
+{
+    VARIANT value = {};
+    V_VT(&value) = type;
+    return value;
+}
+
+inline VARIANT textValue(const wchar_t* text)
+{
+    VARIANT value = valueOfType(VT_BSTR);
+    V_BSTR(&value) = SysAllocString(text);
+    return value;
+}
+
+inline VARIANT numberValue(int number)
+{
+    VARIANT value = valueOfType(VT_I4);
+    V_I4(&value) = number;
+    return value;
+}
+
+// Adds a reference.
+inline VARIANT unknownValue(IUnknown* object)
+{
+    VARIANT value = valueOfType(VT_UNKNOWN);
+    V_UNKNOWN(&value) = object;
+    if (object) object->AddRef();
+    return value;
+}
 
 }  // namespace kelvane::tests

@@ -143,65 +143,43 @@ TEST_F(ServiceStates, StopAsksTheEngineToStopBeforeItIsReported)
     EXPECT_FALSE(runningAtReport);
 }
 
-TEST_F(ServiceStates, SecondStopIsIgnored)
+// A control that comes while a state is reported.
+struct ControlRow {
+    DWORD control = stop;
+    DWORD state = SERVICE_RUNNING;
+};
+
+class IgnoredControl : public WithRow<ServiceStates, ControlRow> {};
+
+TEST_ROWS(IgnoredControl, ROW(.state = SERVICE_START_PENDING), ROW(.state = SERVICE_STOP_PENDING),
+          ROW(.state = SERVICE_STOPPED),
+          // anything but a stop
+          ROW(.control = 0), ROW(.control = 2), ROW(.control = 3), ROW(.control = 4), ROW(.control = 5),
+          ROW(.control = 6), ROW(.control = 13), ROW(.control = 128), ROW(.control = 0xFFFFFFFF));
+
+TEST_P(IgnoredControl, ChangesNothingAndIsNotReported)
 {
-    manager.onThreadWait = [] {
-        serviceControlHandler(stop);
+    int sent = 0;
+    manager.onStatus = [&](DWORD state) {
+        if (state != row().state) return;
+        sent += 1;
         forgetNotes();
         requestEngineStop(false);
+        g_engineState = 3;
+        const bool runningBefore = g_serviceRunning;
 
-        serviceControlHandler(stop);
+        serviceControlHandler(row().control);
 
         EXPECT_THAT(noted(), IsEmpty());
         EXPECT_EQ(g_serviceStopping, 0);
+        EXPECT_EQ(g_engineState, 3);
+        EXPECT_EQ(g_serviceRunning, runningBefore);
     };
+    manager.onThreadWait = [] { serviceControlHandler(stop); };
 
     ServiceMain(0, nullptr);
 
-    EXPECT_THAT(notedOf("close"), ElementsAre("close event", "close worker"));
-}
-
-TEST_F(ServiceStates, StopWhileStillStartingIsIgnored)
-{
-    manager.onStatus = [](DWORD state) {
-        if (state == 2) serviceControlHandler(stop);
-    };
-
-    ServiceMain(0, nullptr);
-
-    EXPECT_THAT(notedOf("status"), ElementsAre(startPending, running, stopped));
-    EXPECT_TRUE(g_serviceRunning);
-    EXPECT_EQ(g_serviceStopping, 0);
-    EXPECT_EQ(g_engineState, 3);
-}
-
-TEST_F(ServiceStates, StopAfterTheEndIsIgnored)
-{
-    ServiceMain(0, nullptr);
-    forgetNotes();
-
-    serviceControlHandler(stop);
-
-    EXPECT_THAT(noted(), IsEmpty());
-    EXPECT_TRUE(g_serviceRunning);
-}
-
-TEST_F(ServiceStates, EveryOtherControlIsIgnoredWithoutAReport)
-{
-    manager.onThreadWait = [] {
-        forgetNotes();
-        for (const DWORD control : { DWORD{ 0 }, DWORD{ 2 }, DWORD{ 3 }, DWORD{ 4 }, DWORD{ 5 }, DWORD{ 6 },
-                                     DWORD{ 13 }, DWORD{ 128 }, DWORD{ 0xFFFFFFFF } }) {
-            serviceControlHandler(control);
-        }
-        EXPECT_THAT(noted(), IsEmpty());
-    };
-
-    ServiceMain(0, nullptr);
-
-    EXPECT_TRUE(g_serviceRunning);
-    EXPECT_EQ(g_engineState, 3);
-    EXPECT_THAT(notedOf("status"), ElementsAre(stopped));
+    EXPECT_EQ(sent, 1);
 }
 
 }  // namespace
