@@ -30,12 +30,14 @@ constexpr int spinMax = 400;       // primitives without a Sleep before somebody
 constexpr SessionHandle lifeSession = 42;
 constexpr int initialReads = 5;
 
+// Of a run: ms since it began -> what happens.
+using Script = std::multimap<std::uint64_t, void (*)()>;
+
 // What the world around the engine knows and does.
 struct World {
     std::uint64_t nowMs = 0;
-    int run = 0;
     std::uint64_t runBeganMs = 0;
-    std::multimap<std::uint64_t, void (*)()> script;  // of the run: ms since it began -> what happens
+    Script script;
     unsigned powerMw = 3000;
     int primitivesSinceSleep = 0;
     int powerReads = 0;  // since the session was connected
@@ -77,19 +79,10 @@ void stopScaling() { requestEngineStop(false); }
 
 void stopService() { requestEngineStop(true); }
 
-void beginRun()
+void beginRun(const Script& script)
 {
-    world.run += 1;
     world.runBeganMs = world.nowMs;
-    if (world.run == 1) {
-        world.script = { { 500, raisePower },
-                         { 1000, startProcess },
-                         { 2500, changeWorkloadAndSlider },
-                         { 4000, enterStandby },
-                         { 9000, stopScaling } };
-    } else {
-        world.script = { { 1500, stopService } };
-    }
+    world.script = script;
 }
 
 void pass(DWORD ms)
@@ -185,9 +178,8 @@ decltype(&HeapAlloc) heapAllocBefore;
 
 BSTR WINAPI allocString(const OLECHAR* text)
 {
-    const std::wstring wide = text;
-    return callFails("SysAllocString, " + std::string(wide.begin(), wide.begin() + 3)) ? nullptr
-                                                                                       : allocStringBefore(text);
+    const std::string start(text, text + 3);
+    return callFails("SysAllocString, " + start) ? nullptr : allocStringBefore(text);
 }
 
 LPVOID WINAPI heapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes)
@@ -206,6 +198,7 @@ const char* sinkAllocation()
 
 BOOL WINAPI onMains(LPSYSTEM_POWER_STATUS status)
 {
+    if (callFails("GetSystemPowerStatus")) return FALSE;
     *status = {};
     status->ACLineStatus = 1;
     return TRUE;
@@ -237,7 +230,6 @@ struct EngineLife::Imports {
     Swap<decltype(&SysAllocString)> text{ __imp_SysAllocString, &allocString };
     Swap<decltype(&HeapAlloc)> heap{ __imp_HeapAlloc, &heapAlloc };
     WatchedBuffer renderBuffer{ eventService.bytes.size(), "" };  // of a size that nobody else asks for
-    FailingImport<__imp_GetSystemPowerStatus> powerFails{ "GetSystemPowerStatus", FALSE };
     FailingImport<__imp_CM_Get_Device_ID_List_SizeA> listSize{ "CM_Get_Device_ID_List_SizeA", CR_FAILURE };
     FailingImport<__imp_CM_Get_Device_ID_ListA> list{ "CM_Get_Device_ID_ListA", CR_FAILURE };
     FailingImport<__imp_CM_Get_Device_Interface_List_SizeA> interfaces{ "CM_Get_Device_Interface_List_SizeA",
@@ -280,10 +272,14 @@ void EngineLife::live(FailurePlan plan)
 {
     StandardError standard;
     planFailures(plan);
-    for (int run = 1; run <= 2; ++run) {
-        beginRun();
-        results.push_back(runEngine(3));
-    }
+    beginRun({ { 500, raisePower },
+               { 1000, startProcess },
+               { 2500, changeWorkloadAndSlider },
+               { 4000, enterStandby },
+               { 9000, stopScaling } });
+    results.push_back(runEngine(3));
+    beginRun({ { 1500, stopService } });
+    results.push_back(runEngine(3));
     standardError = linesOf(standard.text());
 }
 

@@ -11,6 +11,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstring>
 #include <stdexcept>
 
 namespace kelvane::tests {
@@ -209,15 +210,15 @@ HRESULT WINAPI failingConversion(VARIANTARG* /*to*/, VARIANTARG* /*from*/, USHOR
     return conversionResult;
 }
 
-DWORD WINAPI noSystemMessage(DWORD, LPCVOID, DWORD, DWORD, LPSTR, DWORD, va_list*) { return 0; }
+const char* systemMessage;
 
-DWORD WINAPI someSystemMessage(DWORD, LPCVOID, DWORD, DWORD, LPSTR buffer, DWORD, va_list*)
+DWORD WINAPI formatMessage(DWORD, LPCVOID, DWORD, DWORD, LPSTR buffer, DWORD, va_list*)
 {
-    constexpr char text[] = "Type mismatch.\r\n";
-    const auto copy = static_cast<char*>(LocalAlloc(0, sizeof text));
-    std::copy(std::begin(text), std::end(text), copy);
-    *reinterpret_cast<char**>(buffer) = copy;
-    return sizeof text - 1;
+    if (!systemMessage) return 0;
+    const std::size_t length = std::strlen(systemMessage);
+    *reinterpret_cast<char**>(buffer) = static_cast<char*>(LocalAlloc(0, length + 1));
+    std::memcpy(*reinterpret_cast<char**>(buffer), systemMessage, length + 1);
+    return static_cast<DWORD>(length);
 }
 
 struct TargetRow {
@@ -271,44 +272,35 @@ TEST_F(ProcessStart, PassThatFailsLeavesTheMarkThatAnEarlierPassHasSet)
     EXPECT_THAT(machine.writes(), ElementsAre(fullPerformance));
 }
 
-TEST_F(ProcessStart, TargetThatIsNoInterfaceEndsTheBatchWithThreeLines)
+struct ErrorRow {
+    HRESULT code = static_cast<HRESULT>(0x80020005);
+    const char* systemMessage = nullptr;
+    const char* error = "4 caught _com_error:-2147352571";
+    const char* message;
+};
+
+class NoInterface : public WithRow<ProcessStart, ErrorRow> {};
+
+TEST_ROWS(NoInterface, ROW(.systemMessage = "Type mismatch.\r\n", .message = "4 caught ErrorMessage:Type mismatch."),
+          // what the system has no words for is described by its number
+          ROW(.message = "4 caught ErrorMessage:Unknown error 0x80020005"),
+          ROW(.code = static_cast<HRESULT>(0x80040205), .error = "4 caught _com_error:-2147220987",
+              .message = "4 caught ErrorMessage:IDispatch error #5"));
+
+TEST_P(NoInterface, AsTargetEndsTheBatchWithThreeLines)
 {
-    const ImportSwap format(__imp_FormatMessageA, &someSystemMessage);
+    const ImportSwap format(__imp_FormatMessageA, &formatMessage);
+    const ImportSwap convert(__imp_VariantChangeType, &failingConversion);
+    conversionResult = row().code;
+    systemMessage = row().systemMessage;
     event.set(L"TargetInstance", numberValue(7));
 
     indicate(3);
 
-    EXPECT_THAT(machine.messages(), ElementsAre("4 caught _com_error:-2147352571",
-                                                "4 caught Description:", "4 caught ErrorMessage:Type mismatch."));
+    EXPECT_THAT(machine.messages(), ElementsAre(row().error, "4 caught Description:", row().message));
     EXPECT_EQ(notedOf("event.Get").size(), 1U);
     EXPECT_EQ(PID_Change, 0);
     EXPECT_THAT(machine.writes(), IsEmpty());
-}
-
-struct ErrorCodeRow {
-    HRESULT code;
-    const char* error;
-    const char* message;
-};
-
-class ErrorCode : public WithRow<ProcessStart, ErrorCodeRow> {};
-
-TEST_ROWS(ErrorCode,
-          ROW(.code = static_cast<HRESULT>(0x80020005), .error = "4 caught _com_error:-2147352571",
-              .message = "4 caught ErrorMessage:Unknown error 0x80020005"),
-          ROW(.code = static_cast<HRESULT>(0x80040205), .error = "4 caught _com_error:-2147220987",
-              .message = "4 caught ErrorMessage:IDispatch error #5"));
-
-TEST_P(ErrorCode, WithoutASystemMessageIsDescribedByItsNumber)
-{
-    const ImportSwap format(__imp_FormatMessageA, &noSystemMessage);
-    const ImportSwap convert(__imp_VariantChangeType, &failingConversion);
-    event.set(L"TargetInstance", numberValue(7));
-    conversionResult = row().code;
-
-    indicate(1);
-
-    EXPECT_THAT(machine.messages(), ElementsAre(row().error, "4 caught Description:", row().message));
 }
 
 TEST_F(ProcessStart, BatchThatAnErrorEndedStillRaisesTheCeilingForThePassesBefore)

@@ -160,23 +160,27 @@ TEST_F(ControlWatch, KeyThatOpensAgainLaterIsReadThen)
     EXPECT_EQ(g_engineGate, 0);
 }
 
-TEST_F(ControlWatch, StandardExceptionIsWrittenWithItsTextBeforeTheClosingLine)
+struct ExceptionRow {
+    bool standard;
+    const char* line;
+};
+
+class WatcherException : public WithRow<ControlWatch, ExceptionRow> {};
+
+TEST_ROWS(WatcherException, ROW(.standard = true, .line = "data  registryNotifyexception - broken"),
+          ROW(.standard = false, .line = "data catch ... registry_write function. Service stopped"));
+
+TEST_P(WatcherException, IsWrittenBeforeTheClosingLineAStandardOneWithItsText)
 {
-    registry.onNotify = []() -> LSTATUS { throw std::runtime_error("broken"); };
+    registry.onNotify = [this]() -> LSTATUS {
+        if (row().standard) throw std::runtime_error("broken");
+        throw 7;
+    };
 
     EXPECT_EQ(registryNotify(), 0U);
 
-    EXPECT_THAT(notedOf("data"), ElementsAre("data  registryNotifyexception - broken", closed));
-    EXPECT_THAT(notedOf("close"), testing::IsEmpty());
-}
-
-TEST_F(ControlWatch, AnyOtherExceptionHasItsOwnTextBeforeTheClosingLine)
-{
-    change([]() { throw 7; });
-
-    EXPECT_EQ(registryNotify(), 0U);
-
-    EXPECT_THAT(notedOf("data"), ElementsAre("data catch ... registry_write function. Service stopped", closed));
+    EXPECT_THAT(notedOf("data"), ElementsAre(row().line, closed));
+    EXPECT_THAT(notedOf("close"), IsEmpty());
 }
 
 TEST_F(ControlWatch, ExceptionThatCannotBeToldEndsTheWatcherAlone)
@@ -186,7 +190,7 @@ TEST_F(ControlWatch, ExceptionThatCannotBeToldEndsTheWatcherAlone)
 
     EXPECT_EQ(registryNotify(), 0U);
 
-    EXPECT_THAT(notedOf("data"), testing::IsEmpty());
+    EXPECT_THAT(notedOf("data"), IsEmpty());
 }
 
 TEST_F(ControlWatch, ExceptionOfAReportEndsTheWatcherToo)
