@@ -219,16 +219,13 @@ std::vector<std::string> linesOf(const std::string& text)
     return lines;
 }
 
-template<class Function>
-using Swap = ImportSwap<Function>;
-
 }  // namespace
 
 struct EngineLife::Imports {
-    Swap<decltype(&Sleep)> sleep{ __imp_Sleep, &virtualSleep };
-    Swap<decltype(&GetSystemPowerStatus)> power{ __imp_GetSystemPowerStatus, &onMains };
-    Swap<decltype(&SysAllocString)> text{ __imp_SysAllocString, &allocString };
-    Swap<decltype(&HeapAlloc)> heap{ __imp_HeapAlloc, &heapAlloc };
+    ImportSwap<decltype(&Sleep)> sleep{ __imp_Sleep, &virtualSleep };
+    ImportSwap<decltype(&GetSystemPowerStatus)> power{ __imp_GetSystemPowerStatus, &onMains };
+    ImportSwap<decltype(&SysAllocString)> text{ __imp_SysAllocString, &allocString };
+    ImportSwap<decltype(&HeapAlloc)> heap{ __imp_HeapAlloc, &heapAlloc };
     WatchedBuffer renderBuffer{ eventService.bytes.size(), "" };  // of a size that nobody else asks for
     FailingImport<__imp_CM_Get_Device_ID_List_SizeA> listSize{ "CM_Get_Device_ID_List_SizeA", CR_FAILURE };
     FailingImport<__imp_CM_Get_Device_ID_ListA> list{ "CM_Get_Device_ID_ListA", CR_FAILURE };

@@ -157,7 +157,7 @@ protected:
         EXPECT_EQ(life.system.callsOf("CM_Open_DevNode_Key").size(), life.system.callsOf("RegCloseKey").size());
         EXPECT_EQ(life.system.heldTexts(), 0U);
         EXPECT_LE(life.system.heldBlocks(), 1U);
-        EXPECT_EQ(WatchedBuffer::held(), callFailed("EvtRender") ? 1 : 0);
+        EXPECT_EQ(WatchedBuffer::held, callFailed("EvtRender") ? 1 : 0);
     }
 
     EngineLife life;

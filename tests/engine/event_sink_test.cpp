@@ -217,24 +217,6 @@ TEST_F(ProcessName, CallersValueIsLeftAsItWas)
     EXPECT_EQ(std::wstring(V_BSTR(&value)), L"game.exe");
 }
 
-TEST_F(ProcessName, ReadersAndClearersNeverSeeHalfAName)
-{
-    const std::string one(200, 'a');
-    const std::string other(300, 'b');
-    std::thread writer([&] {
-        for (int i = 0; i < 2000; ++i) setProcessName(i % 2 == 0 ? one : other);
-    });
-    int torn = 0;
-    for (int i = 0; i < 2000; ++i) {
-        const std::string seen = processName();
-        if (seen != one && seen != other && !seen.empty() && seen != "before.exe") torn += 1;
-        if (i % 7 == 0) clearProcessName();
-    }
-    writer.join();
-
-    EXPECT_EQ(torn, 0);
-}
-
 struct StatusRow {
     LONG flags;
     HRESULT result;

@@ -242,8 +242,8 @@ TEST_P(RenderBuffer, IsFreedAfterUseAndTheNextEventIsTakenAllTheSame)
 
     EXPECT_EQ(renderStandbyEvent(standbyEvent), row().status);
 
-    EXPECT_EQ(WatchedBuffer::asked(), 1);
-    EXPECT_EQ(WatchedBuffer::held(), row().held);
+    EXPECT_EQ(WatchedBuffer::asked, 1);
+    EXPECT_EQ(WatchedBuffer::held, row().held);
     EXPECT_EQ(noted().size(), row().calls);
     EXPECT_EQ(g_standbyExitCount, row().exits);
     eventService.renderError = 0;
@@ -272,7 +272,7 @@ TEST_P(RenderedBytes, AreAllThatIsRead)
 
     renderStandbyEvent(standbyEvent);
 
-    EXPECT_EQ(WatchedBuffer::asked(), 1);
+    EXPECT_EQ(WatchedBuffer::asked, 1);
     EXPECT_EQ(noted().size(), 2U);
     EXPECT_EQ(g_standbyExitCount, 0);
 }

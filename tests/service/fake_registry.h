@@ -35,17 +35,14 @@ public:
     std::deque<std::function<DWORD()>> waits;
 
 private:
-    template<class Function>
-    using Swap = ImportSwap<Function>;
-
-    Swap<decltype(&RegOpenKeyExW)> open;
-    Swap<decltype(&RegCloseKey)> closeKey;
-    Swap<decltype(&RegQueryValueExW)> query;
-    Swap<decltype(&RegSetValueExW)> set;
-    Swap<decltype(&RegNotifyChangeKeyValue)> notify;
-    Swap<decltype(&CreateEventW)> createEvent;
-    Swap<decltype(&WaitForSingleObject)> wait;
-    Swap<decltype(&CloseHandle)> closeHandle;
+    ImportSwap<decltype(&RegOpenKeyExW)> open;
+    ImportSwap<decltype(&RegCloseKey)> closeKey;
+    ImportSwap<decltype(&RegQueryValueExW)> query;
+    ImportSwap<decltype(&RegSetValueExW)> set;
+    ImportSwap<decltype(&RegNotifyChangeKeyValue)> notify;
+    ImportSwap<decltype(&CreateEventW)> createEvent;
+    ImportSwap<decltype(&WaitForSingleObject)> wait;
+    ImportSwap<decltype(&CloseHandle)> closeHandle;
     bool watched = false;
 
     friend struct RegistryCalls;
