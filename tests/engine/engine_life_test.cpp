@@ -78,12 +78,6 @@ const Failure failures[] = {
     { "malloc, rendered event", { standbyFailed }, {} },
 };
 
-const Failure* failureOf(const std::string& call)
-{
-    const auto* const found = std::ranges::find(failures, call, &Failure::call);
-    return found == std::end(failures) ? nullptr : found;
-}
-
 bool tellsOfAFailure(const std::string& message)
 {
     return message.starts_with("4 ") || message == notStarted || message.find("failed") != std::string::npos;
@@ -116,8 +110,8 @@ protected:
         Texts standardError;
         Kept kept = Kept::nothing;
         for (const std::string& call : callsFailed()) {
-            const Failure* const failure = failureOf(call);
-            if (!failure) continue;
+            const auto* const failure = std::ranges::find(failures, call, &Failure::call);
+            if (failure == std::end(failures)) continue;
             std::ranges::copy(failure->messages, std::back_inserter(messages));
             std::ranges::copy(failure->standardError, std::back_inserter(standardError));
             kept = failure->kept.value_or(kept);
