@@ -1,8 +1,7 @@
 """scripts/import.sh with HWiNFO64's logs: columns, limit reasons, dates and times, encodings, and bad lines."""
 
 import pytest
-
-from import_bench import import_and_replay, powers  # noqa: F401
+from conftest import powers
 
 PL1 = "IA: Package-Level RAPL/PBM PL1 [Yes/No]"
 PL2 = "IA: Package-Level RAPL/PBM PL2,PL3 [Yes/No]"
