@@ -101,13 +101,6 @@ TEST(SimulatedEvents, EndWithTheStopPath)
     EXPECT_EQ("2000,log,0,Stop is called from the registry ,", rows.back());
 }
 
-TEST(SimulatedSessions, HaveTheHandleOne)
-{
-    const SimulatedMachine machine;
-
-    EXPECT_EQ(1u, SessionCreate(applicationRecord()));
-}
-
 TEST(SimulatedSessions, AreRefusedWithAllOnesWhenCreationFails)
 {
     SimulatedMachine machine;
