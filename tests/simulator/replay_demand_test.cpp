@@ -12,7 +12,6 @@ using namespace simulator;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::Field;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 Scenario scenarioOf(const std::string& rows)
@@ -106,11 +105,6 @@ TEST(DemandReplay, RowsTellEachHundredMillisecondsOfWorkClockAndPower)
     EXPECT_THAT(rowsAt(rows, 200), Contains("200,processor,served_core_ms,47,"));
     EXPECT_THAT(rowsAt(rows, 200), Contains("200,primitive,GET_RAPL_POWER,2406,0"));
     EXPECT_THAT(rowsWith(rows, ",demand_core_ms,"), SizeIs(20));
-}
-
-TEST(DemandReplay, ScriptedPowerHasNoProcessorRows)
-{
-    EXPECT_THAT(rowsWith(replayRows("0,power_mw,1500\n2000,stop,service\n"), ",processor,"), IsEmpty());
 }
 
 TEST(DemandReplay, LaunchIsNoticedAndItsCeilingQuickensTheClock)
