@@ -1,4 +1,4 @@
-// Imports fail on top of what the other fakes answer; the core's slots and the clock are made here.
+// Imports fail on top of what the other fakes answer; the core is a watched one, and the clock is made here.
 #include "tests/engine/engine_life.h"
 #include "controller/state.h"
 #include "simulator/platform/import_slots.h"
@@ -8,6 +8,7 @@
 #include "engine/event_sink.h"
 #include "engine/standby_watcher.h"
 #include "framework/core_library.h"
+#include "simulator/platform/simulated_core.h"
 #include "tests/engine/fake_event_service.h"
 #include "tests/engine/watched_buffer.h"
 #include "tests/support/call_list.h"
@@ -17,6 +18,9 @@
 #include <cstring>
 #include <map>
 #include <new>
+#include <optional>
+#include <ostream>
+#include <set>
 #include <sstream>
 
 namespace kelvane::tests {
@@ -27,7 +31,6 @@ constexpr char installDirectory[] = "C:\\orq";
 constexpr char systemLibrary[] = "C:\\windows\\system32\\Tarvo\\ORQ\\orqcore.dll";
 constexpr int coreFailure = 1000;  // TOVA_E_NOT_IMPLEMENTED
 constexpr int spinMax = 400;       // primitives without a Sleep before somebody ends scaling
-constexpr SessionHandle lifeSession = 42;
 constexpr int initialReads = 5;
 
 // Of a run: ms since it began -> what happens.
@@ -38,11 +41,10 @@ struct World {
     std::uint64_t nowMs = 0;
     std::uint64_t runBeganMs = 0;
     Script script;
-    unsigned powerMw = 3000;
     int primitivesSinceSleep = 0;
     int powerReads = 0;  // since the session was connected
     int sessions = 0;
-    std::map<std::uint32_t, EventCallback> events;
+    std::set<std::uint32_t> events;  // registered types
     IWbemClassObject* processEvent = nullptr;
     FakeApartment* apartment = nullptr;
 };
@@ -51,7 +53,7 @@ World& world = *new World;
 
 // --- what happens ----------------------------------------------------------------------------------------------------
 
-void raisePower() { world.powerMw = 5200; }
+void raisePower() { simulator::setReading({ simulator::Primitive::getRaplPower, 5200 }); }
 
 void startProcess()
 {
@@ -59,18 +61,10 @@ void startProcess()
     static_cast<EventSink*>(world.apartment->wrapped)->Indicate(1, &world.processEvent);
 }
 
-void tell(std::uint32_t eventType, std::uint32_t value)
-{
-    const auto registered = world.events.find(eventType);
-    if (registered == world.events.end()) return;
-    const OrqData payload = { 3, &value, sizeof value, sizeof value };
-    registered->second(0, eventType, nullptr, &payload);
-}
-
 void changeWorkloadAndSlider()
 {
-    tell(183, 2);
-    tell(106, 30);
+    simulator::deliverEvent({ eventWorkload, 2 });
+    simulator::deliverEvent({ eventPowerSlider, 30 });
 }
 
 void enterStandby() { SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, reinterpret_cast<EVT_HANDLE>(0xE7)); }
@@ -96,29 +90,9 @@ void pass(DWORD ms)
     }
 }
 
-// --- the core's slots ------------------------------------------------------------------------------------------------
+// --- the core --------------------------------------------------------------------------------------------------------
 
 int statusOf(const std::string& call) { return callFails(call) ? coreFailure : 0; }
-
-int init() { return statusOf("Init"); }
-
-SessionHandle createSession(const ApplicationRecord* /*application*/)
-{
-    if (callFails("SessionCreate")) return ~SessionHandle{ 0 };
-    world.sessions += 1;
-    return lifeSession;
-}
-
-void destroySession(SessionHandle /*session*/) { world.sessions -= 1; }
-
-int connectSession(SessionHandle /*session*/)
-{
-    const int status = statusOf("SessionConnect");
-    world.powerReads = status == 0 ? 0 : initialReads;  // without a connection the start reads no power
-    return status;
-}
-
-void disconnectSession(SessionHandle /*session*/) {}
 
 // A primitive's name, with what decides whether anybody is told of its failure.
 std::string placed(const std::string& primitive, const OrqData* request)
@@ -132,43 +106,37 @@ std::string placed(const std::string& primitive, const OrqData* request)
     return silent ? primitive + ", since standby" : primitive;
 }
 
-int execute(SessionHandle /*session*/, const OrqData* command, const OrqData* request, OrqData* response)
+int statusOf(const simulator::CoreCall& call)
 {
-    constexpr std::size_t headLength = sizeof "execute-primitive TCPU " - 1;
-    const std::string primitive = static_cast<const char*>(command->buf_ptr) + headLength;
-    if (++world.primitivesSinceSleep == spinMax) stopScaling();
-    if (callFails(placed(primitive, request))) return coreFailure;
-    const unsigned reading = primitive == "GET_RAPL_POWER" ? world.powerMw : 0;
-    if (response) std::memcpy(response->buf_ptr, &reading, sizeof reading);
-    return 0;
+    if (call.command) return statusOf(placed(std::string(call.operation), call.request));
+    if (call.operation == "INIT") return statusOf("Init");
+    if (call.operation == "SESSION_CREATE") return statusOf("SessionCreate");
+    if (call.operation == "SESSION_CONNECT") return statusOf("SessionConnect");
+    if (call.operation == "REGISTER_EVENT") return statusOf("RegisterEvent");
+    if (call.operation == "UNREGISTER_EVENT") return statusOf("UnregisterEvent");
+    return 0;  // the rest has no status
 }
 
-int registerEvent(SessionHandle /*session*/, std::uint32_t type, const char* /*participant*/, EventCallback callback,
-                  std::uint64_t /*context*/)
+std::optional<int> answerTo(const simulator::CoreCall& call)
 {
-    if (callFails("RegisterEvent")) return coreFailure;
-    world.events[type] = callback;
-    return 0;
+    if (call.command && ++world.primitivesSinceSleep == spinMax) stopScaling();
+    const int status = statusOf(call);
+    if (call.operation == "SESSION_CREATE" && status == 0) world.sessions += 1;
+    if (call.operation == "SESSION_DESTROY") world.sessions -= 1;
+    // Without a connection the start reads no power.
+    if (call.operation == "SESSION_CONNECT") world.powerReads = status == 0 ? 0 : initialReads;
+    if (call.operation == "REGISTER_EVENT" && status == 0) world.events.insert(*call.eventType);
+    if (call.operation == "UNREGISTER_EVENT") world.events.erase(*call.eventType);
+    return status;
 }
 
-int unregisterEvent(SessionHandle /*session*/, std::uint32_t type, const char* /*participant*/,
-                    EventCallback /*callback*/, std::uint64_t /*context*/)
+void startCore()
 {
-    world.events.erase(type);
-    return statusOf("UnregisterEvent");
-}
-
-void fillSlots(unsigned char* bytes)
-{
-    auto* const record = reinterpret_cast<OrqInterface*>(bytes);
-    record->Init = init;
-    record->SessionCreate = createSession;
-    record->SessionDestroy = destroySession;
-    record->SessionConnect = connectSession;
-    record->SessionDisconnect = disconnectSession;
-    record->SessionExecute = execute;
-    record->RegisterEvent = registerEvent;
-    record->UnregisterEvent = unregisterEvent;
+    static std::ostream nowhere(nullptr);
+    static simulator::Trace trace(nowhere);
+    simulator::startCore(trace, [] { return world.nowMs; });
+    simulator::setReading({ simulator::Primitive::getRaplPower, 3000 });
+    simulator::watchCalls(answerTo);
 }
 
 // --- imports whose name alone does not say what fails ----------------------------------------------------------------
@@ -248,11 +216,12 @@ EngineLife::EngineLife()
     heapAllocBefore = __imp_HeapAlloc;
     world.processEvent = &event;
     world.apartment = &com.apartment;
+    startCore();
     system.plugInFrameworkDevice(installDirectory);
     system.files[std::string(installDirectory) + "\\orqcore.dll"] = FILE_ATTRIBUTE_NORMAL;
     system.files[systemLibrary] = FILE_ATTRIBUTE_NORMAL;
     system.core.onInterface = [this](unsigned char* record) {
-        fillSlots(record);
+        simulator::getSimulatedInterface(reinterpret_cast<OrqInterface*>(record));
         system.core.interfaceStatus = statusOf("GetOrqInterface");
     };
     event.set(L"TargetInstance", unknownValue(&process));
