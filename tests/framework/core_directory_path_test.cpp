@@ -90,144 +90,120 @@ protected:
     FakeSystem system;
 };
 
-// With the library in the install directory, and what is asked about it.
-struct LibraryRow {
-    const char* name = "orqcore.dll";
-    DWORD attributes = plainFile;
+constexpr char fallback[] = "C:\\windows\\system32\\Tarvo\\ORQ";
+constexpr char pathInFallback[] = "C:\\windows\\system32\\Tarvo\\ORQ\\orqcore.dll";
+
+struct PlaceRow {
+    std::string installDir = "C:\\orq";  // empty: no device
     LSTATUS installDirStatus = ERROR_SUCCESS;
+    std::string file = "\\orqcore.dll";  // in there
+    DWORD attributes = plainFile;
     bool deletesFiles = true;
-    const char* directory = "C:\\windows\\system32\\Tarvo\\ORQ";
-    Texts calls = {};  // beside the search for the install directory
+    std::string systemDirectory = "C:\\windows\\system32";
+    std::optional<UINT> systemAnswer = {};  // none: its length
+    std::string name = "orqcore.dll";
+    std::string directory = fallback;
+    std::string path = pathInFallback;
 };
 
-class CoreDirectoryOfALibrary : public WithRow<CoreDirectory, LibraryRow> {};
+class CorePlace : public WithRow<CoreDirectory, PlaceRow> {
+protected:
+    CorePlace()
+    {
+        if (!row().installDir.empty()) system.plugInFrameworkDevice(row().installDir);
+        system.installDirStatus = row().installDirStatus;
+        system.files[row().installDir + row().file] = row().attributes;
+        system.deletesFiles = row().deletesFiles;
+        system.systemDirectory = row().systemDirectory;
+        system.systemDirectoryAnswer = row().systemAnswer;
+    }
+};
+
+TEST_ROWS(CorePlace,
+          // the install directory, where it is known and holds the library
+          ROW(.directory = "C:\\orq", .path = "C:\\orq\\orqcore.dll"), ROW(.file = "\\other.dll"),
+          ROW(.installDir = ""), ROW(.installDirStatus = ERROR_UNSUPPORTED_TYPE),
+          // a link in the library's place is none, removed or not
+          ROW(.attributes = linkToFile), ROW(.attributes = linkToFolder, .deletesFiles = false),
+          // a name with a separator is not looked for
+          ROW(.name = "sub\\orqcore.dll", .directory = "C:\\orq", .path = "sub\\orqcore.dll"),
+          ROW(.name = "own/core.dll", .directory = "C:\\orq", .path = "own/core.dll"),
+          ROW(.name = "\\orqcore.dll", .directory = "C:\\orq", .path = "\\orqcore.dll"),
+          ROW(.name = "sub/", .directory = "C:\\orq", .path = "sub/"),
+          ROW(.name = "\\" + std::string(300, 'n'), .directory = "C:\\orq", .path = "\\" + std::string(258, 'n')),
+          // none, when the system directory fails or does not fit
+          ROW(.installDir = "", .systemAnswer = 0, .directory = "none", .path = "orqcore.dll"),
+          ROW(.installDir = "", .systemAnswer = 260, .directory = "none", .path = "orqcore.dll"),
+          ROW(.installDir = "", .systemAnswer = 261, .directory = "none", .path = "orqcore.dll"),
+          ROW(.installDir = "", .systemAnswer = 1000, .directory = "none", .path = "orqcore.dll"),
+          ROW(.file = "\\other.dll", .systemAnswer = 0, .directory = "none", .path = "orqcore.dll"),
+          ROW(.installDir = "", .systemDirectory = std::string(260, 's'), .directory = "none", .path = "orqcore.dll"),
+          ROW(.installDir = "", .systemAnswer = 0, .name = std::string(300, 'n'), .directory = "none",
+              .path = std::string(259, 'n')),
+          // 259 characters are complete, further ones are cut off
+          ROW(.installDir = std::string(247, 'd'), .directory = std::string(247, 'd'),
+              .path = std::string(247, 'd') + "\\orqcore.dll"),
+          ROW(.installDir = std::string(248, 'd'), .file = "\\orqcore.dl", .directory = std::string(248, 'd'),
+              .path = std::string(248, 'd') + "\\orqcore.dl"),
+          ROW(.installDir = "", .systemDirectory = std::string(240, 's'),
+              .directory = std::string(240, 's') + "\\Tarvo\\ORQ",
+              .path = std::string(240, 's') + "\\Tarvo\\ORQ\\orqcore."),
+          ROW(.installDir = "", .systemDirectory = std::string(249, 's'),
+              .directory = std::string(249, 's') + "\\Tarvo\\ORQ", .path = std::string(249, 's') + "\\Tarvo\\ORQ"),
+          ROW(.installDir = "", .systemDirectory = std::string(250, 's'),
+              .directory = std::string(250, 's') + "\\Tarvo\\OR", .path = std::string(250, 's') + "\\Tarvo\\OR"),
+          ROW(.installDir = "", .systemDirectory = std::string(259, 's'), .directory = std::string(259, 's'),
+              .path = std::string(259, 's')));
+
+TEST_P(CorePlace, HasADirectory) { EXPECT_EQ(directoryOf(row().name.c_str()), row().directory); }
+
+TEST_P(CorePlace, HasAPath) { EXPECT_EQ(pathOf(row().name), row().path); }
+
+// Of a library in the install directory.
+struct QuestionsRow {
+    const char* name = "orqcore.dll";
+    DWORD attributes = plainFile;
+    bool deletesFiles = true;
+    Texts calls = {};
+};
+
+class CoreDirectoryQuestions : public WithRow<CoreDirectory, QuestionsRow> {};
 
 constexpr char looks[] = "GetFileAttributesA C:\\orq\\orqcore.dll";
-constexpr char fallsBack[] = "GetSystemDirectoryA 260";
 
-TEST_ROWS(CoreDirectoryOfALibrary, ROW(.directory = "C:\\orq", .calls = { looks, looks }),
-          ROW(.installDirStatus = ERROR_UNSUPPORTED_TYPE, .calls = { fallsBack }),
-          // a link in its place is removed before the existence test; one that cannot be is no library
-          ROW(.attributes = linkToFile, .calls = { looks, "DeleteFileA C:\\orq\\orqcore.dll", looks, fallsBack }),
+TEST_ROWS(CoreDirectoryQuestions, ROW(.calls = { looks, looks }), ROW(.name = "sub\\orqcore.dll"),
+          ROW(.attributes = linkToFile,
+              .calls = { looks, "DeleteFileA C:\\orq\\orqcore.dll", looks, "GetSystemDirectoryA 260" }),
           ROW(.attributes = linkToFolder, .deletesFiles = false,
-              .calls = { looks, "RemoveDirectoryA C:\\orq\\orqcore.dll", fallsBack }),
-          // with a separator it is not looked for
-          ROW(.name = "sub\\orqcore.dll", .directory = "C:\\orq"), ROW(.name = "sub/x.dll", .directory = "C:\\orq"),
-          ROW(.name = "\\orqcore.dll", .directory = "C:\\orq"), ROW(.name = "sub/", .directory = "C:\\orq"));
+              .calls = { looks, "RemoveDirectoryA C:\\orq\\orqcore.dll", "GetSystemDirectoryA 260" }));
 
-TEST_P(CoreDirectoryOfALibrary, IsTheInstallDirectoryWhereItHoldsTheLibrary)
+TEST_P(CoreDirectoryQuestions, FollowTheSearchForTheInstallDirectory)
 {
     system.plugInFrameworkDevice("C:\\orq");
     system.files["C:\\orq\\orqcore.dll"] = row().attributes;
-    system.installDirStatus = row().installDirStatus;
     system.deletesFiles = row().deletesFiles;
 
-    EXPECT_EQ(directoryOf(row().name), row().directory);
+    directoryOf(row().name);
+
     while (system.calls.front() != "HeapFree 9") system.calls.erase(system.calls.begin());
     system.calls.erase(system.calls.begin());
     EXPECT_EQ(system.calls, row().calls);
 }
 
-TEST_F(CoreDirectory, WithoutAFrameworkDeviceIsTheFolderBelowTheSystemDirectory)
+TEST_F(CoreDirectory, WithoutAFrameworkDeviceIsTheFallbackWithoutALook)
 {
-    EXPECT_EQ(directoryOf("orqcore.dll"), "C:\\windows\\system32\\Tarvo\\ORQ");
+    directoryOf("orqcore.dll");
 
     EXPECT_THAT(system.callsOf("GetSystemDirectoryA"), ElementsAre("GetSystemDirectoryA 260"));
     EXPECT_THAT(system.callsOf("GetFileAttributesA"), IsEmpty());
 }
 
-TEST_F(CoreDirectory, AnInstallDirectoryWithoutTheLibraryGivesWayToTheFallback)
+TEST_F(CoreDirectory, IsNotSearchedForANameWithASeparator)
 {
     system.plugInFrameworkDevice("C:\\orq");
 
-    EXPECT_EQ(directoryOf("orqcore.dll"), "C:\\windows\\system32\\Tarvo\\ORQ");
-}
-
-TEST_F(CoreDirectory, ThereIsNoneWhenTheSystemDirectoryFailsOrDoesNotFit)
-{
-    for (const UINT answer : { 0U, 260U, 261U, 1000U }) {
-        system.systemDirectoryAnswer = answer;
-
-        EXPECT_EQ(directoryOf("orqcore.dll"), "none") << answer;
-    }
-}
-
-TEST_F(CoreDirectory, ThereIsNoneAlsoWhenTheInstallDirectoryWasFoundWithoutTheLibrary)
-{
-    system.plugInFrameworkDevice("C:\\orq");
-    system.systemDirectoryAnswer = 0;
-
-    EXPECT_EQ(directoryOf("orqcore.dll"), "none");
-}
-
-struct FolderRow {
-    std::size_t length;  // of the system directory
-    const char* folder;
-};
-
-class FallbackFolder : public WithRow<CoreDirectory, FolderRow> {};
-
-TEST_ROWS(FallbackFolder, ROW(.length = 249, .folder = "\\Tarvo\\ORQ"), ROW(.length = 250, .folder = "\\Tarvo\\OR"),
-          ROW(.length = 259, .folder = ""));
-
-TEST_P(FallbackFolder, IsCutOffAtTheBuffersEnd)
-{
-    system.systemDirectory = std::string(row().length, 's');
-
-    EXPECT_EQ(directoryOf("orqcore.dll"), system.systemDirectory + row().folder);
-}
-
-TEST_F(CoreDirectory, ThereIsNoneBelowASystemDirectoryThatIsTooLong)
-{
-    system.systemDirectory = std::string(260, 's');
-
-    EXPECT_EQ(directoryOf("orqcore.dll"), "none");
-}
-
-struct PathRow {
-    std::string installDir = {};  // none: no device
-    std::string file = {};        // in there
-    std::string systemDirectory = "C:\\windows\\system32";
-    std::string path;
-};
-
-class CorePath : public WithRow<CoreDirectory, PathRow> {};
-
-TEST_ROWS(CorePath, ROW(.installDir = "C:\\orq", .file = "\\orqcore.dll", .path = "C:\\orq\\orqcore.dll"),
-          ROW(.installDir = "C:\\orq", .path = "C:\\windows\\system32\\Tarvo\\ORQ\\orqcore.dll"),
-          ROW(.path = "C:\\windows\\system32\\Tarvo\\ORQ\\orqcore.dll"),
-          // 259 characters are complete, further ones are cut off
-          ROW(.installDir = std::string(247, 'd'), .file = "\\orqcore.dll",
-              .path = std::string(247, 'd') + "\\orqcore.dll"),
-          ROW(.installDir = std::string(248, 'd'), .file = "\\orqcore.dl",
-              .path = std::string(248, 'd') + "\\orqcore.dl"),
-          ROW(.systemDirectory = std::string(240, 's'), .path = std::string(240, 's') + "\\Tarvo\\ORQ\\orqcore."),
-          ROW(.systemDirectory = std::string(255, 's'), .path = std::string(255, 's') + "\\Tar"));
-
-TEST_P(CorePath, JoinsTheDirectoryAndTheNameAndIsCutOffAtTheBuffersEnd)
-{
-    if (!row().installDir.empty()) system.plugInFrameworkDevice(row().installDir);
-    if (!row().file.empty()) system.files[row().installDir + row().file] = plainFile;
-    system.systemDirectory = row().systemDirectory;
-
-    EXPECT_EQ(pathOf("orqcore.dll"), row().path);
-}
-
-TEST_F(CoreDirectory, WithoutOneThePathIsTheNameItself)
-{
-    system.systemDirectoryAnswer = 0;
-
-    EXPECT_EQ(pathOf("orqcore.dll"), "orqcore.dll");
-    EXPECT_EQ(pathOf(std::string(300, 'n')), std::string(259, 'n'));
-}
-
-TEST_F(CoreDirectory, ANameWithASeparatorIsThePathWithoutAnySearch)
-{
-    system.plugInFrameworkDevice("C:\\orq");
-
-    EXPECT_EQ(pathOf("D:\\own\\core.dll"), "D:\\own\\core.dll");
-    EXPECT_EQ(pathOf("own/core.dll"), "own/core.dll");
-    EXPECT_EQ(pathOf("\\" + std::string(300, 'n')), "\\" + std::string(258, 'n'));
+    pathOf("D:\\own\\core.dll");
+    pathOf("own/core.dll");
 
     EXPECT_THAT(system.calls, IsEmpty());
 }

@@ -32,11 +32,10 @@ protected:
 
     int load() { return loadLibrary(&state, corePath); }
 
-    // `reason` stands between the status and the end of the line.
-    void expectFailure(int status, const std::string& reason)
+    void expectFailure(int status, const std::string& name, const std::string& words)
     {
         EXPECT_EQ(load(), status);
-        EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: " + reason + "\n");
+        EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: " + name + " (C:\\orq\\core.dll): " + words + "\n");
         EXPECT_EQ(state.module, nullptr);
         EXPECT_TRUE(isEmpty(coreInterface()));
         EXPECT_EQ(system.heldBlocks(), 0U);
@@ -86,87 +85,68 @@ TEST_F(CoreLoad, WithoutANameReportsWhyTheClientsModuleIsNotToBeHad)
     EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_NOT_FOUND (): words for 126\n");
 }
 
-struct LoadErrorRow {
-    DWORD error;
+struct FailureRow {
+    DWORD attributes = 0x20;
+    bool deletesFiles = true;
+    int failingAllocation = 0;
+    std::optional<DWORD> error = {};
     int status = 1801;
-    const char* reason;
+    const char* name = "TOVA_E_NO_CREATE";
+    const char* words = "N/A";
+    std::size_t attempts = 1;
 };
 
-class CoreLoadError : public WithRow<CoreLoad, LoadErrorRow> {};
+class CoreLoadFailure : public WithRow<CoreLoad, FailureRow> {};
 
-TEST_ROWS(CoreLoadError, ROW(.error = 2, .status = 3000, .reason = "TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 2"),
-          ROW(.error = 126, .status = 3000, .reason = "TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 126"),
-          ROW(.error = 8, .status = 1800, .reason = "TOVA_E_NO_MEMORY (C:\\orq\\core.dll): words for 8"),
-          ROW(.error = 127, .status = 1000, .reason = "TOVA_E_NOT_IMPLEMENTED (C:\\orq\\core.dll): words for 127"),
-          ROW(.error = 193, .status = 1002, .reason = "TOVA_E_NOT_SUPPORTED (C:\\orq\\core.dll): words for 193"),
-          ROW(.error = 1, .reason = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 1"),
-          ROW(.error = 3, .reason = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 3"),
-          ROW(.error = 5, .reason = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 5"),
-          ROW(.error = 1114, .reason = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 1114"),
-          ROW(.error = 0xFFFFFFFF, .reason = "TOVA_E_NO_CREATE (C:\\orq\\core.dll): words for 4294967295"));
+TEST_ROWS(CoreLoadFailure,
+          // the system's error decides
+          ROW(.error = 2, .status = 3000, .name = "TOVA_E_NOT_FOUND", .words = "words for 2"),
+          ROW(.error = 126, .status = 3000, .name = "TOVA_E_NOT_FOUND", .words = "words for 126"),
+          ROW(.error = 8, .status = 1800, .name = "TOVA_E_NO_MEMORY", .words = "words for 8"),
+          ROW(.error = 127, .status = 1000, .name = "TOVA_E_NOT_IMPLEMENTED", .words = "words for 127"),
+          ROW(.error = 193, .status = 1002, .name = "TOVA_E_NOT_SUPPORTED", .words = "words for 193"),
+          ROW(.error = 1, .words = "words for 1"), ROW(.error = 3, .words = "words for 3"),
+          ROW(.error = 5, .words = "words for 5"), ROW(.error = 1114, .words = "words for 1114"),
+          ROW(.error = 0xFFFFFFFF, .words = "words for 4294967295"),
+          // a link in the library's place is removed, and the library is missing; without that nothing is loaded
+          ROW(.attributes = 0x420, .status = 3000, .name = "TOVA_E_NOT_FOUND", .words = "words for 126"),
+          ROW(.attributes = 0x410, .deletesFiles = false, .status = 2300, .name = "TOVA_E_PARAMETER_IS_NULL",
+              .attempts = 0),
+          // nor without memory for the module's record
+          ROW(.failingAllocation = 1, .status = 2300, .name = "TOVA_E_PARAMETER_IS_NULL", .attempts = 0));
 
-TEST_P(CoreLoadError, DecidesTheStatusAndTheLine)
+TEST_P(CoreLoadFailure, IsReportedWithoutAnythingToFree)
 {
+    system.files[corePath] = row().attributes;
+    system.deletesFiles = row().deletesFiles;
+    system.failingAllocation = row().failingAllocation;
     system.loadError = row().error;
 
-    expectFailure(row().status, row().reason);
+    expectFailure(row().status, row().name, row().words);
+    EXPECT_THAT(system.callsOf("LoadLibraryExA"), SizeIs(row().attempts));
     EXPECT_THAT(system.callsOf("FreeLibrary"), IsEmpty());
 }
 
 TEST_F(CoreLoad, AFailureWithoutASystemErrorIsNoFailureButLeavesNothingToCall)
 {
-    system.loadError = 0;
+    system.loadFailsSilently = true;
+    SetLastError(193);  // from before the attempt
 
     EXPECT_EQ(load(), 0);
 
     EXPECT_EQ(errors.text(), "");
+    EXPECT_EQ(state.module->lastError, 0U);
     EXPECT_TRUE(isEmpty(coreInterface()));
 }
 
-TEST_F(CoreLoad, AnErrorFromBeforeTheAttemptIsNotTakenForIts)
-{
-    system.loadFailsSilently = true;
-    SetLastError(193);
-
-    EXPECT_EQ(load(), 0);
-
-    EXPECT_EQ(state.module->lastError, 0U);
-}
-
-TEST_F(CoreLoad, TheLastErrorIsKeptAlsoOfASuccessfulLoad)
+TEST_F(CoreLoad, TheLastErrorIsKeptAlsoOfASuccessfulLoadAndNotThatOfTheLookUp)
 {
     system.errorAfterLoad = 1400;
+    system.errorAfterLookUp = 5;
 
     EXPECT_EQ(load(), 0);
 
     EXPECT_EQ(state.module->lastError, 1400U);
-}
-
-TEST_F(CoreLoad, ALinkInTheLibrarysPlaceIsRemovedAndTheLibraryIsMissing)
-{
-    system.files[corePath] = 0x420;
-
-    expectFailure(3000, "TOVA_E_NOT_FOUND (C:\\orq\\core.dll): words for 126");
-    EXPECT_EQ(system.calls[1], "DeleteFileA C:\\orq\\core.dll");
-    EXPECT_THAT(system.files, IsEmpty());
-}
-
-TEST_F(CoreLoad, ALinkThatCannotBeRemovedIsNeverLoaded)
-{
-    system.files[corePath] = 0x410;
-    system.deletesFiles = false;
-
-    expectFailure(2300, "TOVA_E_PARAMETER_IS_NULL (C:\\orq\\core.dll): N/A");
-    EXPECT_THAT(system.calls,
-                ElementsAre("GetFileAttributesA C:\\orq\\core.dll", "RemoveDirectoryA C:\\orq\\core.dll"));
-}
-
-TEST_F(CoreLoad, WithoutMemoryForTheModulesRecordNothingIsLoaded)
-{
-    system.failingAllocation = 1;
-
-    expectFailure(2300, "TOVA_E_PARAMETER_IS_NULL (C:\\orq\\core.dll): N/A");
-    EXPECT_THAT(system.callsOf("LoadLibraryExA"), IsEmpty());
 }
 
 TEST_F(CoreLoad, TheLineShowsThePathCutOffAsItWasFormed)
@@ -211,20 +191,11 @@ TEST_F(CoreLoad, ALibraryWithoutTheExportIsReportedAndFreed)
 {
     system.exportsInterface = false;
 
-    expectFailure(3401, "TOVA_E_IFACE_NOT_SUPPORTED (C:\\orq\\core.dll): words for 127");
+    expectFailure(3401, "TOVA_E_IFACE_NOT_SUPPORTED", "words for 127");
     EXPECT_THAT(system.calls, ElementsAre("GetFileAttributesA C:\\orq\\core.dll", "HeapAlloc 24 zeroed",
                                           "LoadLibraryExA C:\\orq\\core.dll 0x1000", "GetProcAddress GetOrqInterface",
                                           "FormatMessageA 0x3100 127 language 0 [Library][][]", "FreeLibrary",
                                           "LocalFree", "HeapFree 24 all zero"));
-}
-
-TEST_F(CoreLoad, AFoundExportLeavesTheLoadsErrorInPlace)
-{
-    system.errorAfterLookUp = 5;
-
-    EXPECT_EQ(load(), 0);
-
-    EXPECT_EQ(state.module->lastError, 0U);
 }
 
 TEST_F(CoreLoad, TheLineIsWrittenBeforeTheLibraryIsFreed)
@@ -243,7 +214,7 @@ TEST_F(CoreLoad, TheLineShowsAnErrorThatTheLoadLeftBehind)
     system.errorAfterLoad = 5;
     system.core.interfaceStatus = 1003;
 
-    expectFailure(1003, "TOVA_E_UNSPECIFIED (C:\\orq\\core.dll): words for 5");
+    expectFailure(1003, "TOVA_E_UNSPECIFIED", "words for 5");
 }
 
 TEST_F(CoreLoad, TheLineHasNoTextWhenTheSystemHasNoWords)
@@ -251,7 +222,7 @@ TEST_F(CoreLoad, TheLineHasNoTextWhenTheSystemHasNoWords)
     system.exportsInterface = false;
     system.formatsMessages = false;
 
-    expectFailure(3401, "TOVA_E_IFACE_NOT_SUPPORTED (C:\\orq\\core.dll): N/A");
+    expectFailure(3401, "TOVA_E_IFACE_NOT_SUPPORTED", "N/A");
     EXPECT_THAT(system.callsOf("LocalFree"), IsEmpty());
 }
 
@@ -261,8 +232,8 @@ struct RefusalRow {
     std::size_t offset = 6;
     unsigned char byte = 156;
     std::set<int> emptySlots = {};
-    int status;
-    const char* name;
+    int status = 1002;
+    const char* name = "TOVA_E_NOT_SUPPORTED";
 };
 
 class CoreRefusal : public WithRow<CoreLoad, RefusalRow> {};
@@ -274,15 +245,9 @@ TEST_ROWS(CoreRefusal,
           // that the client library does not know
           ROW(.answer = 105, .status = 105, .name = "NA"), ROW(.answer = 1012, .status = 1012, .name = "NA"),
           // a record of another size, version and type: its kind is looked at before its slots
-          ROW(.byte = 160, .status = 1002, .name = "TOVA_E_NOT_SUPPORTED"),
-          ROW(.byte = 155, .emptySlots = { 9 }, .status = 1002, .name = "TOVA_E_NOT_SUPPORTED"),
-          ROW(.offset = 7, .byte = 1, .status = 1002, .name = "TOVA_E_NOT_SUPPORTED"),
-          ROW(.offset = 4, .byte = 2, .emptySlots = { 9 }, .status = 1002, .name = "TOVA_E_NOT_SUPPORTED"),
-          ROW(.offset = 4, .byte = 0, .status = 1002, .name = "TOVA_E_NOT_SUPPORTED"),
-          ROW(.offset = 5, .byte = 1, .status = 1002, .name = "TOVA_E_NOT_SUPPORTED"),
-          ROW(.offset = 0, .byte = 6, .emptySlots = { 9 }, .status = 1002, .name = "TOVA_E_NOT_SUPPORTED"),
-          ROW(.offset = 0, .byte = 8, .status = 1002, .name = "TOVA_E_NOT_SUPPORTED"),
-          ROW(.offset = 3, .byte = 1, .status = 1002, .name = "TOVA_E_NOT_SUPPORTED"),
+          ROW(.byte = 160), ROW(.byte = 155, .emptySlots = { 9 }), ROW(.offset = 7, .byte = 1),
+          ROW(.offset = 4, .byte = 2, .emptySlots = { 9 }), ROW(.offset = 4, .byte = 0), ROW(.offset = 5, .byte = 1),
+          ROW(.offset = 0, .byte = 6, .emptySlots = { 9 }), ROW(.offset = 0, .byte = 8), ROW(.offset = 3, .byte = 1),
           // the nine slots that must be filled
           ROW(.emptySlots = { 1 }, .status = 1400, .name = "TOVA_E_CALLBACK_IS_NULL"),
           ROW(.emptySlots = { 2 }, .status = 1400, .name = "TOVA_E_CALLBACK_IS_NULL"),
@@ -300,7 +265,7 @@ TEST_P(CoreRefusal, IsReportedAndTheLibraryFreed)
     system.core.emptySlots = row().emptySlots;
     system.core.onInterface = [&](unsigned char* record) { record[row().offset] = row().byte; };
 
-    expectFailure(row().status, row().name + std::string(" (C:\\orq\\core.dll): N/A"));
+    expectFailure(row().status, row().name, "N/A");
     EXPECT_THAT(system.callsOf("FreeLibrary"), SizeIs(1));
 }
 
