@@ -12,59 +12,43 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using Texts = std::vector<std::string>;
-
 constexpr DWORD plainFile = 0x20;
 constexpr DWORD linkToFile = 0x420;
 constexpr DWORD linkToFolder = 0x410;
 
-class ReparsePointGuard : public testing::Test {
-protected:
-    FakeSystem system;
+struct LinkRow {
+    std::optional<DWORD> attributes;  // none: no file
+    bool deletesFiles = true;
+    std::vector<std::string> removals = {};
+    unsigned long status = 0;
+    std::size_t left = 1;
 };
 
-struct GuardRow {
-    DWORD attributes;
-    Texts removals = {};
-};
+class ReparsePointGuard : public WithRow<testing::Test, LinkRow> {};
 
-class ReparsePointGuardByAttributes : public WithRow<ReparsePointGuard, GuardRow> {};
-
-TEST_ROWS(ReparsePointGuardByAttributes,
-          // file, folder, no attribute at all, every attribute but a link's and a folder's
+TEST_ROWS(ReparsePointGuard,
+          // file, folder, no attribute at all, every attribute but a link's and a folder's; no file
           ROW(.attributes = plainFile), ROW(.attributes = 0x10), ROW(.attributes = 0), ROW(.attributes = 0xFFFFFBEF),
+          ROW(.attributes = {}, .left = 0),
           // links, without any other attribute too
-          ROW(.attributes = linkToFile, .removals = { "DeleteFileA C:\\x" }),
-          ROW(.attributes = 0x400, .removals = { "DeleteFileA C:\\x" }),
-          ROW(.attributes = linkToFolder, .removals = { "RemoveDirectoryA C:\\x" }));
+          ROW(.attributes = linkToFile, .removals = { "DeleteFileA C:\\x" }, .left = 0),
+          ROW(.attributes = 0x400, .removals = { "DeleteFileA C:\\x" }, .left = 0),
+          ROW(.attributes = linkToFolder, .removals = { "RemoveDirectoryA C:\\x" }, .left = 0),
+          ROW(.attributes = linkToFile, .deletesFiles = false, .removals = { "DeleteFileA C:\\x" }, .status = 31),
+          ROW(.attributes = linkToFolder, .deletesFiles = false, .removals = { "RemoveDirectoryA C:\\x" },
+              .status = 31));
 
-TEST_P(ReparsePointGuardByAttributes, RemovesLinksAndLeavesEverythingElse)
+TEST_P(ReparsePointGuard, RemovesLinksAndLeavesEverythingElse)
 {
-    system.files["C:\\x"] = row().attributes;
-    Texts expected = { "GetFileAttributesA C:\\x" };
-    expected.insert(expected.end(), row().removals.begin(), row().removals.end());
+    FakeSystem system;
+    system.deletesFiles = row().deletesFiles;
+    if (row().attributes) system.files["C:\\x"] = *row().attributes;
+    std::vector<std::string> calls = row().removals;
+    calls.insert(calls.begin(), "GetFileAttributesA C:\\x");
 
-    EXPECT_EQ(removeReparsePoint("C:\\x"), 0U);
-    EXPECT_EQ(system.files.count("C:\\x"), row().removals.empty() ? 1U : 0U);
-    EXPECT_EQ(system.calls, expected);
-}
-
-TEST_F(ReparsePointGuard, NothingIsRemovedWhereThereIsNoFile)
-{
-    EXPECT_EQ(removeReparsePoint("C:\\x"), 0U);
-
-    EXPECT_THAT(system.calls, ElementsAre("GetFileAttributesA C:\\x"));
-}
-
-TEST_F(ReparsePointGuard, FailsWhenTheLinkCannotBeRemoved)
-{
-    system.deletesFiles = false;
-
-    for (const DWORD attributes : { linkToFile, linkToFolder }) {
-        system.files["C:\\x"] = attributes;
-
-        EXPECT_EQ(removeReparsePoint("C:\\x"), 31U) << attributes;
-    }
+    EXPECT_EQ(removeReparsePoint("C:\\x"), row().status);
+    EXPECT_EQ(system.files.size(), row().left);
+    EXPECT_EQ(system.calls, calls);
 }
 
 class CoreDirectory : public testing::Test {
@@ -164,7 +148,7 @@ struct QuestionsRow {
     const char* name = "orqcore.dll";
     DWORD attributes = plainFile;
     bool deletesFiles = true;
-    Texts calls = {};
+    std::vector<std::string> calls = {};
 };
 
 class CoreDirectoryQuestions : public WithRow<CoreDirectory, QuestionsRow> {};

@@ -60,15 +60,6 @@ TEST_F(CoreInit, WithoutAFrameworkDeviceNamesTheFallbackPathInItsLine)
     EXPECT_EQ(system.calls.back(), "HeapFree 24 all zero");
 }
 
-TEST_F(CoreInit, WithoutAnyDirectoryLoadsByTheNameAlone)
-{
-    system.deviceList = std::string(1, '\0');
-    system.systemDirectoryAnswer = 0;
-    EXPECT_EQ(Init(), 3000);
-
-    EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_NOT_FOUND (orqcore.dll): words for 126\n");
-}
-
 TEST_F(CoreInit, ReturnsWhatTheCoresOwnInitReturnsAndKeepsTheLibrary)
 {
     system.core.initStatus = 1011;

@@ -169,8 +169,9 @@ TEST_F(CoreLoad, TheCoreIsHandedAnEmptyRecordWithItsKindAndVersion)
     EXPECT_EQ(system.core.recordReceived, expected);
 }
 
-TEST_F(CoreLoad, AFilledRecordIsPublishedAsTheCoreLeftIt)
+TEST_F(CoreLoad, AFilledRecordIsPublishedAsTheCoreLeftItSlotsThreeAndSevenMayBeEmpty)
 {
+    system.core.emptySlots = { 3, 7 };
     system.core.onInterface = [](unsigned char* record) {
         record[8] = 0xAB;
         record[47] = 0xCD;
@@ -181,32 +182,25 @@ TEST_F(CoreLoad, AFilledRecordIsPublishedAsTheCoreLeftIt)
 
     EXPECT_EQ(coreInterface().framework[0], 0xAB);
     EXPECT_EQ(coreInterface().framework[39], 0xCD);
+    EXPECT_EQ(+coreInterface().slot3, nullptr);
+    EXPECT_EQ(+coreInterface().SessionDisconnect, nullptr);
     EXPECT_EQ(coreInterface().Init(), 0);
     EXPECT_EQ(system.calls.back(), "Init");
     EXPECT_EQ(coreInterface().SessionConnect(9), 0);
     EXPECT_EQ(system.calls.back(), "SessionConnect 9");
+    EXPECT_EQ(errors.text(), "");
 }
 
-TEST_F(CoreLoad, ALibraryWithoutTheExportIsReportedAndFreed)
+TEST_F(CoreLoad, ALibraryWithoutTheExportIsReportedThenFreed)
 {
     system.exportsInterface = false;
+    system.onFreeLibrary = [] { EXPECT_TRUE(StandardError::written()); };
 
     expectFailure(3401, "TOVA_E_IFACE_NOT_SUPPORTED", "words for 127");
     EXPECT_THAT(system.calls, ElementsAre("GetFileAttributesA C:\\orq\\core.dll", "HeapAlloc 24 zeroed",
                                           "LoadLibraryExA C:\\orq\\core.dll 0x1000", "GetProcAddress GetOrqInterface",
                                           "FormatMessageA 0x3100 127 language 0 [Library][][]", "FreeLibrary",
                                           "LocalFree", "HeapFree 24 all zero"));
-}
-
-TEST_F(CoreLoad, TheLineIsWrittenBeforeTheLibraryIsFreed)
-{
-    system.exportsInterface = false;
-    bool written = false;
-    system.onFreeLibrary = [&] { written = StandardError::written(); };
-
-    load();
-
-    EXPECT_TRUE(written);
 }
 
 TEST_F(CoreLoad, TheLineShowsAnErrorThatTheLoadLeftBehind)
@@ -267,18 +261,6 @@ TEST_P(CoreRefusal, IsReportedAndTheLibraryFreed)
 
     expectFailure(row().status, row().name, "N/A");
     EXPECT_THAT(system.callsOf("FreeLibrary"), SizeIs(1));
-}
-
-TEST_F(CoreLoad, SlotsThreeAndSevenMayBeEmpty)
-{
-    system.core.emptySlots = { 3, 7 };
-
-    EXPECT_EQ(load(), 0);
-
-    EXPECT_EQ(errors.text(), "");
-    EXPECT_EQ(+coreInterface().slot3, nullptr);
-    EXPECT_EQ(+coreInterface().SessionDisconnect, nullptr);
-    EXPECT_NE(+coreInterface().SessionConnect, nullptr);
 }
 
 TEST_F(CoreLoad, UnloadReleasesModuleTextAndRecordInThisOrderAndForgetsTheInterface)

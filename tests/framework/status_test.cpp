@@ -120,18 +120,5 @@ TEST_F(StatusNames, AreTheSameTextsOnEveryCall)
     }
 }
 
-TEST(StatusConstants, CarryTheCodesOfTheirNames)
-{
-    EXPECT_EQ(TOVA_OK, 0);
-    EXPECT_EQ(TOVA_E_NOT_IMPLEMENTED, 1000);
-    EXPECT_EQ(TOVA_E_NOT_SUPPORTED, 1002);
-    EXPECT_EQ(TOVA_E_CALLBACK_IS_NULL, 1400);
-    EXPECT_EQ(TOVA_E_NO_MEMORY, 1800);
-    EXPECT_EQ(TOVA_E_NO_CREATE, 1801);
-    EXPECT_EQ(TOVA_E_PARAMETER_IS_NULL, 2300);
-    EXPECT_EQ(TOVA_E_NOT_FOUND, 3000);
-    EXPECT_EQ(TOVA_E_IFACE_NOT_SUPPORTED, 3401);
-}
-
 }  // namespace
 }  // namespace kelvane::tests
