@@ -47,10 +47,17 @@ protected:
     LoaderState state = {};
 };
 
-TEST_F(CoreLoad, ChecksForALinkThenLoadsByFullPathThenAsksForTheInterface)
+TEST_F(CoreLoad, ChecksForALinkThenLoadsByFullPathThenHandsTheCoreAnEmptyRecordWithItsKindAndVersion)
 {
+    std::vector<unsigned char> record(156, 0);
+    record[0] = 7;    // type, 32 bits
+    record[4] = 1;    // version, 16 bits
+    record[6] = 156;  // size, 16 bits
+    std::memcpy(&record[48], "1.0.11201", 9);
+
     EXPECT_EQ(load(), 0);
 
+    EXPECT_EQ(system.core.recordReceived, record);
     EXPECT_THAT(system.calls, ElementsAre("GetFileAttributesA C:\\orq\\core.dll", "HeapAlloc 24 zeroed",
                                           "LoadLibraryExA C:\\orq\\core.dll 0x1000", "GetProcAddress GetOrqInterface",
                                           "GetOrqInterface"));
@@ -155,18 +162,6 @@ TEST_F(CoreLoad, TheLineShowsThePathCutOffAsItWasFormed)
 
     EXPECT_EQ(errors.text(),
               "\n*** LoadLibrary Failure: TOVA_E_NOT_FOUND (\\" + std::string(258, 'n') + "): words for 126\n");
-}
-
-TEST_F(CoreLoad, TheCoreIsHandedAnEmptyRecordWithItsKindAndVersion)
-{
-    EXPECT_EQ(load(), 0);
-
-    std::vector<unsigned char> expected(156, 0);
-    expected[0] = 7;    // type, 32 bits
-    expected[4] = 1;    // version, 16 bits
-    expected[6] = 156;  // size, 16 bits
-    std::memcpy(&expected[48], "1.0.11201", 9);
-    EXPECT_EQ(system.core.recordReceived, expected);
 }
 
 TEST_F(CoreLoad, AFilledRecordIsPublishedAsTheCoreLeftItSlotsThreeAndSevenMayBeEmpty)

@@ -35,14 +35,14 @@ const Texts unregistrations = {
     "UnregisterEvent 7 106 - 0",
 };
 
-class RegisterEvents : public LoadedCore {
+class EventRegistration : public LoadedCore {
 protected:
-    RegisterEvents() { g_orqStatus = 77; }
+    EventRegistration() { g_orqStatus = 77; }
 
     StandardError errors;
 };
 
-TEST_F(RegisterEvents, RegistersSixEventsInOrderAndLogsTheLastThree)
+TEST_F(EventRegistration, IsOfSixEventsInOrderAndLogsTheLastThree)
 {
     core.onRegister = [](std::uint32_t) { EXPECT_EQ(g_orqStatus, 0); };
 
@@ -61,16 +61,16 @@ struct FailureRow {
     std::ptrdiff_t calls;  // of those that register all
 };
 
-class RegisterEventsFailure : public WithRow<RegisterEvents, FailureRow> {};
+class FailedRegistration : public WithRow<EventRegistration, FailureRow> {};
 
-TEST_ROWS(RegisterEventsFailure, ROW(.type = 10000, .status = 1003, .named = "TOVA_E_UNSPECIFIED(1003)", .calls = 1),
+TEST_ROWS(FailedRegistration, ROW(.type = 10000, .status = 1003, .named = "TOVA_E_UNSPECIFIED(1003)", .calls = 1),
           ROW(.type = 34, .status = 105, .named = "TOVA_I_NO_LEGACY_SUPPORT(105)", .calls = 2),
           ROW(.type = 44, .status = 3500, .named = "TOVA_E_EVENT_NOT_FOUND(3500)", .calls = 3),
           ROW(.type = 183, .status = 1012, .named = "TOVA_E_UNSUPPORTED_CLIENT_SDK(1012)", .calls = 4),
           ROW(.type = 72, .status = -5, .named = "NA(-5)", .calls = 6),
           ROW(.type = 106, .status = 3700, .named = "TOVA_E_SESSION_DISCONNECTED(3700)", .calls = 8));
 
-TEST_P(RegisterEventsFailure, IsWrittenAndStoredBeforeAllSixAreUnregistered)
+TEST_P(FailedRegistration, IsWrittenAndStoredBeforeAllSixAreUnregistered)
 {
     core.registerStatus[row().type] = row().status;
     core.unregisterStatus = 3501;  // nobody looks at it
@@ -88,7 +88,7 @@ TEST_P(RegisterEventsFailure, IsWrittenAndStoredBeforeAllSixAreUnregistered)
     EXPECT_EQ(g_orqStatus, row().status);
 }
 
-TEST_F(RegisterEvents, WithoutACoreFailsWithTheEmptySlot)
+TEST_F(EventRegistration, WithoutACoreFailsWithTheEmptySlot)
 {
     unloadLibrary(g_loader);
 
@@ -98,7 +98,7 @@ TEST_F(RegisterEvents, WithoutACoreFailsWithTheEmptySlot)
     EXPECT_EQ(g_orqStatus, 1400);
 }
 
-TEST_F(RegisterEvents, AcceptsAnEventThatArrivesInsideItsOwnRegistration)
+TEST_F(EventRegistration, AcceptsAnEventThatArrivesInsideItsOwnRegistration)
 {
     std::uint32_t position = 3;
     const OrqData payload = { 3, &position, 4, 4 };
@@ -113,12 +113,8 @@ TEST_F(RegisterEvents, AcceptsAnEventThatArrivesInsideItsOwnRegistration)
     EXPECT_EQ(calls.back(), "log 2 Powerslider classification EVENT Register");
 }
 
-class UnregisterEventsTest : public LoadedCore {};
-
-TEST_F(UnregisterEventsTest, UnregistersAllSixInTheirOwnOrderAndLeavesTheStatusAlone)
+TEST_F(EventRegistration, IsUndoneForAllSixInTheirOwnOrderAndLeavesTheStatusAlone)
 {
-    g_orqStatus = 77;
-
     UnregisterEvents(7);
 
     EXPECT_EQ(calls, unregistrations);
@@ -126,7 +122,7 @@ TEST_F(UnregisterEventsTest, UnregistersAllSixInTheirOwnOrderAndLeavesTheStatusA
     EXPECT_EQ(g_orqStatus, 77);
 }
 
-TEST_F(UnregisterEventsTest, KeepsTheValuesThatTheEventsBrought)
+TEST_F(EventRegistration, KeepsTheValuesThatTheEventsBrought)
 {
     g_workload = 5;
     g_workloadRaw = 1;
