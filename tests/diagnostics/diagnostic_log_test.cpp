@@ -4,6 +4,7 @@
 #include "tests/diagnostics/log_bench.h"
 #include "tests/support/diagnostic_log_inspector.h"
 #include "tests/support/import_swap.h"
+#include "tests/support/rows.h"
 
 #include <array>
 #include <atomic>
@@ -16,30 +17,27 @@
 namespace kelvane::tests {
 namespace {
 
-using testing::EndsWith;
 using testing::HasSubstr;
 
-TEST(LevelWord, KnownLevelsHaveTheirWordsAndAllOthersAreNone)
-{
-    const std::pair<int, std::string> words[] = {
-        { 0, "DEBUG" }, { 2, "INFO" }, { 3, "WARNING" }, { 4, "ERROR" },      { 1, "NONE" },
-        { -1, "NONE" }, { 5, "NONE" }, { 6, "NONE" },    { INT_MIN, "NONE" }, { INT_MAX, "NONE" },
-    };
-    for (const auto& [level, word] : words) EXPECT_EQ(levelWord(level), word) << level;
-}
+struct WordRow {
+    int level;
+    std::string word;
+};
 
-TEST(DiagnosticLog, IsMadeAndItsFileEmptiedBeforeAnybodyAsksForIt)
+class LevelWord : public WithRow<testing::Test, WordRow> {};
+
+TEST_ROWS(LevelWord, ROW(.level = 0, .word = "DEBUG"), ROW(.level = 2, .word = "INFO"),
+          ROW(.level = 3, .word = "WARNING"), ROW(.level = 4, .word = "ERROR"), ROW(.level = 1, .word = "NONE"),
+          ROW(.level = -1, .word = "NONE"), ROW(.level = 5, .word = "NONE"), ROW(.level = 6, .word = "NONE"),
+          ROW(.level = INT_MIN, .word = "NONE"), ROW(.level = INT_MAX, .word = "NONE"));
+
+TEST_P(LevelWord, StandsForTheLevel) { EXPECT_EQ(levelWord(row().level), row().word); }
+
+TEST(DiagnosticLog, IsMadeBelowTheRoamingFolderAndItsFileEmptiedBeforeAnybodyAsksForIt)
 {
     EXPECT_EQ(knownFolderLookups.count, 1);
     EXPECT_EQ(logFileBytes(), "");
-}
-
-TEST(DiagnosticLog, LiesBelowTheRoamingFolder)
-{
-    const std::string path = DiagnosticLog::instance().path();
-
-    EXPECT_THAT(path, EndsWith("\\KelvanneApp\\logs\\KelvanneApp.log"));
-    EXPECT_EQ(path, roamingFolder().string() + "\\KelvanneApp\\logs\\KelvanneApp.log");
+    EXPECT_EQ(DiagnosticLog::instance().path(), roamingFolder().string() + "\\KelvanneApp\\logs\\KelvanneApp.log");
 }
 
 TEST(DiagnosticLog, IsOneObjectForAllThreads)
@@ -65,64 +63,59 @@ TEST(DiagnosticLog, StartsClosedWithTheEchoOnAndVerbosityTwo)
 
 TEST(DiagnosticLog, KeysThreadsByTheirDecimalIdentifier)
 {
-    std::string key;
+    const auto largeId = []() -> DWORD { return 4294967291; };
+    const ImportSwap threadId(__imp_GetCurrentThreadId, +largeId);
 
-    {
-        const auto largeId = []() -> DWORD { return 4294967291; };
-        const ImportSwap threadId(__imp_GetCurrentThreadId, +largeId);
-        key = DiagnosticLogInspector::threadKey();
-    }
+    EXPECT_EQ(DiagnosticLogInspector::threadKey(), "4294967291");
+}
 
-    EXPECT_EQ(key, "4294967291");
+// Ends the process with `last` as its last deed.
+[[noreturn]] void endTheProcess(void (*last)())
+{
+    atProcessEnd = last;
+    std::exit(0);
 }
 
 // The handler was registered while the log was being made, so it runs after a static object of the log would be gone.
-TEST(DiagnosticLogDeathTest, StillWritesAfterTheLastExitHandler)
+TEST_F(OpenLog, StillWritesAfterTheLastExitHandler)
 {
-    const auto endTheProcess = [] {
-        DiagnosticLog::instance().configure(0, "info");
-        DiagnosticLog::instance().open();
-        atProcessEnd = [] {
-            DiagnosticLog::instance().log(4) << "last "
-                                             << "words"
-                                             << "\n";
-            std::fputs(logFileBytes().c_str(), stderr);
-        };
-        std::exit(0);
+    const auto last = [] {
+        DiagnosticLog::instance().log(4) << "last words" << end;
+        std::fputs(logFileBytes().c_str(), stderr);
     };
 
-    EXPECT_EXIT(endTheProcess(), testing::ExitedWithCode(0), HasSubstr("\n][ERROR] last words\n"));
+    EXPECT_EXIT(endTheProcess(last), testing::ExitedWithCode(0), HasSubstr("\n][ERROR] last words\n"));
 }
 
-TEST(DiagnosticLogDeathTest, OutlivesDetachedThreadsThatLogWhileTheProcessEnds)
+std::atomic<int> logging = 0;
+
+[[noreturn]] void logForEver(int level)
 {
-    const auto endTheProcess = [] {
-        DiagnosticLog::instance().configure(0, "info");
-        DiagnosticLog::instance().open();
-        static std::atomic<int> logging = 0;
-        for (const int level : { 0, 2, 3, 4 }) {
-            std::thread([level] {
-                logLine(level, "first of level ", level);
-                ++logging;
-                for (;;) {
-                    logLine(level, "further of level ", level);
-                    // A thread that never pauses keeps the locks from the one that ends the process.
-                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-                }
-            }).detach();
+    logLine(level, "first of level ", level);
+    ++logging;
+    for (;;) {
+        logLine(level, "further of level ", level);
+        // A thread that never pauses keeps the locks from the one that ends the process.
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+TEST_F(OpenLog, OutlivesDetachedThreadsThatLogWhileTheProcessEnds)
+{
+    const auto last = [] {
+        const std::size_t before = logFileBytes().size();
+        for (int tries = 0; logFileBytes().size() == before && tries < 1000; ++tries) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
+        std::fputs(logFileBytes().size() > before ? "still logging" : "silent", stderr);
+    };
+    const auto endAmongThreads = [&last] {
+        for (const int level : { 0, 2, 3, 4 }) std::thread(logForEver, level).detach();
         while (logging < 4) std::this_thread::yield();
-        atProcessEnd = [] {
-            const std::size_t before = logFileBytes().size();
-            for (int tries = 0; logFileBytes().size() == before && tries < 1000; ++tries) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(5));
-            }
-            std::fputs(logFileBytes().size() > before ? "still logging" : "silent", stderr);
-        };
-        std::exit(0);
+        endTheProcess(last);
     };
 
-    EXPECT_EXIT(endTheProcess(), testing::ExitedWithCode(0), "still logging");
+    EXPECT_EXIT(endAmongThreads(), testing::ExitedWithCode(0), "still logging");
 }
 
 }  // namespace

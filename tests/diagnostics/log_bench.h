@@ -14,6 +14,9 @@
 
 namespace kelvane::tests {
 
+// The piece that ends a message.
+inline constexpr const char* end = "\n";
+
 // What `action` brought to standard output without anybody else flushing it.
 std::string standardOutputOf(const std::function<void()>& action);
 
