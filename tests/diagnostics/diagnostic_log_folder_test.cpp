@@ -16,25 +16,20 @@ protected:
         knownFolderLookups.path = &home;
     }
 
-    ~LogFolder() override { knownFolderLookups.path = nullptr; }
-
     const std::filesystem::path home = roamingFolder() / L"M\u00fcller";
     const std::filesystem::path file = home / "KelvanneApp" / "logs" / "KelvanneApp.log";
 };
 
-TEST_F(LogFolder, FirstStartMakesBothFoldersAndAnEmptyFile)
-{
-    DiagnosticLogInspector::makeLogFile();
-
-    EXPECT_EQ(bytesOf(file), "");
-}
-
-TEST_F(LogFolder, PathIsInTheAnsiCodePage)
+TEST_F(LogFolder, FirstStartMakesBothFoldersAndAnEmptyFileAndClosesIt)
 {
     ASSERT_EQ(GetACP(), 1252U);
 
+    // The path is in the code page.
     EXPECT_EQ(DiagnosticLogInspector::makeLogFile(),
               roamingFolder().string() + "\\M\xFCller\\KelvanneApp\\logs\\KelvanneApp.log");
+    EXPECT_EQ(bytesOf(file), "");
+    // Windows removes no file that is open.
+    EXPECT_TRUE(DeleteFileW(file.c_str()));
 }
 
 TEST_F(LogFolder, LaterStartEmptiesTheFile)
@@ -54,14 +49,6 @@ TEST_F(LogFolder, ExistingApplicationFolderWithoutLogsGetsNeitherFolderNorFile)
     DiagnosticLogInspector::makeLogFile();
 
     EXPECT_FALSE(std::filesystem::exists(file.parent_path()));
-}
-
-TEST_F(LogFolder, FileIsClosedAgainAtOnce)
-{
-    DiagnosticLogInspector::makeLogFile();
-
-    // Windows removes no file that is open.
-    EXPECT_TRUE(DeleteFileW(file.c_str()));
 }
 
 TEST_F(OpenLog, LetsOthersReadAndWriteTheFile)

@@ -1,4 +1,5 @@
 // Where the log file lies, and what is made on the way. makeLogFile is run again, with its calls into Windows recorded.
+#include "diagnostics/ansi_text.h"
 #include "tests/diagnostics/log_bench.h"
 #include "tests/support/diagnostic_log_inspector.h"
 #include "tests/support/import_swap.h"
@@ -12,39 +13,33 @@
 namespace kelvane::tests {
 namespace {
 
-using testing::Each;
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::IsNull;
 
-// What the faked calls answer, and what they were asked, in order.
+// What the faked calls answer, and all calls in order.
 struct Windows {
     DWORD attributes = FILE_ATTRIBUTE_DIRECTORY;
     BOOL created = TRUE;
     decltype(&GetFileAttributesA) realAttributes = nullptr;
     decltype(&CoTaskMemFree) realFree = nullptr;
-    std::vector<std::string> asked;
-    std::vector<std::wstring> made;
-    std::vector<const void*> freed;
+    std::vector<std::string> calls;
 } windows;
 
 DWORD WINAPI fakeAttributes(LPCSTR name)
 {
     if (std::string_view(name).find("KelvanneApp") == std::string_view::npos) return windows.realAttributes(name);
-    windows.asked.emplace_back(name);
+    windows.calls.push_back(std::string("look for ") + name);
     return windows.attributes;
 }
 
 BOOL WINAPI fakeCreateDirectory(LPCWSTR name, LPSECURITY_ATTRIBUTES security)
 {
-    EXPECT_EQ(security, nullptr);
-    windows.made.emplace_back(name);
+    windows.calls.push_back((security ? "make guarded " : "make ") + toAnsi(name));
     return windows.created;
 }
 
 void WINAPI fakeFree(LPVOID memory)
 {
-    windows.freed.push_back(memory);
+    if (memory) windows.calls.push_back(memory == knownFolderLookups.handedOut ? "free the text" : "free another");
     windows.realFree(memory);
 }
 
@@ -72,7 +67,7 @@ protected:
     std::string output;
 };
 
-TEST_F(LogPath, LiesInTheRoamingFolderOfTheProcessWhichIsCreatedAndWhoseTextIsFreedOnce)
+TEST_F(LogPath, LiesInTheRoamingFolderOfTheProcessWhichIsCreated)
 {
     constexpr GUID roamingAppData{ 0x3EB685DB, 0x65F9, 0x4CF6, { 0xA0, 0x3A, 0xE3, 0xEF, 0x65, 0x72, 0x9F, 0x3D } };
 
@@ -81,7 +76,6 @@ TEST_F(LogPath, LiesInTheRoamingFolderOfTheProcessWhichIsCreatedAndWhoseTextIsFr
     EXPECT_EQ(std::memcmp(&knownFolderLookups.folder, &roamingAppData, sizeof roamingAppData), 0);
     EXPECT_EQ(knownFolderLookups.flags, 0x8000U);
     EXPECT_EQ(knownFolderLookups.token, nullptr);
-    EXPECT_THAT(windows.freed, ElementsAre(knownFolderLookups.handedOut));
     EXPECT_EQ(output, "");
 }
 
@@ -92,8 +86,8 @@ TEST_F(LogPath, MakesNothingInAnExistingApplicationFolder)
     find();
 
     EXPECT_EQ(path, "Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\logs\\KelvanneApp.log");
-    EXPECT_THAT(windows.asked, ElementsAre("Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\"));
-    EXPECT_THAT(windows.made, IsEmpty());
+    EXPECT_THAT(windows.calls,
+                ElementsAre("free the text", "look for Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\"));
 }
 
 struct FolderRow {
@@ -118,8 +112,9 @@ TEST_P(LogPathFolders, AreBothMadeUnlessTheAttributesAreExactlyADirectorys)
     find();
 
     EXPECT_EQ(path, "Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\logs\\KelvanneApp.log");
-    EXPECT_THAT(windows.made, ElementsAre(L"Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\",
-                                          L"Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\logs\\"));
+    EXPECT_THAT(windows.calls, ElementsAre("free the text", "look for Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\",
+                                           "make Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\",
+                                           "make Q:\\Users\\Ann\\AppData\\Roaming\\KelvanneApp\\logs\\"));
 }
 
 class FailedFolderLookup : public LogPath {
@@ -134,10 +129,8 @@ TEST_F(FailedFolderLookup, IsToldWithoutALineEndAndLeavesAPathFromTheRootOfTheCu
     find();
 
     EXPECT_EQ(output, "SHGetKnownFolderPath failed with error");
-    EXPECT_THAT(windows.freed, Each(IsNull()));
     EXPECT_EQ(path, "\\KelvanneApp\\logs\\KelvanneApp.log");
-    EXPECT_THAT(windows.asked, ElementsAre("\\KelvanneApp\\"));
-    EXPECT_THAT(windows.made, IsEmpty());
+    EXPECT_THAT(windows.calls, ElementsAre("look for \\KelvanneApp\\"));
 }
 
 TEST_F(FailedFolderLookup, StillMakesBothFoldersBelowTheRoot)
@@ -147,7 +140,8 @@ TEST_F(FailedFolderLookup, StillMakesBothFoldersBelowTheRoot)
     find();
 
     EXPECT_EQ(path, "\\KelvanneApp\\logs\\KelvanneApp.log");
-    EXPECT_THAT(windows.made, ElementsAre(L"\\KelvanneApp\\", L"\\KelvanneApp\\logs\\"));
+    EXPECT_THAT(windows.calls,
+                ElementsAre("look for \\KelvanneApp\\", "make \\KelvanneApp\\", "make \\KelvanneApp\\logs\\"));
 }
 
 }  // namespace

@@ -4,12 +4,10 @@
 #include "tests/diagnostics/log_bench.h"
 #include "tests/support/diagnostic_log_inspector.h"
 #include "tests/support/import_swap.h"
-#include "tests/support/rows.h"
 
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <climits>
 #include <cstdlib>
 #include <set>
 #include <thread>
@@ -18,20 +16,6 @@ namespace kelvane::tests {
 namespace {
 
 using testing::HasSubstr;
-
-struct WordRow {
-    int level;
-    std::string word;
-};
-
-class LevelWord : public WithRow<testing::Test, WordRow> {};
-
-TEST_ROWS(LevelWord, ROW(.level = 0, .word = "DEBUG"), ROW(.level = 2, .word = "INFO"),
-          ROW(.level = 3, .word = "WARNING"), ROW(.level = 4, .word = "ERROR"), ROW(.level = 1, .word = "NONE"),
-          ROW(.level = -1, .word = "NONE"), ROW(.level = 5, .word = "NONE"), ROW(.level = 6, .word = "NONE"),
-          ROW(.level = INT_MIN, .word = "NONE"), ROW(.level = INT_MAX, .word = "NONE"));
-
-TEST_P(LevelWord, StandsForTheLevel) { EXPECT_EQ(levelWord(row().level), row().word); }
 
 TEST(DiagnosticLog, IsMadeBelowTheRoamingFolderAndItsFileEmptiedBeforeAnybodyAsksForIt)
 {

@@ -6,6 +6,7 @@
 #include <io.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -50,13 +51,10 @@ std::vector<std::string> loggedMessages()
     std::vector<std::string> messages;
     for (std::string rest = logFileBytes(); !rest.empty();) {
         if (!rest.starts_with(opening) || !rest.ends_with('\n')) throw std::runtime_error("not a log line: " + rest);
-        const std::size_t next = rest.find("\n" + opening);
-        std::string message = rest.substr(opening.size(), next - opening.size());
-        if (next == std::string::npos) message.pop_back();
-        const std::size_t wordEnd = message.find("] ");
-        if (wordEnd == std::string::npos) throw std::runtime_error("no level word: " + message);
-        messages.push_back(message.erase(wordEnd, 1));
-        rest.erase(0, next == std::string::npos ? next : next + 1);
+        const std::size_t lineEnd = std::min(rest.find("\n" + opening), rest.size() - 1);
+        std::string message = rest.substr(opening.size(), lineEnd - opening.size());
+        messages.push_back(message.erase(message.find("] "), 1));  // raises when there is no word
+        rest.erase(0, lineEnd + 1);
     }
     return messages;
 }

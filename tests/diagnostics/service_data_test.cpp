@@ -59,25 +59,20 @@ class ServiceData : public testing::Test {
 protected:
     ServiceData()
     {
-        setZone("UTC0");
+        setZone("TZ=UTC0");
         stopClockAt(morning, 7 * ms);
     }
 
     static void setZone(const char* zone)
     {
-#ifdef _WIN32
-        _putenv_s("TZ", zone);
+        _putenv(zone);
         _tzset();
-#else
-        setenv("TZ", zone, 1);
-        tzset();
-#endif
     }
 
     DataFile file;
 };
 
-TEST_F(ServiceData, LineIsTheTimeACommaAndTheMessageInAFileThatIsMadeOrAppendedTo)
+TEST_F(ServiceData, LineIsTheTimeACommaAndTheMessageInAFileThatIsMadeOrAppendedToAndClosed)
 {
     writeServiceData("Capability key is present");
     stopClockAt(morning + 1, 20 * ms);
@@ -86,23 +81,7 @@ TEST_F(ServiceData, LineIsTheTimeACommaAndTheMessageInAFileThatIsMadeOrAppendedT
 
     EXPECT_EQ(file.bytes(),
               "2026/11/16 05:36:04:007,Capability key is present" + lineEnd + "2026/11/16 05:36:05:020," + lineEnd);
-}
-
-TEST_F(ServiceData, ForeignContentStays)
-{
-    std::ofstream(g_serviceDataFileName, std::ios::binary) << "kept";
-
-    writeServiceData("x");
-
-    EXPECT_EQ(file.bytes(), "kept2026/11/16 05:36:04:007,x" + lineEnd);
-}
-
-TEST_F(ServiceData, FileIsClosedAfterEachLine)
-{
-    writeServiceData("x");
-
     EXPECT_TRUE(std::filesystem::remove(g_serviceDataFileName));
-    EXPECT_FALSE(file.exists());
 }
 
 TEST_F(ServiceData, FileThatAnotherProgramHoldsOpenIsWrittenAllTheSame)
@@ -127,35 +106,32 @@ TEST_F(ServiceData, FileThatCannotBeOpenedIsSilentlyDoneWithout)
     EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,kept" + lineEnd);
 }
 
-struct MillisecondsRow {
-    long ns;
+struct TimestampRow {
+    const char* zone = "TZ=UTC0";
+    long ns = 7 * ms;
+    const char* format = "";
     const char* text;
 };
 
-class Milliseconds : public WithRow<ServiceData, MillisecondsRow> {};
+class Timestamp : public WithRow<ServiceData, TimestampRow> {};
 
-TEST_ROWS(Milliseconds, ROW(.ns = 0, .text = "000"), ROW(.ns = 999999, .text = "000"), ROW(.ns = 7 * ms, .text = "007"),
+TEST_ROWS(Timestamp,
+          // three digits, cut and not rounded
+          ROW(.ns = 0, .text = "000"), ROW(.ns = 999999, .text = "000"), ROW(.ns = 7 * ms, .text = "007"),
           ROW(.ns = 42 * ms, .text = "042"), ROW(.ns = 999 * ms, .text = "999"),
-          ROW(.ns = 999 * ms + 999999, .text = "999"));
+          ROW(.ns = 999 * ms + 999999, .text = "999"),
+          // behind the caller's own format
+          ROW(.format = "%H.%M ", .text = "05.36 007"),
+          // five hours east
+          ROW(.zone = "TZ=ABC-5", .format = "%Y/%m/%d %H:%M:%S:", .text = "2026/11/16 10:36:04:007"));
 
-TEST_P(Milliseconds, HaveThreeDigitsAndAreCutNotRounded)
+TEST_P(Timestamp, IsTheLocalTimeOfOneReadingInTheCallersFormatWithMilliseconds)
 {
+    setZone(row().zone);
     stopClockAt(morning, row().ns);
 
-    EXPECT_EQ(formatTimestamp(""), row().text);
-}
-
-TEST_F(ServiceData, FormatIsTheCallersAndTheClockReadOnce)
-{
-    EXPECT_EQ(formatTimestamp("%H.%M "), "05.36 007");
+    EXPECT_EQ(formatTimestamp(row().format), row().text);
     EXPECT_EQ(readings, 1);
-}
-
-TEST_F(ServiceData, TimeIsTheLocalOne)
-{
-    setZone("ABC-5");  // five hours east
-
-    EXPECT_EQ(formatTimestamp("%Y/%m/%d %H:%M:%S:"), "2026/11/16 10:36:04:007");
 }
 
 TEST(ServiceDataFile, HasItsBareName) { EXPECT_STREQ(g_serviceDataFileName, "KVServicedata.txt"); }
