@@ -18,10 +18,8 @@ TEST(AnsiText, ReplacesWhatTheCodePageLacks)
 {
     ASSERT_EQ(GetACP(), 1252U);
 
-    EXPECT_EQ(toAnsi(L"a\x4E2D"
-                     L"b"),
-              "a?b");
-    EXPECT_EQ(toAnsi(L"\x00FC\x20AC"), "\xFC\x80");
+    EXPECT_EQ(toAnsi(L"a\u4E2Db"), "a?b");
+    EXPECT_EQ(toAnsi(L"\u00FC\u20AC"), "\xFC\x80");
 }
 
 }  // namespace

@@ -136,16 +136,20 @@ struct ConfigurationRow {
     int echo = 1;
     std::string word = "info";
     int verbosity = 2;
+    std::string output = "[now\n][ERROR] text\n";
 };
 
 class LogConfiguration : public WithRow<ClosedLog, ConfigurationRow> {};
 
-TEST_ROWS(LogConfiguration, ROW(.word = "debug", .verbosity = 0), ROW(.word = "warning", .verbosity = 3),
+TEST_ROWS(LogConfiguration,
+          // three words; any other means the same as "info"
+          ROW(.word = "debug", .verbosity = 0), ROW(.word = "warning", .verbosity = 3),
           ROW(.word = "info", .verbosity = 2), ROW(.word = "error", .verbosity = 2), ROW(.word = "", .verbosity = 2),
-          ROW(.word = "Warning", .verbosity = 2), ROW(.word = "debug ", .verbosity = 2), ROW(.echo = 0), ROW(.echo = 1),
-          ROW(.echo = 2), ROW(.echo = -7));
+          ROW(.word = "Warning", .verbosity = 2), ROW(.word = "debug ", .verbosity = 2),
+          // any value is kept, but only 1 copies lines
+          ROW(.echo = 0, .output = ""), ROW(.echo = 2, .output = ""), ROW(.echo = -7, .output = ""));
 
-TEST_P(LogConfiguration, KeepsTheEchoAsGivenAndKnowsThreeWordsWhereAnyOtherMeansInfo)
+TEST_P(LogConfiguration, IsOfAVerbosityAndAnEcho)
 {
     log.configure(5, "debug");
 
@@ -153,6 +157,13 @@ TEST_P(LogConfiguration, KeepsTheEchoAsGivenAndKnowsThreeWordsWhereAnyOtherMeans
 
     EXPECT_EQ(DiagnosticLogInspector::echo(), row().echo);
     EXPECT_EQ(DiagnosticLogInspector::verbosity(), row().verbosity);
+    log.open();
+    const std::string output = standardOutputOf([this] {
+        log.log(4) << "text" << end;
+        std::fflush(stdout);
+    });
+    EXPECT_EQ(output, row().output);
+    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR text"));
 }
 
 struct LevelRow {
@@ -186,24 +197,6 @@ TEST_P(LogLevel, HasItsWordAndDecidesWhetherALineGoesToTheFileAndAtOnceToTheEcho
     EXPECT_EQ(levelWord(row().level), row().word);
     EXPECT_EQ(output, row().line + row().line);
     EXPECT_EQ(logFileBytes(), row().line + row().line);
-}
-
-class EchoOtherThanOne : public WithRow<ClosedLog, ConfigurationRow> {};
-
-TEST_ROWS(EchoOtherThanOne, ROW(.echo = 0), ROW(.echo = 2), ROW(.echo = -1));
-
-TEST_P(EchoOtherThanOne, CopiesNothing)
-{
-    log.configure(row().echo, row().word);
-    log.open();
-
-    const std::string output = standardOutputOf([this] {
-        log.log(4) << "text" << end;
-        std::fflush(stdout);
-    });
-
-    EXPECT_EQ(output, "");
-    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR text"));
 }
 
 __time64_t fakeTime(__time64_t* /*result*/) { return 1234567890; }  // 23:31:30 in Greenwich

@@ -15,11 +15,9 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-using Texts = std::vector<std::string>;
-
 struct PiecesRow {
-    Texts pieces;
-    Texts messages = {};
+    std::vector<std::string> pieces;
+    std::vector<std::string> messages = {};
     std::size_t threadsWithText = 0;
 };
 
@@ -222,26 +220,21 @@ TEST_F(OpenLog, NoLevelLeavesNoTraceWhileAThreadHasTextOrALevel)
     EXPECT_TRUE(log.leavesNoTrace(2));
 }
 
-TEST_F(OpenLog, InfoLogLineFlushesOtherThreadsTextsAndTakesTheirLevels)
+TEST_F(OpenLog, InfoLogLineFlushesTheTextsAndLevelsOfAllThreads)
 {
-    as("c").log(4);
+    as("a").log(4) << "half an error";
     as("b") << "text of b";
 
     as("a");
     logLine(2, "unseen");
-    as("c") << "level forgotten" << end;
+    as("a") << "rest" << end;
+    EXPECT_THAT(loggedMessages(), UnorderedElementsAre("ERROR half an error", "DEBUG text of b", "DEBUG rest"));
 
-    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG text of b", "DEBUG level forgotten"));
-}
-
-TEST_F(OpenLog, InfoLogLineEndsTheCallersOwnUnfinishedMessage)
-{
-    log.log(4) << "half an error";
-
+    as("b").log(4);
+    as("a");
     logLine(2, "unseen");
-    log << "rest" << end;
-
-    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR half an error", "DEBUG rest"));
+    as("b") << "level forgotten" << end;
+    EXPECT_EQ(loggedMessages().back(), "DEBUG level forgotten");
 }
 
 TEST_F(OpenLog, TextThatEndsWithALineFeedMakesTheRestOfALogLineADebugLine)

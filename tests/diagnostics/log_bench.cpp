@@ -14,21 +14,10 @@
 
 namespace kelvane::tests {
 
-namespace {
-
-constexpr int standardOutput = 1;
-
-std::string& currentThread()
-{
-    static auto& name = *new std::string("a");
-    return name;
-}
-
-}  // namespace
-
 std::string standardOutputOf(const std::function<void()>& action)
 {
     const std::wstring capture = (roamingFolder() / "stdout.txt").wstring();
+    constexpr int standardOutput = 1;
     std::fflush(stdout);
     const int original = _dup(standardOutput);
     const int file = _wopen(capture.c_str(), _O_WRONLY | _O_CREAT | _O_TRUNC | _O_TEXT, _S_IREAD | _S_IWRITE);
@@ -62,12 +51,12 @@ std::vector<std::string> loggedMessages()
 ClosedLog::ClosedLog()
 {
     DiagnosticLogInspector::setTimeStamp([] { return "now\n"; });
-    DiagnosticLogInspector::setThreadKey([] { return currentThread(); });
+    DiagnosticLogInspector::setThreadKey([this] { return thread; });
 }
 
-DiagnosticLog& ClosedLog::as(const std::string& thread)
+DiagnosticLog& ClosedLog::as(const std::string& newThread)
 {
-    currentThread() = thread;
+    thread = newThread;
     return log;
 }
 

@@ -28,9 +28,10 @@ class ClosedLog : public testing::Test {
 protected:
     ClosedLog();
 
-    DiagnosticLog& as(const std::string& thread);
+    DiagnosticLog& as(const std::string& newThread);
 
     DiagnosticLog& log = DiagnosticLog::instance();
+    std::string thread = "a";
 };
 
 // The same, open and without the echo.
