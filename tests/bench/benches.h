@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <vector>
 
 namespace kelvane::bench {
 
@@ -9,27 +11,16 @@ struct Result {
     int units;  // steps, samples, messages: the cost is to be shared among them
 };
 
-Result quietStep();
-Result leastQuietStep();
-Result idleStep();
-Result leastIdleStep();
-Result rampStep();
-Result leastRampStep();
-Result clipStep();
-Result leastClipStep();
-Result processStartStep();
-Result leastProcessStartStep();
-Result sample();
-Result leastSample();
+struct Thing {
+    const char* name;
+    std::function<Result()> count;
+};
 
-Result droppedMessage();
-Result writtenMessage();
-Result leastWrittenMessage();
+using Things = std::vector<Thing>;
 
-Result listedStart();
-Result actingStart();
-Result startToWrite();
-Result leastStart();
+Things loopThings();
+Things messageThings();
+Things startThings();
 
 struct HeapOverDay {
     std::int64_t afterFirstHour = 0;  // bytes

@@ -95,28 +95,6 @@ void probes()
     for (int i = 0; i < measuredProbes; ++i) powerRampProbe(1, 5000, 17000, probeSleepMs);
 }
 
-}  // namespace
-
-Result quietStep() { return steps(quiet); }
-
-Result leastQuietStep() { return leastSteps(quiet); }
-
-Result idleStep() { return steps(atRest); }
-
-Result leastIdleStep() { return leastSteps(atRest); }
-
-Result rampStep() { return steps(ramp); }
-
-Result leastRampStep() { return leastSteps(ramp); }
-
-Result clipStep() { return steps(clip); }
-
-Result leastClipStep() { return leastSteps(clip); }
-
-Result processStartStep() { return steps(processStart); }
-
-Result leastProcessStartStep() { return leastSteps(processStart); }
-
 Result sample()
 {
     startWithCore();
@@ -140,6 +118,26 @@ Result leastSample()
     repeat(calls);
     end();
     return { measuredProbes * probeSamples };
+}
+
+}  // namespace
+
+Things loopThings()
+{
+    return {
+        { "quiet-step", [] { return steps(quiet); } },
+        { "least-quiet-step", [] { return leastSteps(quiet); } },
+        { "idle-step", [] { return steps(atRest); } },
+        { "least-idle-step", [] { return leastSteps(atRest); } },
+        { "ramp-step", [] { return steps(ramp); } },
+        { "least-ramp-step", [] { return leastSteps(ramp); } },
+        { "clip-step", [] { return steps(clip); } },
+        { "least-clip-step", [] { return leastSteps(clip); } },
+        { "process-start-step", [] { return steps(processStart); } },
+        { "least-process-start-step", [] { return leastSteps(processStart); } },
+        { "sample", sample },
+        { "least-sample", leastSample },
+    };
 }
 
 }  // namespace kelvane::bench

@@ -47,12 +47,6 @@ void writeWithoutLog(std::ofstream& file, int i)
     file.write(line.data(), length).flush();
 }
 
-}  // namespace
-
-Result droppedMessage() { return countMessages(logInfo); }
-
-Result writtenMessage() { return countMessages(logDebug); }
-
 Result leastWrittenMessage()
 {
     std::ofstream file("/dev/null");
@@ -61,6 +55,17 @@ Result leastWrittenMessage()
     for (int i = 0; i < messages; ++i) writeWithoutLog(file, i);
     end();
     return { messages };
+}
+
+}  // namespace
+
+Things messageThings()
+{
+    return {
+        { "dropped-message", [] { return countMessages(logInfo); } },
+        { "written-message", [] { return countMessages(logDebug); } },
+        { "least-written-message", leastWrittenMessage },
+    };
 }
 
 }  // namespace kelvane::bench

@@ -42,7 +42,7 @@ void notify(const wchar_t* name, Until until)
     event->Release();
 }
 
-Result count(const wchar_t* name, Until until = Until::end)
+Result count(const wchar_t* name, Until until)
 {
     startWithCore();
     notify(name, until);
@@ -53,14 +53,6 @@ Result count(const wchar_t* name, Until until = Until::end)
 }
 
 constexpr wchar_t inNoList[] = L"a program.exe";
-
-}  // namespace
-
-Result listedStart() { return count(L"svchost.exe"); }
-
-Result actingStart() { return count(inNoList); }
-
-Result startToWrite() { return count(inNoList, Until::write); }
 
 Result leastStart()
 {
@@ -74,6 +66,18 @@ Result leastStart()
     repeat(calls);
     end();
     return { starts };
+}
+
+}  // namespace
+
+Things startThings()
+{
+    return {
+        { "listed-start", [] { return count(L"svchost.exe", Until::end); } },
+        { "acting-start", [] { return count(inNoList, Until::end); } },
+        { "start-to-write", [] { return count(inNoList, Until::write); } },
+        { "least-start", leastStart },
+    };
 }
 
 }  // namespace kelvane::bench
