@@ -1,15 +1,13 @@
 // tests/bench/benches.h: the things whose cost is counted; "least" is the smallest code that makes the same calls.
 #pragma once
 
+#include "tests/bench/meter.h"
+
 #include <cstdint>
 #include <functional>
 #include <vector>
 
 namespace kelvane::bench {
-
-struct Result {
-    int units;  // steps, samples, messages: the cost is to be shared among them
-};
 
 struct Thing {
     const char* name;

@@ -8,7 +8,6 @@
 #include "simulator/platform/process_event.h"
 #include "simulator/platform/simulated_core.h"
 #include "tests/bench/machine.h"
-#include "tests/bench/meter.h"
 
 namespace kelvane::bench {
 
@@ -82,10 +81,7 @@ Result leastSteps(Script present)
     std::vector<Call> calls;
     const auto record = [&] { machine.calls = &calls; };
     runLoop(present, record, [] {});
-    begin();
-    repeat(calls);
-    end();
-    return { measuredSteps };
+    return counted(measuredSteps, [&] { repeat(calls); });
 }
 
 constexpr int measuredProbes = 100;
@@ -99,11 +95,7 @@ Result sample()
 {
     startWithCore();
     power(3000);
-    probes();
-    begin();
-    probes();
-    end();
-    return { measuredProbes * probeSamples };
+    return countedWarm(measuredProbes * probeSamples, probes);
 }
 
 Result leastSample()
@@ -114,10 +106,7 @@ Result leastSample()
     machine.calls = &calls;
     probes();
     machine.calls = nullptr;
-    begin();
-    repeat(calls);
-    end();
-    return { measuredProbes * probeSamples };
+    return counted(measuredProbes * probeSamples, [&] { repeat(calls); });
 }
 
 }  // namespace

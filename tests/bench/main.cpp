@@ -1,7 +1,6 @@
 // native-bench THING: does one thing and tells, on standard error, how often and with how many allocations. What it
 // takes in instructions is callgrind's to tell.
 #include "tests/bench/benches.h"
-#include "tests/bench/meter.h"
 
 #include <cstdio>
 #include <cstring>
@@ -15,13 +14,12 @@ Result knownWork()
 {
     constexpr int units = 100;
     volatile int seen = 0;
-    begin();
-    for (int i = 0; i < units; ++i) {
-        for (int round = 0; round < 1000; ++round) seen = seen + round;
-        for (int n = 0; n < 7; ++n) ::operator delete(::operator new(16));
-    }
-    end();
-    return { units };
+    return counted(units, [&] {
+        for (int i = 0; i < units; ++i) {
+            for (int round = 0; round < 1000; ++round) seen = seen + round;
+            for (int n = 0; n < 7; ++n) ::operator delete(::operator new(16));
+        }
+    });
 }
 
 Things allThings()

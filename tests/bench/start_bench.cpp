@@ -6,7 +6,6 @@
 #include "engine/event_sink.h"
 #include "simulator/platform/process_event.h"
 #include "tests/bench/machine.h"
-#include "tests/bench/meter.h"
 
 #include <optional>
 
@@ -45,11 +44,7 @@ void notify(const wchar_t* name, Until until)
 Result count(const wchar_t* name, Until until)
 {
     startWithCore();
-    notify(name, until);
-    begin();
-    notify(name, until);
-    end();
-    return { starts };
+    return countedWarm(starts, [=] { notify(name, until); });
 }
 
 constexpr wchar_t inNoList[] = L"a program.exe";
@@ -62,10 +57,7 @@ Result leastStart()
     machine.calls = &calls;
     notify(inNoList, Until::end);
     machine.calls = nullptr;
-    begin();
-    repeat(calls);
-    end();
-    return { starts };
+    return counted(starts, [&] { repeat(calls); });
 }
 
 }  // namespace
