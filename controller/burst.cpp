@@ -8,8 +8,7 @@ namespace kelvane {
 
 namespace {
 
-constexpr int lightPowerMw = 5000;  // below: reset without a line
-constexpr int lightCount = 2;
+constexpr int lightCount = 2;  // of a reset at light power, which has no line
 
 void arrangeReset(LoopState& loop, int steps)
 {

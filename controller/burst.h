@@ -5,6 +5,9 @@
 
 namespace kelvane {
 
+// Below it a burst and a reset are short.
+constexpr int lightPowerMw = 5000;
+
 // A process start with power behind it: full performance for `steps` steps. A burst that is still counting is
 // prolonged by one step at the most.
 void startBurst(LoopState& loop, int steps);

@@ -32,6 +32,7 @@ constexpr std::uint32_t idlePauseMs = 5000;
 constexpr std::uint32_t firstIdlePauseMs = 2000;  // more, while the process watcher is stopped
 constexpr int idleExitStep = 500;
 constexpr BySource idleEntryPrevMw = { 1500, 1700 };  // the step before must be below
+constexpr int restoreRiseMw = 500;  // a new reading more than this above the step's power takes its place
 constexpr BySource pidOnTestMw = { 1600, 1800 };
 
 // Statistics of a loop that may spin for days: they stop at their ends instead of overflowing.
@@ -85,7 +86,7 @@ void restoreAfterProcessStart(LoopState& loop)
 {
     loop.prefMax = std::max({ PerfRange, PrevPerf.load(), loop.floor });
     const int reading = toMilliwatts(getRaplPower(g_sessionHandle));
-    if (reading > std::int64_t{ pkgPower } + 500) pkgPower = reading;
+    if (reading > std::int64_t{ pkgPower } + restoreRiseMw) pkgPower = reading;
     perfRestored = 1;
     logLine(logInfo, " * PIDx 3 PID Restored ** PerfRange =", PerfRange, " ** prefMax =", loop.prefMax);
 }
@@ -228,7 +229,7 @@ void handleProcessStart(LoopState& loop)
 {
     if (PID_Change == 0) return;
     logLine(logInfo, " **** PIDx- 0 PIC *Pkg power = ", pkgPower, " *Perf Max = ", loop.prefMax,
-            " *pkgPowerPrev = ", pkgPowerPrev, " *pName = ", processName(), " *WLC ==: ", g_workload,
+            " *pkgPowerPrev = ", pkgPowerPrev, " *pName = ", processName, " *WLC ==: ", g_workload,
             " *noOfPids ==: ", noOfPids);
     if (noOfPids != 0 && (pkgPower >= std::int64_t{ pkgPowerPrev } + 1000 || pkgPower >= highPowerMw)) {
         forgetTrackedProcess();

@@ -13,8 +13,6 @@ namespace kelvane {
 
 namespace {
 
-constexpr int highPrefMax = 5000;
-constexpr int lowPrefMax = 2000;
 constexpr int lowFloor = 2000;
 
 bool isHigh(const LoopState& loop) { return loop.prefMax >= highPrefMax && loop.prefMax > PerfRange; }
@@ -86,7 +84,7 @@ void keepFullOrStepUp(LoopState& loop)
 
 void beginBurst(LoopState& loop)
 {
-    const bool heavy = pkgPower >= 5000 && pkgPower >= cpuPL1 / 2 && onMains();
+    const bool heavy = pkgPower >= lightPowerMw && pkgPower >= cpuPL1 / 2 && onMains();
     startBurst(loop, heavy ? 3 : 2);
     clipPending = 0;
     loop.restorePending = 1;

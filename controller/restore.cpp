@@ -22,8 +22,8 @@ struct RestoreBand {
 };
 
 constexpr RestoreBand restoreBands[] = {
-    { 5000, 2000, 500 },
-    { 2000, 1000, 250 },
+    { highPrefMax, 2000, 500 },
+    { lowPrefMax, 1000, 250 },
 };
 
 // Power above this is still rising, in mW.

@@ -16,6 +16,8 @@ constexpr int startPL1Mw = 37000;  // written once before the working limit
 constexpr int defaultPL1Mw = 17000;
 constexpr int defaultPreference = 1200;
 constexpr int fullPreference = 10000;
+constexpr int highPrefMax = 5000;  // a ceiling above it comes down in the largest steps
+constexpr int lowPrefMax = 2000;   // one above this in half of them, one below hardly at all
 
 constexpr int probeSamples = 10;
 constexpr std::uint32_t probeSleepMs = 300;           // ten samples make the three-second step

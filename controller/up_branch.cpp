@@ -17,7 +17,6 @@ namespace {
 constexpr std::uint32_t pauseMs = 1000;
 constexpr std::uint32_t pauseMsAfterSmallRise = 500;
 constexpr std::uint32_t pauseMsAtLightPower = 2000;  // also of a burst that begins afresh
-constexpr int lightPowerMw = 5000;
 constexpr int steepRiseMw = 5000;
 
 enum class Rise { full, twoFifths, fifth, tenth, small };

@@ -40,13 +40,14 @@ struct SliderBand {
     int mode;  // Kv_opt
     Preference preference;
     int PL1Mw;
+    bool setsCpuPL1;
 };
 
 constexpr SliderBand sliderBands[] = {
-    { std::numeric_limits<int>::min(), 3, &WorkloadClass::mid, defaultPL1Mw },
-    { 1, 2, &WorkloadClass::low, quietPL1Mw },
-    { 51, 3, &WorkloadClass::mid, defaultPL1Mw },
-    { 100, 1, &WorkloadClass::high, startPL1Mw },
+    { std::numeric_limits<int>::min(), 3, &WorkloadClass::mid, defaultPL1Mw, false },
+    { 1, 2, &WorkloadClass::low, quietPL1Mw, false },
+    { 51, 3, &WorkloadClass::mid, defaultPL1Mw, true },
+    { 100, 1, &WorkloadClass::high, startPL1Mw, false },
 };
 
 constexpr int unsetSliderPosition = 75;  // what a slider below its first position stands for
@@ -76,7 +77,7 @@ void applySlider(const WorkloadClass& row)
     Kv_opt = band.mode;
     PerfRange = row.*band.preference;
     setPL1(static_cast<unsigned>(band.PL1Mw));
-    if (position >= 51 && position <= 99) cpuPL1 = defaultPL1Mw;
+    if (band.setsCpuPL1) cpuPL1 = band.PL1Mw;
     g_powerSliderChanged = 0;
 }
 

@@ -15,17 +15,6 @@ namespace {
 // Makes the object, and empties the file, before main runs.
 [[maybe_unused]] DiagnosticLog* const theLog = &DiagnosticLog::instance();
 
-// The row of `key`, if need be a new one; `spare` becomes it before memory is asked for.
-template<class Table>
-typename Table::mapped_type& rowOf(const std::string& key, Table& table, typename Table::node_type& spare)
-{
-    const auto row = table.find(key);
-    if (row != table.end()) return row->second;
-    if (spare.empty()) return table[key];
-    spare.key() = key;
-    return table.insert(std::move(spare)).position->second;
-}
-
 }  // namespace
 
 const std::string& levelWord(int level)
@@ -66,21 +55,21 @@ DiagnosticLog& DiagnosticLog::operator<<(const std::string& piece)
     return *this;
 }
 
-DiagnosticLog& DiagnosticLog::operator<<(const char* piece) { return *this << std::string(piece); }
+DiagnosticLog& DiagnosticLog::operator<<(const char* piece) { return *this << std::string(asText(piece)); }
 
 void DiagnosticLog::selectLevel(const std::string& key, int level)
 {
     const std::lock_guard tables(tableLock);
     const auto current = levels.find(key);
     if ((current == levels.end() ? 0 : current->second) != level) flushAllThreads();
-    rowOf(key, levels, spareLevel) = level;
+    levels[key] = level;
     noteEntries();
 }
 
 void DiagnosticLog::insert(const std::string& key, std::string_view piece)
 {
     const std::lock_guard tables(tableLock);
-    if (piece != "\n") rowOf(key, texts, spareText) += piece;
+    if (piece != "\n") texts[key] += piece;
     if (piece.ends_with('\n')) flushThread(key);
     noteEntries();
 }
@@ -91,10 +80,8 @@ void DiagnosticLog::flushThread(const std::string& key)
     const auto level = levels.find(key);
     const std::string nothing;
     writeLine(level == levels.end() ? 0 : level->second, text == texts.end() ? nothing : text->second);
-    if (level != levels.end()) spareLevel = levels.extract(level);
-    if (text == texts.end()) return;
-    spareText = texts.extract(text);
-    spareText.mapped().clear();
+    if (level != levels.end()) levels.erase(level);
+    if (text != texts.end()) texts.erase(text);
 }
 
 void DiagnosticLog::flushAllThreads()
@@ -107,6 +94,14 @@ void DiagnosticLog::flushAllThreads()
     texts.clear();
     levels.clear();
     flushFile();
+}
+
+void DiagnosticLog::dropThread(const std::string& key)
+{
+    const std::lock_guard tables(tableLock);
+    texts.erase(key);
+    levels.erase(key);
+    noteEntries();
 }
 
 void DiagnosticLog::noteEntries()

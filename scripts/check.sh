@@ -20,12 +20,15 @@ case "$#:${1:-}" in
     ;;
 esac
 install_packages "${native_packages[@]}" "${mutate_packages[@]}" clang-format python3-pytest shellcheck
-build native
+cd "$root"
+part "build" build native
 
 failed=()
-test_preset native --quiet || failed+=("unit tests")
-(cd "$root" && /usr/bin/python3 -B -m pytest -p no:cacheprovider -q tests/rules/test_tree.py) || failed+=("rules")
-"$root/scripts/mutate.sh" --changed || failed+=("planted faults")
+part "unit tests" test_preset native --quiet || failed+=("unit tests")
+part "format and rules" /usr/bin/python3 -B -m pytest -p no:cacheprovider -q tests/rules/test_tree.py ||
+    failed+=("rules")
+part "planted faults" scripts/mutate.sh --changed || failed+=("planted faults")
+show_parts
 [ ${#failed[@]} -eq 0 ] || {
     printf 'failed:'
     printf ' %s' "${failed[@]}"

@@ -74,9 +74,8 @@ run_tool() {
 }
 
 # test_preset PRESET [CTEST ARGUMENT...]: runs its tests; one that is skipped has not passed. Those for which Wine did
-# not even start a program are run once more, when there are no other failures; without Wine nothing is. On Linux a
-# program of tests is one test to ctest: it gets ctest's pattern, and runs those of its tests that have it in their
-# names.
+# not even start a program are run once more, when there are no other failures; without Wine nothing is. A program of
+# unit tests is one test to ctest: it gets ctest's pattern, and runs those of its tests that have it in their names.
 test_preset() {
     local preset=$1 report=$root/build/$1/ctest.log option previous='' pattern=''
     shift
@@ -84,7 +83,7 @@ test_preset() {
         [[ $previous =~ ^(-R|--tests-regex)$ ]] && pattern=$option
         previous=$option
     done
-    if [ "$preset" != debug ] && [ -n "$pattern" ]; then
+    if [ -n "$pattern" ]; then
         local -x KELVANE_TESTS=$pattern
         set -- "$@" -R "($pattern)|_tests\$"  # the last one holds
     fi
@@ -97,6 +96,21 @@ test_preset() {
         echo "a test that is skipped does not pass" >&2
         return 1
     fi
+}
+
+# part NAME COMMAND...: runs a part of a long command, and remembers for show_parts how long it took.
+parts=()
+part() {
+    local name=$1 begin=$SECONDS result=0
+    shift
+    "$@" || result=$?
+    parts+=("$(printf '%6d s  %s' $((SECONDS - begin)) "$name")")
+    return $result
+}
+
+show_parts() {
+    printf '%s\n' "${parts[@]}"
+    printf '%6d s  in all\n' $SECONDS
 }
 
 # Ends the Wine server of the project's own prefix, and with it every program in there; unless KELVANE_KEEP_WINE says

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # mutate.sh [--part I/N] [--changed | FOLDER|FILE...]: plants faults in the product's code, one at a time, and tells
-# which no native unit test sees. Everything made lies below build/mutate and build/native.
+# which no native unit test sees. Everything made lies below build/mutate and build/native, or build/PRESET where
+# KELVANE_NATIVE is the name of another native preset.
 set -euo pipefail
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
@@ -12,5 +13,5 @@ if [ -n "$answer" ]; then
     exit
 fi
 install_packages "${native_packages[@]}" "${mutate_packages[@]}"
-build native
+build "${KELVANE_NATIVE:-native}"
 run_tool mutate "$@"

@@ -13,24 +13,31 @@ install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_package
     "${mutate_packages[@]}" chromium chromium-driver clang-format clang-tidy cppcheck gcovr gnuplot-nox \
     python3-hypothesis python3-pefile python3-pytest python3-selenium shellcheck valgrind
 install_npm
-build release
-build debug
-build native-asan
-build native-tsan "${thread_targets[@]}"
-build native-bench native-bench
-build native-coverage
-find build/native-coverage -name '*.gcda' -delete  # the counts of earlier runs
 
-# Every preset is tested, also after one that failed. A choice of tests need not be among those of each.
+# What takes seconds comes first. Each preset is tested, also after one that failed; a choice of tests need not be among
+# those of each.
 without=$([ $# -eq 0 ] && echo error || echo ignore)
 failed=()
-for preset in native-coverage native-tsan native-asan debug; do
-    test_preset "$preset" --no-tests="$without" "$@" || failed+=("$preset")
-    if [ "$preset $#" = "native-coverage 0" ]; then
-        run_tool checks.coverage build/native-coverage || failed+=("coverage")
-    fi
-done
-[ $# -gt 0 ] || scripts/mutate.sh --part 1/20 || failed+=("mutate")
+
+# test_built PRESET [TARGET...]
+test_built() {
+    part "build of $1" build "$@"
+    part "tests of $1" test_preset "$1" --no-tests="$without" "${chosen[@]}" || failed+=("$1")
+}
+
+chosen=("$@")
+[ ! -d build/native-coverage ] || find build/native-coverage -name '*.gcda' -delete  # the counts of earlier runs
+test_built native-coverage
+if [ $# -eq 0 ]; then
+    part "coverage" run_tool checks.coverage build/native-coverage || failed+=("coverage")
+    KELVANE_NATIVE=native-coverage part "planted faults" scripts/mutate.sh --part 1/20 || failed+=("planted faults")
+fi
+test_built native-tsan "${thread_targets[@]}"
+test_built native-asan
+part "build of release" build release
+part "build of native-bench" build native-bench native-bench
+test_built debug
+show_parts
 [ ${#failed[@]} -eq 0 ] || {
     echo "failed: ${failed[*]}" >&2
     exit 1

@@ -1,4 +1,4 @@
-// The core's slots: ask the hook, look up the scripted answer, write the row, and hand over or take the value.
+// The core's slots: look up the scripted answer, write the row, and hand over or take the value.
 #include "simulator/platform/simulated_core.h"
 
 #include "framework/session.h"
@@ -26,7 +26,7 @@ struct Core {
     Trace* trace = nullptr;
     std::function<std::uint64_t()> nowMs;
     std::function<void()> onPrimitive;
-    CoreHook hook;
+    std::function<std::optional<int>(const CoreCall&)> onCall;
     std::uint32_t readings[std::size(primitiveNames)] = {};
     std::unique_ptr<ProcessorModel> processor;  // null: readings are scripted
     std::function<void(const ProcessorModel&)> onTick;
@@ -38,9 +38,12 @@ struct Core {
 // Never destroyed: threads of the program that loaded the core may still call it while the process ends.
 Core& core = *new Core;
 
-// Needs the lock.
-int answerTo(std::string_view operation)
+std::optional<int> askWatcher(const CoreCall& call) { return core.onCall ? core.onCall(call) : std::nullopt; }
+
+// Needs the lock. The watcher's answer, else the scripted one.
+int answerTo(std::string_view operation, std::optional<int> watched)
 {
+    if (watched) return *watched;
     const auto answer = core.answers.find(operation);
     return answer == core.answers.end() ? TOVA_OK : answer->second;
 }
@@ -78,43 +81,31 @@ std::uint64_t catchUp()
 }
 
 // Needs the lock.
-int recordCall(std::string_view operation, std::optional<std::uint32_t> eventType, int status)
+int recordCall(const char* operation, std::optional<std::uint32_t> eventType, int status)
 {
     core.trace->call(catchUp(), operation, eventType, status);
     return status;
 }
 
-// Without the lock, so that the hook may call whatever it likes.
-std::optional<int> askHook(const CoreCall& call)
+int answerCall(const char* operation, const ApplicationRecord* application = nullptr)
 {
-    CoreHook hook;
-    {
-        const std::lock_guard lock(core.lock);
-        hook = core.hook;
-    }
-    return hook ? hook(call) : std::nullopt;
-}
-
-int answerCall(const CoreCall& call)
-{
-    const std::optional<int> hooked = askHook(call);
+    const std::optional<int> watched = askWatcher({ .operation = operation, .application = application });
     const std::lock_guard lock(core.lock);
-    return recordCall(call.operation, std::nullopt, hooked.value_or(answerTo(call.operation)));
+    return recordCall(operation, std::nullopt, answerTo(operation, watched));
 }
 
-int init() { return answerCall({ .operation = "INIT" }); }
+int init() { return answerCall("INIT"); }
 
 SessionHandle sessionCreate(const ApplicationRecord* application)
 {
-    const int status = answerCall({ .operation = "SESSION_CREATE", .application = application });
-    return status == TOVA_OK ? sessionHandle : noSession;
+    return answerCall("SESSION_CREATE", application) == TOVA_OK ? sessionHandle : noSession;
 }
 
-int sessionConnect(SessionHandle /*session*/) { return answerCall({ .operation = "SESSION_CONNECT" }); }
+int sessionConnect(SessionHandle /*session*/) { return answerCall("SESSION_CONNECT"); }
 
-void sessionDisconnect(SessionHandle /*session*/) { answerCall({ .operation = "SESSION_DISCONNECT" }); }
+void sessionDisconnect(SessionHandle /*session*/) { answerCall("SESSION_DISCONNECT"); }
 
-void sessionDestroy(SessionHandle /*session*/) { answerCall({ .operation = "SESSION_DESTROY" }); }
+void sessionDestroy(SessionHandle /*session*/) { answerCall("SESSION_DESTROY"); }
 
 // The index of the primitive that a command names, or -1.
 int findPrimitive(const OrqData* command)
@@ -153,10 +144,10 @@ bool holdsWord(const OrqData* data) { return data && data->buf_ptr && data->buf_
 int execute(int index, const OrqData* command, const OrqData* request, OrqData* response)
 {
     const std::string_view name = primitiveNames[index];
-    const std::optional<int> hooked =
-        askHook({ .operation = name, .command = command, .request = request, .response = response });
+    const std::optional<int> watched =
+        askWatcher({ .operation = name, .command = command, .request = request, .response = response });
     const std::lock_guard lock(core.lock);
-    const int status = hooked.value_or(answerTo(name));
+    const int status = answerTo(name, watched);
     const std::uint64_t nowMs = catchUp();
     std::optional<std::uint32_t> value;
     if (holdsWord(request)) {
@@ -183,10 +174,9 @@ int sessionExecute(SessionHandle /*session*/, const OrqData* command, const OrqD
 int registerEvent(SessionHandle /*session*/, std::uint32_t eventType, const char* /*participant*/,
                   EventCallback callback, std::uint64_t /*context*/)
 {
-    const std::string operation = "REGISTER_EVENT/" + std::to_string(eventType);
-    const std::optional<int> hooked = askHook({ .operation = operation });
+    const std::optional<int> watched = askWatcher({ .operation = "REGISTER_EVENT", .eventType = eventType });
     const std::lock_guard lock(core.lock);
-    const int status = hooked.value_or(answerTo(operation));
+    const int status = answerTo("REGISTER_EVENT/" + std::to_string(eventType), watched);
     if (status == TOVA_OK) core.registeredEvents[eventType] = callback;
     return recordCall("REGISTER_EVENT", eventType, status);
 }
@@ -194,11 +184,10 @@ int registerEvent(SessionHandle /*session*/, std::uint32_t eventType, const char
 int unregisterEvent(SessionHandle /*session*/, std::uint32_t eventType, const char* /*participant*/,
                     EventCallback /*callback*/, std::uint64_t /*context*/)
 {
-    const std::string operation = "UNREGISTER_EVENT/" + std::to_string(eventType);
-    const std::optional<int> hooked = askHook({ .operation = operation });
+    const std::optional<int> watched = askWatcher({ .operation = "UNREGISTER_EVENT", .eventType = eventType });
     const std::lock_guard lock(core.lock);
     core.registeredEvents.erase(eventType);
-    return recordCall("UNREGISTER_EVENT", eventType, hooked.value_or(TOVA_OK));
+    return recordCall("UNREGISTER_EVENT", eventType, watched.value_or(TOVA_OK));
 }
 
 int unusedSlot() { return TOVA_E_NOT_IMPLEMENTED; }
@@ -246,11 +235,7 @@ void startCore(Trace& trace, std::function<std::uint64_t()> nowMs, std::function
     core.registeredEvents.clear();
 }
 
-void setCoreHook(CoreHook hook)
-{
-    const std::lock_guard lock(core.lock);
-    core.hook = std::move(hook);
-}
+void watchCalls(std::function<std::optional<int>(const CoreCall&)> onCall) { core.onCall = std::move(onCall); }
 
 void useProcessor(const ProcessorSpec& spec, std::function<void(const ProcessorModel&)> onTick)
 {

@@ -132,7 +132,7 @@ private:
     LiveInputs inputs{ folder / "inputs.csv" };
 };
 
-// Only the scaling loop calls Init, so its thread can be named here.
+// Only the scaling loop asks for INIT, so its thread can be named here.
 std::optional<int> startAtInit(const CoreCall& call)
 {
     static std::once_flag started;
@@ -149,6 +149,6 @@ std::optional<int> startAtInit(const CoreCall& call)
 extern "C" int GetOrqInterface(kelvane::OrqInterface* record)
 {
     using namespace kelvane::simulator;
-    setCoreHook(startAtInit);
+    watchCalls(startAtInit);
     return getSimulatedInterface(record);
 }

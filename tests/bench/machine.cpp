@@ -1,4 +1,4 @@
-// A hook of the simulated core, and wrappers before slots of the import table.
+// A watcher of the simulated core, and slots of the import table with a wrapper before each.
 #include "tests/bench/machine.h"
 #include "simulator/platform/import_slots.h"
 #include "state/state.h"
@@ -10,8 +10,8 @@
 #include "simulator/replay/imports.h"
 
 #include <cstdlib>
-#include <optional>
 #include <ostream>
+#include <string_view>
 
 namespace kelvane::bench {
 
@@ -21,19 +21,27 @@ namespace outside {
 
 namespace {
 
-void note(const simulator::CoreCall& call)
+std::string_view textOf(const OrqData& data) { return { static_cast<const char*>(data.buf_ptr), data.data_len }; }
+
+void note(const OrqData& command, const OrqData* request, const OrqData* response)
 {
-    const OrqData& value = call.request ? *call.request : *call.response;
-    const std::uint32_t word = call.request ? *static_cast<const std::uint32_t*>(call.request->buf_ptr) : 0;
-    const std::string command(static_cast<const char*>(call.command->buf_ptr), call.command->data_len);
-    machine.calls->push_back({ Call::Kind::execute, command, value.type, call.request != nullptr, word });
+    const OrqData& value = request ? *request : *response;
+    const std::uint32_t word = request ? *static_cast<const std::uint32_t*>(request->buf_ptr) : 0;
+    machine.calls->push_back(
+        { Call::Kind::execute, std::string(textOf(command)), value.type, request != nullptr, word });
 }
 
-std::optional<int> look(const simulator::CoreCall& call)
+std::optional<int> watch(const simulator::CoreCall& call)
 {
-    if (machine.calls && call.command) note(call);
+    if (!call.command) return std::nullopt;
+    if (machine.calls) note(*call.command, call.request, call.response);
     if (machine.onWrite && call.operation == "SET_PERF_PREFERENCE_MAX") machine.onWrite();
     return std::nullopt;
+}
+
+FARPROC WINAPI findExport(HMODULE /*module*/, LPCSTR /*name*/)
+{
+    return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&simulator::getSimulatedInterface));
 }
 
 BOOL WINAPI powerStatus(LPSYSTEM_POWER_STATUS status)
@@ -80,10 +88,11 @@ void startMachine()
     static std::ostream nowhere(nullptr);
     static simulator::Trace trace(nowhere);
     simulator::startCore(trace, [] { return std::uint64_t{ 0 }; });
-    simulator::setCoreHook(outside::look);
+    simulator::watchCalls(outside::watch);
     simulator::replacePlatform([](std::uint32_t) {});
     simulator::setImport(__imp_Sleep, outside::sleepNot);
     simulator::setImport(__imp_GetSystemPowerStatus, outside::powerStatus);
+    simulator::setImport(__imp_GetProcAddress, outside::findExport);
     g_engineState = engineRunning;
     g_wmiConnected = 1;
     g_wmiQueryIssued = 1;

@@ -1,10 +1,5 @@
 #include "controller/actuators.h"
-#include "controller/state.h"
-#include "state/state.h"
-
-#include "tests/support/simulated_machine.h"
-
-#include <gmock/gmock.h>
+#include "tests/controller/part_of_step.h"
 
 #include <climits>
 #include <string>
@@ -32,176 +27,113 @@ TEST(SetPerfmaxAtProcessStart, FirstCallAlsoWritesTheFloor)
     EXPECT_EQ(minPrefReset, 0);
 }
 
-// The floor was written already.
-class Actuators : public testing::Test {
+class SetPerfmax : public PartOfStep {
 protected:
-    Actuators() { minPrefReset = 0; }
-
-    SimulatedMachine machine;
+    void refuseWrites()
+    {
+        machine.answer("SET_PERF_PREFERENCE_MAX", refused);
+        machine.answer("SET_PERF_PREFERENCE_MIN", refused);
+        machine.answer("SET_RAPL_POWER_LIMIT_1", refused);
+    }
 };
 
-using SetPerfmax = Actuators;
+struct CeilingRow {
+    int before = 7777;
+    int value;
+    int after;
+    int remembered = 555;  // PrevPerf; 555: as it was
+};
 
-TEST_F(SetPerfmax, ValueOutOfRangeIsReplacedBeforeItIsWritten)
+class WrittenCeiling : public WithRow<SetPerfmax, CeilingRow> {};
+
+TEST_ROWS(WrittenCeiling,
+          // a value out of range is replaced before it is written
+          ROW(.value = INT_MIN, .after = 2000), ROW(.value = -5, .after = 2000), ROW(.value = -1, .after = 2000),
+          ROW(.value = 0, .after = 0), ROW(.value = 1, .after = 1), ROW(.value = 1200, .after = 1200),
+          ROW(.value = 9999, .after = 9999),
+          // full performance remembers the ceiling that it replaces
+          ROW(.value = 10000, .after = 10000, .remembered = 7777),
+          ROW(.value = 10001, .after = 10000, .remembered = 7777),
+          ROW(.value = 14000, .after = 10000, .remembered = 7777),
+          ROW(.value = INT_MAX, .after = 10000, .remembered = 7777),
+          ROW(.before = 9999, .value = 10000, .after = 10000, .remembered = 9999),
+          ROW(.before = 0, .value = 10000, .after = 10000, .remembered = 0),
+          ROW(.before = 10000, .value = 3000, .after = 3000));
+
+TEST_P(WrittenCeiling, IsInRange)
 {
-    struct Row {
-        int value;
-        const char* write;
-        int applied;
-    };
-
-    const Row rows[] = {
-        { INT_MIN, "SET_PERF_PREFERENCE_MAX 2000", 2000 },
-        { -5, "SET_PERF_PREFERENCE_MAX 2000", 2000 },
-        { -1, "SET_PERF_PREFERENCE_MAX 2000", 2000 },
-        { 0, "SET_PERF_PREFERENCE_MAX 0", 0 },
-        { 1, "SET_PERF_PREFERENCE_MAX 1", 1 },
-        { 1200, "SET_PERF_PREFERENCE_MAX 1200", 1200 },
-        { 9999, "SET_PERF_PREFERENCE_MAX 9999", 9999 },
-        { 10000, "SET_PERF_PREFERENCE_MAX 10000", 10000 },
-        { 10001, "SET_PERF_PREFERENCE_MAX 10000", 10000 },
-        { 14000, "SET_PERF_PREFERENCE_MAX 10000", 10000 },
-        { INT_MAX, "SET_PERF_PREFERENCE_MAX 10000", 10000 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.value);
-        appliedPrefMax = 7777;
-        machine.forget();
-
-        setPerfmax(row.value);
-
-        EXPECT_THAT(machine.writes(), ElementsAre(row.write));
-        EXPECT_EQ(appliedPrefMax, row.applied);
-    }
-}
-
-TEST_F(SetPerfmax, WritesNothingWhenTheReplacedValueIsInForceAlready)
-{
-    struct Row {
-        int applied;
-        int value;
-    };
-
-    for (const Row& row :
-         { Row{ 10000, 10000 }, Row{ 10000, 20000 }, Row{ 2000, -5 }, Row{ 2000, 2000 }, Row{ 0, 0 } }) {
-        SCOPED_TRACE(row.value);
-        appliedPrefMax = row.applied;
-
-        setPerfmax(row.value);
-
-        EXPECT_THAT(machine.happened(), IsEmpty());
-        EXPECT_EQ(appliedPrefMax, row.applied);
-    }
-}
-
-TEST_F(SetPerfmax, TenThousandAtTenThousandWritesOnlyAFloorThatIsPending)
-{
-    for (const int pending : { -1, 1 }) {
-        SCOPED_TRACE(pending);
-        appliedPrefMax = 10000;
-        minPrefReset = pending;
-        machine.forget();
-
-        setPerfmax(10000);
-
-        EXPECT_THAT(machine.writes(), ElementsAre("SET_PERF_PREFERENCE_MIN 0"));
-        EXPECT_EQ(minPrefReset, 0);
-    }
-}
-
-TEST_F(SetPerfmax, FullPerformanceRemembersTheCeilingThatItReplaces)
-{
-    struct Row {
-        int applied;
-        int value;
-        int remembered;
-    };
-
-    const Row rows[] = {
-        { 3000, 10000, 3000 }, { 3000, 10001, 3000 }, { 9999, 10000, 9999 }, { 0, 10000, 0 },
-        { 3000, 9999, 555 },   { 10000, 10000, 555 }, { 10000, 3000, 555 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::to_string(row.applied) + " -> " + std::to_string(row.value));
-        appliedPrefMax = row.applied;
-        PrevPerf = 555;
-
-        setPerfmax(row.value);
-
-        EXPECT_EQ(PrevPerf, row.remembered);
-    }
-}
-
-TEST_F(SetPerfmax, SwitchesScalingOnAgainAndClearsAPendingClip)
-{
+    appliedPrefMax = row().before;
+    PrevPerf = 555;
+    clipPending = 1;
     kv_off_f = 0;
-    clipPending = 1;
 
-    setPerfmax(1500);
+    setPerfmax(row().value);
 
-    EXPECT_EQ(kv_off_f, 1);
+    EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MAX " + std::to_string(row().after) + " 0"));
+    EXPECT_EQ(appliedPrefMax, row().after);
+    EXPECT_EQ(PrevPerf, row().remembered);
     EXPECT_EQ(clipPending, 0);
+    EXPECT_EQ(kv_off_f, 1);  // scaling is on again
     EXPECT_EQ(minPrefReset, 0);
-    EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MAX 1500 0"));
 }
 
-TEST_F(SetPerfmax, ClearsAPendingClipEvenWhenItWritesNothing)
+class UnchangedCeiling : public WithRow<SetPerfmax, CeilingRow> {};
+
+TEST_ROWS(UnchangedCeiling, ROW(.before = 10000, .value = 10000, .after = 10000),
+          ROW(.before = 10000, .value = 20000, .after = 10000), ROW(.before = 2000, .value = -5, .after = 2000),
+          ROW(.before = 2000, .value = 2000, .after = 2000), ROW(.before = 0, .value = 0, .after = 0));
+
+TEST_P(UnchangedCeiling, IsNotWrittenAgainButAFloorThatIsPending)
 {
-    appliedPrefMax = 1500;
+    appliedPrefMax = row().before;
+    PrevPerf = 555;
     clipPending = 1;
 
-    setPerfmax(1500);
+    setPerfmax(row().value);
 
-    EXPECT_EQ(clipPending, 0);
     EXPECT_THAT(machine.happened(), IsEmpty());
+    EXPECT_EQ(appliedPrefMax, row().after);
+    EXPECT_EQ(PrevPerf, 555);
+    EXPECT_EQ(clipPending, 0);
+
+    minPrefReset = 1;
+    setPerfmax(row().value);
+
+    EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MIN 0 0"));
+    EXPECT_EQ(minPrefReset, 0);
 }
 
-TEST_F(SetPerfmax, FailedWriteIsReportedOnceAndTakenAsWritten)
-{
-    for (const std::uint8_t report : { std::uint8_t{ 1 }, std::uint8_t{ 2 } }) {
-        SCOPED_TRACE(report);
-        g_reportPerfFailures = report;
-        appliedPrefMax = 1200;
-        machine.answer("SET_PERF_PREFERENCE_MAX", refused);
-        machine.forget();
-
-        setPerfmax(3000);
-
-        EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MAX 3000 1500", failureMessage));
-        EXPECT_EQ(appliedPrefMax, 3000);
-    }
-}
-
-TEST_F(SetPerfmax, FailedFloorIsReportedLikeAFailedCeilingAndNotTriedAgain)
+TEST_F(SetPerfmax, EachFailedWriteIsReportedAndTakenAsWritten)
 {
     minPrefReset = -1;
-    machine.answer("SET_PERF_PREFERENCE_MIN", refused);
+    refuseWrites();
 
     setPerfmax(3000);
+    g_reportPerfFailures = 2;
     setPerfmax(3100);
 
-    EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MAX 3000 0", "SET_PERF_PREFERENCE_MIN 0 1500",
-                                                failureMessage, "SET_PERF_PREFERENCE_MAX 3100 0"));
+    EXPECT_THAT(machine.happened(),
+                ElementsAre("SET_PERF_PREFERENCE_MAX 3000 1500", failureMessage, "SET_PERF_PREFERENCE_MIN 0 1500",
+                            failureMessage, "SET_PERF_PREFERENCE_MAX 3100 1500", failureMessage));
+    EXPECT_EQ(appliedPrefMax, 3100);
 }
 
-TEST_F(SetPerfmax, EachOfTwoFailedWritesIsReported)
+TEST_F(SetPerfmax, FailedFloorIsReportedLikeAFailedCeiling)
 {
     minPrefReset = -1;
-    machine.answer("SET_PERF_PREFERENCE_MAX", refused);
     machine.answer("SET_PERF_PREFERENCE_MIN", refused);
 
     setPerfmax(3000);
 
-    EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MAX 3000 1500", failureMessage,
-                                                "SET_PERF_PREFERENCE_MIN 0 1500", failureMessage));
+    EXPECT_THAT(machine.happened(),
+                ElementsAre("SET_PERF_PREFERENCE_MAX 3000 0", "SET_PERF_PREFERENCE_MIN 0 1500", failureMessage));
 }
 
 TEST_F(SetPerfmax, FailuresAreSilentSinceStandby)
 {
     g_reportPerfFailures = 0;
     minPrefReset = -1;
-    machine.answer("SET_PERF_PREFERENCE_MAX", refused);
-    machine.answer("SET_PERF_PREFERENCE_MIN", refused);
+    refuseWrites();
 
     setPerfmax(3000);
 
@@ -210,13 +142,18 @@ TEST_F(SetPerfmax, FailuresAreSilentSinceStandby)
 }
 
 // Nothing in the service sets Kv_opt to 0; the way is kept for a writer that would.
-using SetPerfmaxSwitchedOff = Actuators;
+class SetPerfmaxSwitchedOff : public SetPerfmax {
+protected:
+    SetPerfmaxSwitchedOff()
+    {
+        Kv_opt = 0;
+        appliedPrefMax = 3000;
+        clipPending = 1;
+    }
+};
 
-TEST_F(SetPerfmaxSwitchedOff, LetsTheProcessorGoOnce)
+TEST_F(SetPerfmaxSwitchedOff, LetsTheProcessorGoOnceUntilItIsSwitchedOn)
 {
-    Kv_opt = 0;
-    appliedPrefMax = 3000;
-    clipPending = 1;
     PrevPerf = 555;
     minPrefReset = -1;
 
@@ -229,14 +166,19 @@ TEST_F(SetPerfmaxSwitchedOff, LetsTheProcessorGoOnce)
     EXPECT_EQ(kv_off_f, 0);
     EXPECT_EQ(PrevPerf, 555);
     EXPECT_EQ(minPrefReset, -1);
+
+    Kv_opt = 1;
+    minPrefReset = 0;
+    machine.forget();
+    setPerfmax(1200);
+
+    EXPECT_THAT(machine.writes(), ElementsAre("SET_PERF_PREFERENCE_MAX 1200"));
+    EXPECT_EQ(kv_off_f, 1);
 }
 
 TEST_F(SetPerfmaxSwitchedOff, IgnoresThatTheWritesFail)
 {
-    Kv_opt = 0;
-    appliedPrefMax = 3000;
-    machine.answer("SET_PERF_PREFERENCE_MAX", refused);
-    machine.answer("SET_PERF_PREFERENCE_MIN", refused);
+    refuseWrites();
 
     setPerfmax(1200);
 
@@ -247,9 +189,7 @@ TEST_F(SetPerfmaxSwitchedOff, IgnoresThatTheWritesFail)
 
 TEST_F(SetPerfmaxSwitchedOff, WritesNothingWhenFullPerformanceIsInForce)
 {
-    Kv_opt = 0;
     appliedPrefMax = 10000;
-    clipPending = 1;
 
     setPerfmax(1200);
 
@@ -261,9 +201,7 @@ TEST_F(SetPerfmaxSwitchedOff, WritesNothingWhenFullPerformanceIsInForce)
 
 TEST_F(SetPerfmaxSwitchedOff, WritesNothingWhenItIsOffAlready)
 {
-    Kv_opt = 0;
     kv_off_f = 0;
-    appliedPrefMax = 3000;
 
     setPerfmax(1200);
 
@@ -272,26 +210,18 @@ TEST_F(SetPerfmaxSwitchedOff, WritesNothingWhenItIsOffAlready)
     EXPECT_EQ(kv_off_f, 0);
 }
 
-TEST_F(SetPerfmaxSwitchedOff, WritesAgainOnceItIsSwitchedOn)
+class PL1 : public SetPerfmax {
+protected:
+    PL1()
+    {
+        appliedPrefMax = 1200;
+        cpuPL1 = 16500;
+        pl1ResetLevel = 15500;
+    }
+};
+
+TEST_F(PL1, WriteLogsTheWorkingLimitAndNotTheValueWritten)
 {
-    Kv_opt = 0;
-    appliedPrefMax = 3000;
-    setPerfmax(1200);
-    Kv_opt = 1;
-    machine.forget();
-
-    setPerfmax(1200);
-
-    EXPECT_THAT(machine.writes(), ElementsAre("SET_PERF_PREFERENCE_MAX 1200"));
-    EXPECT_EQ(kv_off_f, 1);
-}
-
-using SetPL1 = Actuators;
-
-TEST_F(SetPL1, LogsTheWorkingLimitAndNotTheValueWritten)
-{
-    cpuPL1 = 16500;
-
     setPL1(37000);
 
     EXPECT_THAT(machine.happened(),
@@ -299,25 +229,19 @@ TEST_F(SetPL1, LogsTheWorkingLimitAndNotTheValueWritten)
     EXPECT_EQ(cpuPL1, 16500);
 }
 
-TEST_F(SetPL1, FailureIsAnErrorLineAndNothingElse)
+TEST_F(PL1, FailedWriteIsAnErrorLineAndNothingElse)
 {
-    machine.answer("SET_RAPL_POWER_LIMIT_1", refused);
+    refuseWrites();
 
     setPL1(10500);
 
     EXPECT_THAT(machine.happened(),
                 ElementsAre("SET_RAPL_POWER_LIMIT_1 10500 1500", "log 4 OrqCore CpuPowerLimit1 SessionExecute failed"));
-    EXPECT_EQ(cpuPL1, 17000);
+    EXPECT_EQ(cpuPL1, 16500);
 }
 
-using PL1LevelReset = Actuators;
-
-TEST_F(PL1LevelReset, HandsTheProcessorBackBehindTheControllersBack)
+TEST_F(PL1, ResetHandsTheProcessorBackBehindTheControllersBack)
 {
-    appliedPrefMax = 1200;
-    cpuPL1 = 16500;
-    pl1ResetLevel = 15500;
-
     resetPL1Level();
 
     EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MIN 0 0", "SET_PERF_PREFERENCE_MAX 10000 0",
@@ -325,7 +249,7 @@ TEST_F(PL1LevelReset, HandsTheProcessorBackBehindTheControllersBack)
     EXPECT_EQ(appliedPrefMax, 1200);
 }
 
-TEST_F(PL1LevelReset, DoesNothingWithoutASession)
+TEST_F(PL1, ResetDoesNothingWithoutASession)
 {
     g_sessionHandle = ~std::uint64_t{ 0 };
 
@@ -334,16 +258,14 @@ TEST_F(PL1LevelReset, DoesNothingWithoutASession)
     EXPECT_THAT(machine.happened(), IsEmpty());
 }
 
-TEST_F(PL1LevelReset, GoesOnAfterEachFailureWithoutReportingIt)
+TEST_F(PL1, ResetGoesOnAfterEachFailureWithoutReportingIt)
 {
-    machine.answer("SET_PERF_PREFERENCE_MIN", refused);
-    machine.answer("SET_PERF_PREFERENCE_MAX", refused);
-    machine.answer("SET_RAPL_POWER_LIMIT_1", refused);
+    refuseWrites();
 
     resetPL1Level();
 
     EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MIN 0 1500", "SET_PERF_PREFERENCE_MAX 10000 1500",
-                                                "SET_RAPL_POWER_LIMIT_1 17000 1500", "log 2 PL1 level reset : 17000"));
+                                                "SET_RAPL_POWER_LIMIT_1 15500 1500", "log 2 PL1 level reset : 15500"));
 }
 
 }  // namespace

@@ -1,29 +1,25 @@
 // Starting a process-start burst, and the Max Perf Reset of the three branches.
+#include "controller/branches.h"
 #include "controller/burst.h"
-#include "state/state.h"
-
-#include "tests/support/simulated_machine.h"
-
-#include <gmock/gmock.h>
+#include "tests/controller/part_of_step.h"
 
 #include <climits>
 #include <string>
-#include <vector>
 
 namespace kelvane::tests {
 namespace {
 
-class Burst : public testing::Test {
-protected:
-    SimulatedMachine machine;
-    LoopState loop;
-};
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+const std::string resetLine = "2  ******* Max Perf Reset ";
+
+class Burst : public PartOfStep {};
 
 TEST_F(Burst, TakesTheProcessStartAndGoesForFullPerformance)
 {
     PID_Change = 1;
-    NewPID = 0;
-    exitCount = -1;
     loop.prefMax = 3000;
     loop.probeSleep = 300;
 
@@ -31,112 +27,157 @@ TEST_F(Burst, TakesTheProcessStartAndGoesForFullPerformance)
 
     EXPECT_EQ(PID_Change, 0);
     EXPECT_EQ(NewPID, 1);
-    EXPECT_EQ(exitCount, 3);
-    EXPECT_EQ(loop.prev_exitCount, -1);
     EXPECT_EQ(loop.PostPID, 1);
     EXPECT_EQ(loop.prefMax, 10000);
     EXPECT_EQ(loop.probeSleep, 200U);
-    EXPECT_THAT(machine.happened(), testing::IsEmpty());
+    EXPECT_THAT(machine.happened(), IsEmpty());
 }
 
-TEST_F(Burst, OneThatIsCountingIsProlongedByOneStepAtTheMost)
-{
-    struct Row {
-        int exitCount;
-        int steps;
-        int exitCountAfter;
-    };
-
-    const Row rows[] = {
-        { -1, 2, 2 }, { -1, 3, 3 }, { 0, 2, 2 }, { 0, 3, 3 }, { 1, 2, 2 }, { 1, 3, 2 },
-        { 2, 2, 2 },  { 2, 3, 3 },  { 3, 2, 2 }, { 3, 3, 3 }, { 4, 3, 3 }, { 4, 2, 2 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::to_string(row.exitCount) + " " + std::to_string(row.steps));
-        exitCount = row.exitCount;
-
-        startBurst(loop, row.steps);
-
-        EXPECT_EQ(exitCount, row.exitCountAfter);
-        EXPECT_EQ(loop.prev_exitCount, row.exitCount);
-    }
-}
-
-// What each branch does at higher power is tested with the branches.
-class MaxPerfResetCases : public Burst {
-protected:
-    struct Row {
-        int pkgPower;
-        int exitCount;  // 7 before
-        int restorePending;
-        std::vector<std::string> messages;
-    };
-
-    void expectEach(const MaxPerfReset& reset, const std::vector<Row>& rows)
-    {
-        for (const Row& row : rows) {
-            SCOPED_TRACE(row.pkgPower);
-            pkgPower = row.pkgPower;
-            exitCount = 7;
-            loop.restorePending = 0;
-            machine.forget();
-
-            resetMaxPerf(loop, reset);
-
-            EXPECT_EQ(exitCount, row.exitCount);
-            EXPECT_EQ(loop.restorePending, row.restorePending);
-            EXPECT_EQ(machine.messages(), row.messages);
-        }
-    }
+struct StepsRow {
+    int before;
+    int steps;
+    int after;
 };
 
-TEST_F(MaxPerfResetCases, LightPowerIsArrangedWithoutALineInEveryBranch)
-{
-    const std::vector<Row> rows = { { INT_MIN, 2, 1, {} }, { -1, 2, 1, {} }, { 4999, 2, 1, {} } };
-    for (const std::uint32_t source : { 0U, 1U, 255U }) {
-        SCOPED_TRACE(source);
-        acMode = source;
+class BurstSteps : public WithRow<Burst, StepsRow> {};
 
-        expectEach(maxPerfResetOnClip, rows);
-        expectEach(maxPerfResetOnDown, rows);
-        expectEach(maxPerfResetOnUp, rows);
+TEST_ROWS(BurstSteps,
+          // none is counting
+          ROW(.before = -1, .steps = 2, .after = 2), ROW(.before = -1, .steps = 3, .after = 3),
+          ROW(.before = 0, .steps = 2, .after = 2), ROW(.before = 0, .steps = 3, .after = 3),
+          // one is: prolonged by one step at the most
+          ROW(.before = 1, .steps = 2, .after = 2), ROW(.before = 1, .steps = 3, .after = 2),
+          ROW(.before = 2, .steps = 2, .after = 2), ROW(.before = 2, .steps = 3, .after = 3),
+          ROW(.before = 3, .steps = 2, .after = 2), ROW(.before = 3, .steps = 3, .after = 3),
+          ROW(.before = 4, .steps = 2, .after = 2), ROW(.before = 4, .steps = 3, .after = 3));
+
+TEST_P(BurstSteps, AreAsManyAsAskedForUnlessOneIsCounting)
+{
+    exitCount = row().before;
+
+    startBurst(loop, row().steps);
+
+    EXPECT_EQ(exitCount, row().after);
+    EXPECT_EQ(loop.prev_exitCount, row().before);
+}
+
+struct ResetRow {
+    const MaxPerfReset* reset;
+    std::uint32_t acMode = 1;
+    int cpuPL1 = 17000;
+    int power;
+    int exitCount;  // 7: as before
+    const char* line = nullptr;
+};
+
+class MaxPerfResetCounts : public WithRow<Burst, ResetRow> {};
+
+const MaxPerfReset* const clip = &maxPerfResetOnClip;
+const MaxPerfReset* const down = &maxPerfResetOnDown;
+const MaxPerfReset* const up = &maxPerfResetOnUp;
+
+TEST_ROWS(MaxPerfResetCounts,
+          // light power has no line
+          ROW(.reset = clip, .power = INT_MIN, .exitCount = 2), ROW(.reset = down, .power = -1, .exitCount = 2),
+          ROW(.reset = clip, .power = 4999, .exitCount = 2), ROW(.reset = down, .power = 4999, .exitCount = 2),
+          ROW(.reset = up, .power = 4999, .exitCount = 2),
+          ROW(.reset = clip, .acMode = 0, .power = 4999, .exitCount = 2),
+          ROW(.reset = down, .acMode = 0, .power = 4999, .exitCount = 2),
+          ROW(.reset = up, .acMode = 0, .power = 4999, .exitCount = 2),
+          ROW(.reset = up, .acMode = 255, .power = 4999, .exitCount = 2),
+          // below the half of PL1
+          ROW(.reset = clip, .acMode = 0, .power = 8499, .exitCount = 2, .line = "set 3 ==2"),
+          ROW(.reset = clip, .power = 8499, .exitCount = 2, .line = "set 3 ==2"),
+          ROW(.reset = down, .acMode = 0, .power = 8499, .exitCount = 2, .line = "set 1 exitCount ==2"),
+          ROW(.reset = down, .power = 5000, .exitCount = 2, .line = "set 1 exitCount ==2"),
+          ROW(.reset = down, .power = 8499, .exitCount = 2, .line = "set 1 exitCount ==2"),
+          ROW(.reset = down, .acMode = 255, .power = 8499, .exitCount = 2, .line = "set 1 exitCount ==2"),
+          ROW(.reset = up, .acMode = 0, .power = 8499, .exitCount = 2, .line = "set 5 ==2"),
+          ROW(.reset = up, .power = 8499, .exitCount = 3, .line = "set 5 ==3"),
+          ROW(.reset = up, .acMode = 255, .power = 8499, .exitCount = 3, .line = "set 5 ==3"),
+          // below PL1
+          ROW(.reset = clip, .acMode = 0, .power = 8500, .exitCount = 3, .line = "set 4 ==3"),
+          ROW(.reset = clip, .power = 8500, .exitCount = 3, .line = "set 4 ==3"),
+          ROW(.reset = down, .acMode = 0, .power = 8500, .exitCount = 3, .line = "set 2 exitCount ==3"),
+          ROW(.reset = down, .power = 8500, .exitCount = 3, .line = "set 2 exitCount ==3"),
+          ROW(.reset = down, .power = 16999, .exitCount = 3, .line = "set 2 exitCount ==3"),
+          ROW(.reset = down, .acMode = 255, .power = 8500, .exitCount = 3, .line = "set 2 exitCount ==3"),
+          ROW(.reset = up, .acMode = 0, .power = 8500, .exitCount = 3, .line = "set 6 ==3"),
+          ROW(.reset = up, .power = 8500, .exitCount = 4, .line = "set 6 ==4"),
+          ROW(.reset = up, .acMode = 255, .power = 8500, .exitCount = 4, .line = "set 6 ==4"),
+          // not below it
+          ROW(.reset = clip, .acMode = 0, .power = 17000, .exitCount = 7, .line = "Not set 2 ==7"),
+          ROW(.reset = down, .power = 17000, .exitCount = 7, .line = "Not done =="),
+          ROW(.reset = down, .power = INT_MAX, .exitCount = 7, .line = "Not done =="),
+          ROW(.reset = up, .power = 17000, .exitCount = 7, .line = "Not set 3 ==7"),
+          // the half is truncated, and light power comes before a low limit
+          ROW(.reset = down, .cpuPL1 = 12001, .power = 5999, .exitCount = 2, .line = "set 1 exitCount ==2"),
+          ROW(.reset = down, .cpuPL1 = 12001, .power = 6000, .exitCount = 3, .line = "set 2 exitCount ==3"),
+          ROW(.reset = down, .cpuPL1 = 12001, .power = 12000, .exitCount = 3, .line = "set 2 exitCount ==3"),
+          ROW(.reset = down, .cpuPL1 = 12001, .power = 12001, .exitCount = 7, .line = "Not done =="),
+          ROW(.reset = down, .cpuPL1 = 4000, .power = 4999, .exitCount = 2),
+          ROW(.reset = down, .cpuPL1 = 4000, .power = 5000, .exitCount = 7, .line = "Not done =="));
+
+TEST_P(MaxPerfResetCounts, StepsByPowerAndSource)
+{
+    acMode = row().acMode;
+    cpuPL1 = row().cpuPL1;
+    pkgPower = row().power;
+    exitCount = 7;
+
+    resetMaxPerf(loop, *row().reset);
+
+    EXPECT_EQ(exitCount, row().exitCount);
+    EXPECT_EQ(loop.restorePending, row().exitCount == 7 ? 0 : 1);
+    if (row().line) {
+        EXPECT_THAT(machine.messages(), ElementsAre(resetLine + row().line));
+    } else {
+        EXPECT_THAT(machine.messages(), IsEmpty());
     }
 }
 
-// A clip gets full performance only above 7500 mW on battery, so its branch never comes here with less.
-TEST_F(MaxPerfResetCases, ClipBelowHalfOfPL1)
+struct BranchRow {
+    void (*branch)(LoopState& loop);
+    std::uint32_t acMode = 1;
+    int power = 9000;
+    int prefMax = 10000;
+    int restorePending = 0;
+    const char* line = nullptr;
+};
+
+class MaxPerfResetOfBranch : public WithRow<Burst, BranchRow> {};
+
+TEST_ROWS(MaxPerfResetOfBranch, ROW(.branch = onPowerDown, .line = "set 2 exitCount ==3"),
+          ROW(.branch = onPowerDown, .prefMax = 9999), ROW(.branch = onPowerDown, .restorePending = 1),
+          ROW(.branch = onPowerUp, .line = "set 6 ==4"), ROW(.branch = onPowerUp, .prefMax = 9600, .line = "set 6 ==4"),
+          ROW(.branch = onPowerUp, .prefMax = 9599), ROW(.branch = onPowerUp, .restorePending = 1),
+          // a clip decides its ceiling by power alone, and is never reset on mains
+          ROW(.branch = onClip, .acMode = 0, .prefMax = 3000, .line = "set 4 ==3"),
+          ROW(.branch = onClip, .acMode = 0, .power = 7501, .line = "set 3 ==2"),
+          ROW(.branch = onClip, .acMode = 0, .power = 7500), ROW(.branch = onClip, .acMode = 0, .restorePending = 1),
+          ROW(.branch = onClip, .acMode = 1), ROW(.branch = onClip, .acMode = 255));
+
+TEST_P(MaxPerfResetOfBranch, FollowsTheWriteOfFullPerformanceUnlessARestoreIsPending)
 {
-    const std::vector<Row> rows = {
-        { 5000, 2, 1, { "2  ******* Max Perf Reset set 3 ==2" } },
-        { 8499, 2, 1, { "2  ******* Max Perf Reset set 3 ==2" } },
-        { 8500, 3, 1, { "2  ******* Max Perf Reset set 4 ==3" } },
-    };
+    acMode = row().acMode;
+    pkgPower = row().power;
+    pwrCeiling = 15000;
+    exitCount = 1;
+    loop.prev = 7500;
+    loop.prefMax = row().prefMax;
+    loop.restorePending = row().restorePending;
 
-    expectEach(maxPerfResetOnClip, rows);
-}
+    row().branch(loop);
 
-TEST_F(MaxPerfResetCases, HalfOfTheWorkingLimitIsTruncated)
-{
-    const std::vector<Row> rows = {
-        { 5999, 2, 1, { "2  ******* Max Perf Reset set 1 exitCount ==2" } },
-        { 6000, 3, 1, { "2  ******* Max Perf Reset set 2 exitCount ==3" } },
-        { 12000, 3, 1, { "2  ******* Max Perf Reset set 2 exitCount ==3" } },
-        { 12001, 7, 0, { "2  ******* Max Perf Reset Not done ==" } },
-    };
-    cpuPL1 = 12001;
-
-    expectEach(maxPerfResetOnDown, rows);
-}
-
-TEST_F(MaxPerfResetCases, LightPowerComesBeforeALowLimit)
-{
-    const std::vector<Row> rows = {
-        { 4999, 2, 1, {} },
-        { 5000, 7, 0, { "2  ******* Max Perf Reset Not done ==" } },
-    };
-    cpuPL1 = 4000;
-
-    expectEach(maxPerfResetOnDown, rows);
+    const auto write = StartsWith("SET_PERF_PREFERENCE_MAX");
+    const auto line = StartsWith("log 2  ***");
+    if (row().line) {
+        EXPECT_THAT(machine.happened(), ElementsAre(write, line, "log " + resetLine + row().line));
+    } else {
+        EXPECT_THAT(machine.happened(), ElementsAre(write, line));
+        EXPECT_EQ(exitCount, 1);
+        EXPECT_EQ(loop.restorePending, row().restorePending);
+    }
 }
 
 }  // namespace

@@ -3,144 +3,95 @@
 #include "tests/support/diagnostic_log_inspector.h"
 #include "tests/support/rows.h"
 
-#include <optional>
+#include <atomic>
+#include <climits>
+#include <cstdint>
 
 namespace kelvane::tests {
 namespace {
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
+using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-using Texts = std::vector<std::string>;
-
-struct InsertionRow {
-    Texts pieces;
-    Texts messages = {};
-    std::size_t unfinished = 0;  // threads with text
+struct PiecesRow {
+    std::vector<std::string> pieces;
+    std::vector<std::string> messages = {};
+    std::size_t threadsWithText = 0;
 };
 
-using Insertion = WithRow<OpenLog, InsertionRow>;
+class Pieces : public WithRow<OpenLog, PiecesRow> {
+protected:
+    void expectMessages()
+    {
+        EXPECT_THAT(loggedMessages(), ElementsAreArray(row().messages));
+        EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), row().threadsWithText);
+    }
+};
 
-TEST_ROWS(Insertion,
-          // ordinary pieces are gathered; a line feed alone ends the message
-          ROW(.pieces = { "pkg", "Power" }, .unfinished = 1),
+TEST_ROWS(Pieces,
+          // ordinary ones are gathered
+          ROW(.pieces = { "pkg", "Power" }, .threadsWithText = 1),
           ROW(.pieces = { "pkg", "Power", "\n" }, .messages = { "DEBUG pkgPower" }),
           ROW(.pieces = { "one", "\n", "two", "\n" }, .messages = { "DEBUG one", "DEBUG two" }),
-          // a last one ends what was gathered, and stays inside
+          // a line feed at the end stays inside
           ROW(.pieces = { "text\n" }, .messages = { "DEBUG text\n" }),
           ROW(.pieces = { "some ", "text\n" }, .messages = { "DEBUG some text\n" }),
+          ROW(.pieces = { "text\n", "\n" }, .messages = { "DEBUG text\n", "DEBUG " }),
+          // one elsewhere ends nothing
+          ROW(.pieces = { "two\nlines" }, .threadsWithText = 1),
+          ROW(.pieces = { "two\nlines", "\n" }, .messages = { "DEBUG two\nlines" }),
+          ROW(.pieces = { "\n Initialized logger " }, .threadsWithText = 1),
+          ROW(.pieces = { "\n Initialized logger ", "\n" }, .messages = { "DEBUG \n Initialized logger " }),
           ROW(.pieces = { "\nframed\n" }, .messages = { "DEBUG \nframed\n" }),
           ROW(.pieces = { "\n\n" }, .messages = { "DEBUG \n\n" }),
-          ROW(.pieces = { "text\n", "\n" }, .messages = { "DEBUG text\n", "DEBUG " }),
-          // one in the middle or at the front is text
-          ROW(.pieces = { "two\nlines" }, .unfinished = 1),
-          ROW(.pieces = { "two\nlines", "\n" }, .messages = { "DEBUG two\nlines" }),
-          ROW(.pieces = { "\n Initialized logger " }, .unfinished = 1),
-          ROW(.pieces = { "\n Initialized logger ", "\n" }, .messages = { "DEBUG \n Initialized logger " }),
-          // an empty piece adds and ends nothing; a carriage return is text
-          ROW(.pieces = { "" }, .unfinished = 1), ROW(.pieces = { "a", "", "b", "\n" }, .messages = { "DEBUG ab" }),
+          // nothing, and a carriage return
+          ROW(.pieces = { "" }, .threadsWithText = 1),
+          ROW(.pieces = { "a", "", "b", "\n" }, .messages = { "DEBUG ab" }),
+          ROW(.pieces = { "\n" }, .messages = { "DEBUG " }),
           ROW(.pieces = { "a\r", "b\r\n" }, .messages = { "DEBUG a\rb\r\n" }));
 
-TEST_P(Insertion, OfStringsFollowsTheLineFeedRules)
+TEST_P(Pieces, OfTextFollowTheLineFeedRules)
 {
     for (const std::string& piece : row().pieces) log << piece;
 
-    EXPECT_THAT(loggedMessages(), ElementsAreArray(row().messages));
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), row().unfinished);
+    expectMessages();
 }
 
-TEST_P(Insertion, OfCStringsFollowsTheSameRules)
+TEST_P(Pieces, OfCharactersFollowTheSameRules)
 {
     for (const std::string& piece : row().pieces) log << piece.c_str();
 
-    EXPECT_THAT(loggedMessages(), ElementsAreArray(row().messages));
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), row().unfinished);
+    expectMessages();
 }
 
-TEST_F(OpenLog, LastPieceWithALineFeedLeavesAnEmptyLineInTheFile)
+TEST_F(OpenLog, TextsOfTwoThreadsDoNotMix)
 {
-    log.log(0) << "text\n";
+    as("a").log(0) << "a1 ";
+    as("b").log(0) << "b1 ";
+    as("a") << "a2";
+    as("b") << "b2" << end;
 
-    EXPECT_EQ(logFileBytes(), "[now\n][DEBUG] text\n\n");
+    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG b1 b2"));
+    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), 1U);
+    EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), 1U);
+    as("a") << end;
+    EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG b1 b2", "DEBUG a1 a2"));
 }
 
-TEST_F(OpenLog, SelectingALevelReturnsTheLogItself) { EXPECT_EQ(&log.log(4), &log); }
-
-// A thread selects a level, if any, and inserts some pieces.
-struct Step {
-    const char* thread;
-    std::optional<int> level;
-    Texts pieces;
-};
-
-constexpr std::nullopt_t noLevel = std::nullopt;
-
-struct StepsRow {
-    std::vector<Step> steps;
-    Texts messages = {};
-    std::size_t texts = 0;  // threads that have any at the end
-    std::size_t levels = 0;
-};
-
-using ThreadsLog = WithRow<OpenLog, StepsRow>;
-
-TEST_ROWS(
-    ThreadsLog,
-    // without a level, and after its line, a thread counts as level 0
-    ROW(.steps = { { "a", noLevel, { "no level", "\n" } } }, .messages = { "DEBUG no level" }),
-    ROW(.steps = { { "a", 4, { "error", "\n" } }, { "a", noLevel, { "rest", "\n" } } },
-        .messages = { "ERROR error", "DEBUG rest" }),
-    ROW(.steps = { { "a", 4, { "\n" } } }, .messages = { "ERROR " }),
-    // the end of a message removes its own thread's text and level alone
-    ROW(.steps = { { "a", noLevel, { "of a" } },
-                   { "b", noLevel, { "of b" } },
-                   { "a", 0, {} },
-                   { "b", 0, {} },
-                   { "a", noLevel, { "\n" } } },
-        .messages = { "DEBUG of a" }, .texts = 1, .levels = 1),
-    // texts do not mix
-    ROW(.steps = { { "a", 0, { "a1 " } },
-                   { "b", 0, { "b1 " } },
-                   { "a", noLevel, { "a2" } },
-                   { "b", noLevel, { "b2", "\n" } },
-                   { "a", noLevel, { "\n" } } },
-        .messages = { "DEBUG b1 b2", "DEBUG a1 a2" }),
-    // the same level again ends nothing
-    ROW(.steps = { { "b", noLevel, { "unfinished" } }, { "a", 0, { "one " } }, { "a", 0, { "message" } } }, .texts = 2,
-        .levels = 1),
-    ROW(.steps = { { "b", noLevel, { "unfinished" } }, { "a", 0, { "one " } }, { "a", 0, { "message", "\n" } } },
-        .messages = { "DEBUG one message" }, .texts = 1),
-    ROW(.steps = { { "a", 4, { "one " } }, { "b", noLevel, { "unfinished" } }, { "a", 4, { "message", "\n" } } },
-        .messages = { "ERROR one message" }, .texts = 1),
-    // another level flushes all threads and takes their levels; where there is no text, nothing is written
-    ROW(.steps = { { "a", 4, {} }, { "b", 4, {} }, { "a", noLevel, { "level forgotten", "\n" } } },
-        .messages = { "DEBUG level forgotten" }, .levels = 1),
-    ROW(.steps = { { "a", 4, {} }, { "b", 3, {} }, { "a", 2, {} } }, .levels = 1),
-    // so does the next message at another level than zero, and none at zero
-    ROW(.steps = { { "a", 4, { "first", "\n" } }, { "b", 0, { "half" } }, { "a", 4, { "second", "\n" } } },
-        .messages = { "ERROR first", "DEBUG half", "ERROR second" }),
-    ROW(.steps = { { "a", 4, { "first", "\n" } }, { "b", 0, { "half" } }, { "a", 0, { "second", "\n" } } },
-        .messages = { "ERROR first", "DEBUG second" }, .texts = 1, .levels = 1),
-    // a message that another thread splits goes on at level 0, also one that would never have been seen
-    ROW(.steps = { { "a", 4, { "head," } },
-                   { "b", 3, { "of b", "\n" } },
-                   { "a", noLevel, { " middle,", " rest", "\n" } } },
-        .messages = { "ERROR head,", "WARNING of b", "DEBUG  middle, rest" }),
-    ROW(.steps = { { "a", 2, { "never seen," } }, { "b", 4, { "of b", "\n" } }, { "a", noLevel, { " rest", "\n" } } },
-        .messages = { "ERROR of b", "DEBUG  rest" }));
-
-TEST_P(ThreadsLog, InTurn)
+TEST_F(OpenLog, SelectingTheSameLevelAgainEndsNothing)
 {
-    for (const Step& step : row().steps) {
-        as(step.thread);
-        if (step.level) log.log(*step.level);
-        for (const std::string& piece : step.pieces) log << piece;
-    }
+    as("a").log(4) << "one ";
+    as("b").log(0) << "other ";
 
-    EXPECT_THAT(loggedMessages(), ElementsAreArray(row().messages));
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), row().texts);
-    EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), row().levels);
+    as("a").log(4) << "message";
+    as("b").log(0) << "text";
+
+    EXPECT_THAT(loggedMessages(), IsEmpty());
+    as("a") << end;
+    as("b") << end;
+    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR one message", "DEBUG other text"));
 }
 
 TEST_F(OpenLog, LevelFourToLevelZeroInMidMessageWritesItAndEveryOtherThreadsText)
@@ -154,27 +105,13 @@ TEST_F(OpenLog, LevelFourToLevelZeroInMidMessageWritesItAndEveryOtherThreadsText
     EXPECT_THAT(loggedMessages(), UnorderedElementsAre("ERROR half an error", "DEBUG text of b", "DEBUG text of c"));
     EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), 0U);
     EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), 1U);
-    as("a") << "other half" << lineFeed;
+    as("a") << "other half" << end;
     EXPECT_EQ(loggedMessages().back(), "DEBUG other half");
 }
 
-TEST_F(OpenLog, FullFlushWritesEachTextUnderItsOwnThreadsLevel)
-{
-    // Levels differ without a flush only when they were selected while the log held nothing.
-    as("error").log(4);
-    as("warning").log(3);
-    as("error").log(4) << "e";
-    as("warning") << "w";
-    as("debug") << "d";
-
-    as("other").log(2);
-
-    EXPECT_THAT(loggedMessages(), UnorderedElementsAre("ERROR e", "DEBUG w", "DEBUG d"));
-}
-
+// Levels differ without a flush only when they were selected while the log was closed.
 TEST_F(ClosedLog, FullFlushWritesTextsOfAllLevelsAndDropsThoseThatAreNeverWritten)
 {
-    log.configure(0, "info");
     as("error").log(4) << "e";
     as("warning").log(3) << "w";
     as("info").log(2) << "i";
@@ -191,6 +128,36 @@ TEST_F(ClosedLog, FullFlushWritesTextsOfAllLevelsAndDropsThoseThatAreNeverWritte
     EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), 1U);
 }
 
+TEST_F(OpenLog, ThreadCountsAsLevelZeroAgainAfterEachMessageSoThatItsNextAtAnotherLevelFlushesAllThreads)
+{
+    as("a").log(4) << "first" << end;
+    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), 0U);
+    EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), 0U);
+
+    as("b") << "half";
+    as("a") << "second" << end;
+    as("a").log(0) << "third" << end;
+    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR first", "DEBUG second", "DEBUG third"));
+
+    as("a").log(4) << "fourth" << end;
+    EXPECT_THAT(loggedMessages(),
+                ElementsAre("ERROR first", "DEBUG second", "DEBUG third", "DEBUG half", "ERROR fourth"));
+}
+
+TEST_F(OpenLog, MessageSplitByAnotherThreadGoesOnAtLevelZero)
+{
+    as("a").log(4) << "head,";
+    as("b").log(3) << "of b" << end;
+    as("a") << " middle,";
+    as("a") << " rest" << end;
+    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR head,", "WARNING of b", "DEBUG  middle, rest"));
+
+    as("a").log(2) << "never seen,";
+    as("b").log(4) << "of b" << end;
+    as("a") << " visible" << end;
+    EXPECT_EQ(loggedMessages().back(), "DEBUG  visible");
+}
+
 TEST_F(OpenLog, FullFlushFlushesTheFileToo)
 {
     DiagnosticLogInspector::writeUnflushed("left in the stream");
@@ -199,6 +166,93 @@ TEST_F(OpenLog, FullFlushFlushesTheFileToo)
     log.log(4);
 
     EXPECT_EQ(logFileBytes(), "left in the stream");
+}
+
+// logLine: one message in one statement.
+
+TEST_F(OpenLog, LogLineJoinsItsPiecesAndEndsTheMessage)
+{
+    const std::atomic<int> prefMax = -1;
+    const std::atomic<std::uint32_t> scheme = 4294967295U;
+    const std::string name = "OneDrive.exe";
+    const char* const label = " id ";
+
+    logLine(0, "name ", name, label, 4711, ", ", INT_MIN, " ", std::int64_t{ -9000000000 }, " ", prefMax, " ", scheme);
+
+    EXPECT_THAT(loggedMessages(),
+                ElementsAre("DEBUG name OneDrive.exe id 4711, -2147483648 -9000000000 -1 4294967295"));
+}
+
+TEST_F(OpenLog, LogLineThatWouldLeaveNoTraceIsNotEvenPutTogether)
+{
+    int keys = 0;
+    DiagnosticLogInspector::setThreadKey([&keys] {
+        ++keys;
+        return "a";
+    });
+
+    for (const int level : { 2, 1, 5, -1 }) {
+        EXPECT_TRUE(log.leavesNoTrace(level));
+        logLine(level, "unseen ", level);
+    }
+
+    for (const int level : { 0, 3, 4 }) EXPECT_FALSE(log.leavesNoTrace(level));
+    EXPECT_EQ(logFileBytes(), "");
+    EXPECT_EQ(keys, 0);
+    EXPECT_EQ(DiagnosticLogInspector::threadsWithText(), 0U);
+    EXPECT_EQ(DiagnosticLogInspector::threadsWithLevel(), 0U);
+}
+
+TEST_F(OpenLog, NoLevelLeavesNoTraceWhileAThreadHasTextOrALevel)
+{
+    as("b") << "text";
+    EXPECT_FALSE(log.leavesNoTrace(2));
+
+    as("b") << end;
+    EXPECT_TRUE(log.leavesNoTrace(2));
+
+    as("b").log(0);
+    EXPECT_FALSE(log.leavesNoTrace(2));
+
+    as("b") << "flushed";
+    EXPECT_FALSE(log.leavesNoTrace(2));
+
+    as("a").log(4) << end;
+    EXPECT_TRUE(log.leavesNoTrace(2));
+}
+
+TEST_F(OpenLog, InfoLogLineFlushesTheTextsAndLevelsOfAllThreads)
+{
+    as("a").log(4) << "half an error";
+    as("b") << "text of b";
+
+    as("a");
+    logLine(2, "unseen");
+    as("a") << "rest" << end;
+    EXPECT_THAT(loggedMessages(), UnorderedElementsAre("ERROR half an error", "DEBUG text of b", "DEBUG rest"));
+
+    as("b").log(4);
+    as("a");
+    logLine(2, "unseen");
+    as("b") << "level forgotten" << end;
+    EXPECT_EQ(loggedMessages().back(), "DEBUG level forgotten");
+}
+
+TEST_F(OpenLog, TextThatEndsWithALineFeedMakesTheRestOfALogLineADebugLine)
+{
+    const char* const characters = "notepad.exe\n";
+    const std::string text = characters;
+
+    logLine(4, "no ", text, "there");
+    logLine(2, "started ", text, "id ", 12);
+    logLine(2, "started ", text);
+    logLine(2, "started ", characters, "characters");
+    logLine(2, "literal\n", "rest");
+    logLine(2, "unseen", std::string("\n"), "seen");
+    logLine(2, "unseen", std::string("\nb"), std::string("c\nd"), std::string());
+
+    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR no notepad.exe\n", "DEBUG there", "DEBUG id 12", "DEBUG ",
+                                              "DEBUG characters", "DEBUG rest", "DEBUG seen"));
 }
 
 }  // namespace

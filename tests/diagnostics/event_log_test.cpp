@@ -17,14 +17,11 @@ protected:
     FakeEventLog log;
 };
 
-TEST_F(EventReport, IsOneErrorEventOfTheServicesSourceOnThisComputerWhichIsGivenBackAlsoWhenItFails)
+TEST_F(EventReport, IsOneErrorEventOfTheServicesSourceOnThisComputer)
 {
     reportServiceEvent(L"something failed");
-    log.reports = false;
-    reportServiceEvent(L"");
 
-    EXPECT_THAT(noted(), ElementsAre("register here Tarvo(R) Kelvane", "event something failed", "deregister",
-                                     "register here Tarvo(R) Kelvane", "event ", "deregister"));
+    EXPECT_THAT(noted(), ElementsAre("register here Tarvo(R) Kelvane", "event something failed", "deregister"));
 }
 
 TEST_F(EventReport, IsLostWithoutATraceWhenTheSourceCannotBeRegistered)
@@ -34,6 +31,24 @@ TEST_F(EventReport, IsLostWithoutATraceWhenTheSourceCannotBeRegistered)
     reportServiceEvent(L"something failed");
 
     EXPECT_THAT(noted(), ElementsAre("register here Tarvo(R) Kelvane"));
+}
+
+TEST_F(EventReport, GivesTheSourceBackAlsoWhenTheReportFails)
+{
+    log.reports = false;
+
+    reportServiceEvent(L"something failed");
+
+    EXPECT_THAT(noted(), ElementsAre("register here Tarvo(R) Kelvane", "event something failed", "deregister"));
+}
+
+TEST_F(EventReport, RegistersTheSourceForEachEventAnew)
+{
+    reportServiceEvent(L"first");
+    reportServiceEvent(L"");
+
+    EXPECT_THAT(noted(), ElementsAre("register here Tarvo(R) Kelvane", "event first", "deregister",
+                                     "register here Tarvo(R) Kelvane", "event ", "deregister"));
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 namespace kelvane::tests {
 
 // The piece that ends a message.
-constexpr char lineFeed[] = "\n";
+inline constexpr const char* end = "\n";
 
 // What `action` brought to standard output without anybody else flushing it.
 std::string standardOutputOf(const std::function<void()>& action);
@@ -28,9 +28,10 @@ class ClosedLog : public testing::Test {
 protected:
     ClosedLog();
 
-    DiagnosticLog& as(const std::string& thread);
+    DiagnosticLog& as(const std::string& newThread);
 
     DiagnosticLog& log = DiagnosticLog::instance();
+    std::string thread = "a";
 };
 
 // The same, open and without the echo.

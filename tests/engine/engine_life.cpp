@@ -1,4 +1,4 @@
-// Imports fail on top of what the other fakes answer; the core is the simulated one, the clock is made here.
+// Imports fail on top of what the other fakes answer; the core is a watched one, and the clock is made here.
 #include "tests/engine/engine_life.h"
 #include "controller/state.h"
 #include "simulator/platform/import_slots.h"
@@ -10,6 +10,7 @@
 #include "framework/core_library.h"
 #include "simulator/platform/simulated_core.h"
 #include "tests/engine/fake_event_service.h"
+#include "tests/engine/watched_buffer.h"
 #include "tests/support/call_list.h"
 #include "tests/support/standard_error.h"
 
@@ -32,33 +33,27 @@ constexpr int coreFailure = 1000;  // TOVA_E_NOT_IMPLEMENTED
 constexpr int spinMax = 400;       // primitives without a Sleep before somebody ends scaling
 constexpr int initialReads = 5;
 
+// Of a run: ms since it began -> what happens.
+using Script = std::multimap<std::uint64_t, void (*)()>;
+
 // What the world around the engine knows and does.
 struct World {
     std::uint64_t nowMs = 0;
-    int run = 0;
     std::uint64_t runBeganMs = 0;
-    std::multimap<std::uint64_t, void (*)()> script;  // of the run: ms since it began -> what happens
+    Script script;
     int primitivesSinceSleep = 0;
     int powerReads = 0;  // since the session was connected
-    bool apartmentMissing = false;
     int sessions = 0;
-    std::set<std::string> events;  // that are registered, by type
-    int renderBuffers = 0;
-    void* renderBuffer = nullptr;
-    int initializations = 0;
+    std::set<std::uint32_t> events;  // registered types
     IWbemClassObject* processEvent = nullptr;
     FakeApartment* apartment = nullptr;
-    std::ostream nowhere{ nullptr };
-    simulator::Trace trace{ nowhere };
 };
 
 World& world = *new World;
 
 // --- what happens ----------------------------------------------------------------------------------------------------
 
-void setPower(std::uint32_t milliwatts) { simulator::setReading({ simulator::Primitive::getRaplPower, milliwatts }); }
-
-void raisePower() { setPower(5200); }
+void raisePower() { simulator::setReading({ simulator::Primitive::getRaplPower, 5200 }); }
 
 void startProcess()
 {
@@ -78,19 +73,10 @@ void stopScaling() { requestEngineStop(false); }
 
 void stopService() { requestEngineStop(true); }
 
-void beginRun()
+void beginRun(const Script& script)
 {
-    world.run += 1;
     world.runBeganMs = world.nowMs;
-    if (world.run == 1) {
-        world.script = { { 500, raisePower },
-                         { 1000, startProcess },
-                         { 2500, changeWorkloadAndSlider },
-                         { 4000, enterStandby },
-                         { 9000, stopScaling } };
-    } else {
-        world.script = { { 1500, stopService } };
-    }
+    world.script = script;
 }
 
 void pass(DWORD ms)
@@ -104,7 +90,9 @@ void pass(DWORD ms)
     }
 }
 
-// --- calls of the core -----------------------------------------------------------------------------------------------
+// --- the core --------------------------------------------------------------------------------------------------------
+
+int statusOf(const std::string& call) { return callFails(call) ? coreFailure : 0; }
 
 // A primitive's name, with what decides whether anybody is told of its failure.
 std::string placed(const std::string& primitive, const OrqData* request)
@@ -118,55 +106,48 @@ std::string placed(const std::string& primitive, const OrqData* request)
     return silent ? primitive + ", since standby" : primitive;
 }
 
-// What kind of call fails: events of all types are one.
-std::string kindOf(const simulator::CoreCall& call)
+int statusOf(const simulator::CoreCall& call)
 {
-    const std::string operation(call.operation.substr(0, call.operation.find('/')));
-    return call.command ? placed(operation, call.request) : operation;
+    if (call.command) return statusOf(placed(std::string(call.operation), call.request));
+    if (call.operation == "INIT") return statusOf("Init");
+    if (call.operation == "SESSION_CREATE") return statusOf("SessionCreate");
+    if (call.operation == "SESSION_CONNECT") return statusOf("SessionConnect");
+    if (call.operation == "REGISTER_EVENT") return statusOf("RegisterEvent");
+    if (call.operation == "UNREGISTER_EVENT") return statusOf("UnregisterEvent");
+    return 0;  // the rest has no status
 }
 
-void keepAccount(const std::string& operation, bool failed)
-{
-    const std::string eventType = operation.substr(operation.find('/') + 1);
-    if (operation == "SESSION_CREATE" && !failed) world.sessions += 1;
-    if (operation == "SESSION_DESTROY") world.sessions -= 1;
-    // Without a connection the start reads no power.
-    if (operation == "SESSION_CONNECT") world.powerReads = failed ? initialReads : 0;
-    if (operation.starts_with("REGISTER_EVENT") && !failed) world.events.insert(eventType);
-    if (operation.starts_with("UNREGISTER_EVENT")) world.events.erase(eventType);
-}
-
-std::optional<int> onCoreCall(const simulator::CoreCall& call)
+std::optional<int> answerTo(const simulator::CoreCall& call)
 {
     if (call.command && ++world.primitivesSinceSleep == spinMax) stopScaling();
-    const bool canFail = call.operation != "SESSION_DISCONNECT" && call.operation != "SESSION_DESTROY";
-    const bool fails = canFail && callFails(kindOf(call));
-    keepAccount(std::string(call.operation), fails);
-    return fails ? std::optional(coreFailure) : std::nullopt;
+    const int status = statusOf(call);
+    if (call.operation == "SESSION_CREATE" && status == 0) world.sessions += 1;
+    if (call.operation == "SESSION_DESTROY") world.sessions -= 1;
+    // Without a connection the start reads no power.
+    if (call.operation == "SESSION_CONNECT") world.powerReads = status == 0 ? 0 : initialReads;
+    if (call.operation == "REGISTER_EVENT" && status == 0) world.events.insert(*call.eventType);
+    if (call.operation == "UNREGISTER_EVENT") world.events.erase(*call.eventType);
+    return status;
+}
+
+void startCore()
+{
+    static std::ostream nowhere(nullptr);
+    static simulator::Trace trace(nowhere);
+    simulator::startCore(trace, [] { return world.nowMs; });
+    simulator::setReading({ simulator::Primitive::getRaplPower, 3000 });
+    simulator::watchCalls(answerTo);
 }
 
 // --- imports whose name alone does not say what fails ----------------------------------------------------------------
 
-decltype(&CoCreateInstance) createInstanceBefore;
 decltype(&SysAllocString) allocStringBefore;
 decltype(&HeapAlloc) heapAllocBefore;
-decltype(&std::malloc) mallocBefore;
-decltype(&std::free) freeBefore;
-
-HRESULT WINAPI createInstance(REFCLSID classId, IUnknown* outer, DWORD context, REFIID interfaceId, void** result)
-{
-    const bool locator = interfaceId == IID_IWbemLocator;
-    const bool fails = callFails(locator ? "CoCreateInstance, locator" : "CoCreateInstance, apartment");
-    if (!locator) world.apartmentMissing = fails;
-    if (fails) return E_FAIL;
-    return createInstanceBefore(classId, outer, context, interfaceId, result);
-}
 
 BSTR WINAPI allocString(const OLECHAR* text)
 {
-    const std::wstring wide = text;
-    return callFails("SysAllocString, " + std::string(wide.begin(), wide.begin() + 3)) ? nullptr
-                                                                                       : allocStringBefore(text);
+    const std::string start(text, text + 3);
+    return callFails("SysAllocString, " + start) ? nullptr : allocStringBefore(text);
 }
 
 LPVOID WINAPI heapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes)
@@ -178,28 +159,14 @@ LPVOID WINAPI heapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes)
 
 // The sink is the one thing that the product allocates without an exception. Where the apartment is missing too, there
 // is one word for both.
-const char* sinkAllocation() { return world.apartmentMissing ? "new EventSink, no apartment" : "new EventSink"; }
-
-// Of a size that nobody else asks for.
-void* renderMalloc(std::size_t size)
+const char* sinkAllocation()
 {
-    if (size != eventService.bytes.size()) return mallocBefore(size);
-    if (callFails("malloc, rendered event")) return nullptr;
-    world.renderBuffers += 1;
-    return world.renderBuffer = mallocBefore(size);
-}
-
-void renderFree(void* pointer)
-{
-    if (pointer && pointer == world.renderBuffer) {
-        world.renderBuffers -= 1;
-        world.renderBuffer = nullptr;
-    }
-    freeBefore(pointer);
+    return callFailed("CoCreateInstance, apartment") ? "new EventSink, no apartment" : "new EventSink";
 }
 
 BOOL WINAPI onMains(LPSYSTEM_POWER_STATUS status)
 {
+    if (callFails("GetSystemPowerStatus")) return FALSE;
     *status = {};
     status->ACLineStatus = 1;
     return TRUE;
@@ -220,23 +187,14 @@ std::vector<std::string> linesOf(const std::string& text)
     return lines;
 }
 
-template<class Function>
-using Swap = ImportSwap<Function>;
-
 }  // namespace
 
 struct EngineLife::Imports {
-    Swap<decltype(&Sleep)> sleep{ __imp_Sleep, &virtualSleep };
-    Swap<decltype(&GetSystemPowerStatus)> power{ __imp_GetSystemPowerStatus, &onMains };
-    Swap<decltype(&CoCreateInstance)> create{ __imp_CoCreateInstance, &createInstance };
-    Swap<decltype(&SysAllocString)> text{ __imp_SysAllocString, &allocString };
-    Swap<decltype(&HeapAlloc)> heap{ __imp_HeapAlloc, &heapAlloc };
-    Swap<void* (*)(std::size_t)> allocation{ __imp_malloc, &renderMalloc };
-    Swap<decltype(&std::free)> release{ __imp_free, &renderFree };
-    FailingImport<__imp_GetSystemPowerStatus> powerFails{ "GetSystemPowerStatus", FALSE };
-    FailingImport<__imp_CoInitializeEx> initialize{ "CoInitializeEx", E_FAIL };
-    FailingImport<__imp_CoInitializeSecurity> secure{ "CoInitializeSecurity", E_FAIL };
-    FailingImport<__imp_CoSetProxyBlanket> blanket{ "CoSetProxyBlanket", E_FAIL };
+    ImportSwap<decltype(&Sleep)> sleep{ __imp_Sleep, &virtualSleep };
+    ImportSwap<decltype(&GetSystemPowerStatus)> power{ __imp_GetSystemPowerStatus, &onMains };
+    ImportSwap<decltype(&SysAllocString)> text{ __imp_SysAllocString, &allocString };
+    ImportSwap<decltype(&HeapAlloc)> heap{ __imp_HeapAlloc, &heapAlloc };
+    WatchedBuffer renderBuffer{ eventService.bytes.size(), "" };  // of a size that nobody else asks for
     FailingImport<__imp_CM_Get_Device_ID_List_SizeA> listSize{ "CM_Get_Device_ID_List_SizeA", CR_FAILURE };
     FailingImport<__imp_CM_Get_Device_ID_ListA> list{ "CM_Get_Device_ID_ListA", CR_FAILURE };
     FailingImport<__imp_CM_Get_Device_Interface_List_SizeA> interfaces{ "CM_Get_Device_Interface_List_SizeA",
@@ -254,23 +212,17 @@ struct EngineLife::Imports {
 
 EngineLife::EngineLife()
 {
-    createInstanceBefore = __imp_CoCreateInstance;
     allocStringBefore = __imp_SysAllocString;
     heapAllocBefore = __imp_HeapAlloc;
-    mallocBefore = __imp_malloc;
-    freeBefore = __imp_free;
     world.processEvent = &event;
     world.apartment = &com.apartment;
-    com.onInitialize = [] { world.initializations += 1; };
+    startCore();
     system.plugInFrameworkDevice(installDirectory);
     system.files[std::string(installDirectory) + "\\orqcore.dll"] = FILE_ATTRIBUTE_NORMAL;
     system.files[systemLibrary] = FILE_ATTRIBUTE_NORMAL;
-    simulator::startCore(world.trace, [] { return world.nowMs; });
-    simulator::setCoreHook(onCoreCall);
-    setPower(3000);
     system.core.onInterface = [this](unsigned char* record) {
         simulator::getSimulatedInterface(reinterpret_cast<OrqInterface*>(record));
-        system.core.interfaceStatus = callFails("GetOrqInterface") ? coreFailure : 0;
+        system.core.interfaceStatus = statusOf("GetOrqInterface");
     };
     event.set(L"TargetInstance", unknownValue(&process));
     process.set(L"Name", textValue(L"game.exe"));
@@ -286,14 +238,18 @@ void EngineLife::live(FailurePlan plan)
 {
     StandardError standard;
     planFailures(plan);
-    for (int run = 1; run <= 2; ++run) {
-        beginRun();
-        results.push_back(runEngine(3));
-    }
+    beginRun({ { 500, raisePower },
+               { 1000, startProcess },
+               { 2500, changeWorkloadAndSlider },
+               { 4000, enterStandby },
+               { 9000, stopScaling } });
+    results.push_back(runEngine(3));
+    beginRun({ { 1500, stopService } });
+    results.push_back(runEngine(3));
     standardError = linesOf(standard.text());
 }
 
-std::uint64_t EngineLife::duration() const { return world.nowMs; }
+std::uint64_t EngineLife::duration() { return world.nowMs; }
 
 std::vector<std::string> EngineLife::messages()
 {
@@ -302,22 +258,9 @@ std::vector<std::string> EngineLife::messages()
     return texts;
 }
 
-int EngineLife::comInitializations() const
-{
-    return world.initializations - static_cast<int>(notedOf("CoUninitialize").size());
-}
+int EngineLife::sessions() { return world.sessions; }
 
-int EngineLife::sessions() const { return world.sessions; }
-
-std::size_t EngineLife::registeredEvents() const { return world.events.size(); }
-
-int EngineLife::keys() const
-{
-    const auto opened = static_cast<int>(system.callsOf("CM_Open_DevNode_Key").size());
-    return opened - static_cast<int>(system.callsOf("RegCloseKey").size());
-}
-
-int EngineLife::renderBuffers() const { return world.renderBuffers; }
+std::size_t EngineLife::registeredEvents() { return world.events.size(); }
 
 }  // namespace kelvane::tests
 

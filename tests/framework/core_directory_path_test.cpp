@@ -6,21 +6,52 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-
 namespace kelvane::tests {
 namespace {
 
+using testing::ElementsAre;
 using testing::IsEmpty;
-
-using Texts = std::vector<std::string>;
 
 constexpr DWORD plainFile = 0x20;
 constexpr DWORD linkToFile = 0x420;
 constexpr DWORD linkToFolder = 0x410;
-constexpr char library[] = "C:\\orq\\orqcore.dll";
 
-class CorePath : public testing::Test {
+struct LinkRow {
+    std::optional<DWORD> attributes;  // none: no file
+    bool deletesFiles = true;
+    std::vector<std::string> removals = {};
+    unsigned long status = 0;
+    std::size_t left = 1;
+};
+
+class ReparsePointGuard : public WithRow<testing::Test, LinkRow> {};
+
+TEST_ROWS(ReparsePointGuard,
+          // file, folder, no attribute at all, every attribute but a link's and a folder's; no file
+          ROW(.attributes = plainFile), ROW(.attributes = 0x10), ROW(.attributes = 0), ROW(.attributes = 0xFFFFFBEF),
+          ROW(.attributes = {}, .left = 0),
+          // links, without any other attribute too
+          ROW(.attributes = linkToFile, .removals = { "DeleteFileA C:\\x" }, .left = 0),
+          ROW(.attributes = 0x400, .removals = { "DeleteFileA C:\\x" }, .left = 0),
+          ROW(.attributes = linkToFolder, .removals = { "RemoveDirectoryA C:\\x" }, .left = 0),
+          ROW(.attributes = linkToFile, .deletesFiles = false, .removals = { "DeleteFileA C:\\x" }, .status = 31),
+          ROW(.attributes = linkToFolder, .deletesFiles = false, .removals = { "RemoveDirectoryA C:\\x" },
+              .status = 31));
+
+TEST_P(ReparsePointGuard, RemovesLinksAndLeavesEverythingElse)
+{
+    FakeSystem system;
+    system.deletesFiles = row().deletesFiles;
+    if (row().attributes) system.files["C:\\x"] = *row().attributes;
+    std::vector<std::string> calls = row().removals;
+    calls.insert(calls.begin(), "GetFileAttributesA C:\\x");
+
+    EXPECT_EQ(removeReparsePoint("C:\\x"), row().status);
+    EXPECT_EQ(system.files.size(), row().left);
+    EXPECT_EQ(system.calls, calls);
+}
+
+class CoreDirectory : public testing::Test {
 protected:
     // The directory, or "none" when there is none and the buffer was emptied.
     static std::string directoryOf(const char* name)
@@ -43,153 +74,122 @@ protected:
     FakeSystem system;
 };
 
-struct GuardRow {
-    std::optional<DWORD> attributes = std::nullopt;  // none: there is no such file
+constexpr char fallback[] = "C:\\windows\\system32\\Tarvo\\ORQ";
+constexpr char pathInFallback[] = "C:\\windows\\system32\\Tarvo\\ORQ\\orqcore.dll";
+
+struct PlaceRow {
+    std::string installDir = "C:\\orq";  // empty: no device
+    LSTATUS installDirStatus = ERROR_SUCCESS;
+    std::string file = "\\orqcore.dll";  // in there
+    DWORD attributes = plainFile;
     bool deletesFiles = true;
-    unsigned long status = 0;
-    Texts removals = {};
+    std::string systemDirectory = "C:\\windows\\system32";
+    std::optional<UINT> systemAnswer = {};  // none: its length
+    std::string name = "orqcore.dll";
+    std::string directory = fallback;
+    std::string path = pathInFallback;
 };
 
-using ReparsePointGuard = WithRow<CorePath, GuardRow>;
+class CorePlace : public WithRow<CoreDirectory, PlaceRow> {
+protected:
+    CorePlace()
+    {
+        if (!row().installDir.empty()) system.plugInFrameworkDevice(row().installDir);
+        system.installDirStatus = row().installDirStatus;
+        system.files[row().installDir + row().file] = row().attributes;
+        system.deletesFiles = row().deletesFiles;
+        system.systemDirectory = row().systemDirectory;
+        system.systemDirectoryAnswer = row().systemAnswer;
+    }
+};
 
-TEST_ROWS(ReparsePointGuard, ROW(.attributes = std::nullopt),
-          // files and folders, no attribute at all, all but that of a link
-          ROW(.attributes = plainFile), ROW(.attributes = 0x10), ROW(.attributes = 0), ROW(.attributes = 0xFFFFFBEF),
-          ROW(.attributes = linkToFile, .removals = { "DeleteFileA C:\\x" }),
-          ROW(.attributes = 0x400, .removals = { "DeleteFileA C:\\x" }),
-          ROW(.attributes = linkToFolder, .removals = { "RemoveDirectoryA C:\\x" }),
-          // links that cannot be removed
-          ROW(.attributes = linkToFile, .deletesFiles = false, .status = 31, .removals = { "DeleteFileA C:\\x" }),
-          ROW(.attributes = linkToFolder, .deletesFiles = false, .status = 31,
-              .removals = { "RemoveDirectoryA C:\\x" }));
+TEST_ROWS(CorePlace,
+          // the install directory, where it is known and holds the library
+          ROW(.directory = "C:\\orq", .path = "C:\\orq\\orqcore.dll"), ROW(.file = "\\other.dll"),
+          ROW(.installDir = ""), ROW(.installDirStatus = ERROR_UNSUPPORTED_TYPE),
+          // a link in the library's place is none, removed or not
+          ROW(.attributes = linkToFile), ROW(.attributes = linkToFolder, .deletesFiles = false),
+          // a name with a separator is not looked for
+          ROW(.name = "sub\\orqcore.dll", .directory = "C:\\orq", .path = "sub\\orqcore.dll"),
+          ROW(.name = "own/core.dll", .directory = "C:\\orq", .path = "own/core.dll"),
+          ROW(.name = "\\orqcore.dll", .directory = "C:\\orq", .path = "\\orqcore.dll"),
+          ROW(.name = "sub/", .directory = "C:\\orq", .path = "sub/"),
+          ROW(.name = "\\" + std::string(300, 'n'), .directory = "C:\\orq", .path = "\\" + std::string(258, 'n')),
+          // none, when the system directory fails or does not fit
+          ROW(.installDir = "", .systemAnswer = 0, .directory = "none", .path = "orqcore.dll"),
+          ROW(.installDir = "", .systemAnswer = 260, .directory = "none", .path = "orqcore.dll"),
+          ROW(.installDir = "", .systemAnswer = 261, .directory = "none", .path = "orqcore.dll"),
+          ROW(.installDir = "", .systemAnswer = 1000, .directory = "none", .path = "orqcore.dll"),
+          ROW(.file = "\\other.dll", .systemAnswer = 0, .directory = "none", .path = "orqcore.dll"),
+          ROW(.installDir = "", .systemDirectory = std::string(260, 's'), .directory = "none", .path = "orqcore.dll"),
+          ROW(.installDir = "", .systemAnswer = 0, .name = std::string(300, 'n'), .directory = "none",
+              .path = std::string(259, 'n')),
+          // 259 characters are complete, further ones are cut off
+          ROW(.installDir = std::string(247, 'd'), .directory = std::string(247, 'd'),
+              .path = std::string(247, 'd') + "\\orqcore.dll"),
+          ROW(.installDir = std::string(248, 'd'), .file = "\\orqcore.dl", .directory = std::string(248, 'd'),
+              .path = std::string(248, 'd') + "\\orqcore.dl"),
+          ROW(.installDir = "", .systemDirectory = std::string(240, 's'),
+              .directory = std::string(240, 's') + "\\Tarvo\\ORQ",
+              .path = std::string(240, 's') + "\\Tarvo\\ORQ\\orqcore."),
+          ROW(.installDir = "", .systemDirectory = std::string(249, 's'),
+              .directory = std::string(249, 's') + "\\Tarvo\\ORQ", .path = std::string(249, 's') + "\\Tarvo\\ORQ"),
+          ROW(.installDir = "", .systemDirectory = std::string(250, 's'),
+              .directory = std::string(250, 's') + "\\Tarvo\\OR", .path = std::string(250, 's') + "\\Tarvo\\OR"),
+          ROW(.installDir = "", .systemDirectory = std::string(259, 's'), .directory = std::string(259, 's'),
+              .path = std::string(259, 's')));
 
-TEST_P(ReparsePointGuard, RemovesLinksAndLeavesEverythingElse)
+TEST_P(CorePlace, HasADirectory) { EXPECT_EQ(directoryOf(row().name.c_str()), row().directory); }
+
+TEST_P(CorePlace, HasAPath) { EXPECT_EQ(pathOf(row().name), row().path); }
+
+// Of a library in the install directory.
+struct QuestionsRow {
+    const char* name = "orqcore.dll";
+    DWORD attributes = plainFile;
+    bool deletesFiles = true;
+    std::vector<std::string> calls = {};
+};
+
+class CoreDirectoryQuestions : public WithRow<CoreDirectory, QuestionsRow> {};
+
+constexpr char looks[] = "GetFileAttributesA C:\\orq\\orqcore.dll";
+
+TEST_ROWS(CoreDirectoryQuestions, ROW(.calls = { looks, looks }), ROW(.name = "sub\\orqcore.dll"),
+          ROW(.attributes = linkToFile,
+              .calls = { looks, "DeleteFileA C:\\orq\\orqcore.dll", looks, "GetSystemDirectoryA 260" }),
+          ROW(.attributes = linkToFolder, .deletesFiles = false,
+              .calls = { looks, "RemoveDirectoryA C:\\orq\\orqcore.dll", "GetSystemDirectoryA 260" }));
+
+TEST_P(CoreDirectoryQuestions, FollowTheSearchForTheInstallDirectory)
 {
-    if (row().attributes) system.files["C:\\x"] = *row().attributes;
+    system.plugInFrameworkDevice("C:\\orq");
+    system.files["C:\\orq\\orqcore.dll"] = row().attributes;
     system.deletesFiles = row().deletesFiles;
 
-    EXPECT_EQ(removeReparsePoint("C:\\x"), row().status);
+    directoryOf(row().name);
 
-    Texts calls = { "GetFileAttributesA C:\\x" };
-    calls.insert(calls.end(), row().removals.begin(), row().removals.end());
-    EXPECT_EQ(system.calls, calls);
+    while (system.calls.front() != "HeapFree 9") system.calls.erase(system.calls.begin());
+    system.calls.erase(system.calls.begin());
+    EXPECT_EQ(system.calls, row().calls);
 }
 
-const std::string look = "GetFileAttributesA C:\\orq\\orqcore.dll";
-const std::string fallBack = "GetSystemDirectoryA 260";
-
-// What there is, and what is made of a name: the directory for it, and its path.
-struct SearchRow {
-    bool device = true;  // with the install directory C:\orq
-    LSTATUS installDirStatus = ERROR_SUCCESS;
-    std::optional<DWORD> attributes = std::nullopt;  // of the library in it; none: it is not there
-    bool deletesFiles = true;
-    std::optional<UINT> systemDirectory = std::nullopt;  // an answer in place of "C:\windows\system32"
-    const char* name = "orqcore.dll";
-    const char* directory = "C:\\windows\\system32\\Tarvo\\ORQ";
-    const char* path = "C:\\windows\\system32\\Tarvo\\ORQ\\orqcore.dll";
-    Texts calls = { fallBack };  // behind the search for the install directory
-};
-
-class CoreSearch : public WithRow<CorePath, SearchRow> {
-protected:
-    CoreSearch()
-    {
-        if (row().device) system.plugInFrameworkDevice("C:\\orq");
-        system.installDirStatus = row().installDirStatus;
-        if (row().attributes) system.files[library] = *row().attributes;
-        system.deletesFiles = row().deletesFiles;
-        system.systemDirectoryAnswer = row().systemDirectory;
-    }
-};
-
-TEST_ROWS(CoreSearch, ROW(.attributes = plainFile, .directory = "C:\\orq", .path = library, .calls = { look, look }),
-          // the install directory does not hold the library, cannot be read, is not there
-          ROW(.attributes = std::nullopt, .calls = { look, look, fallBack }),
-          ROW(.installDirStatus = ERROR_UNSUPPORTED_TYPE, .attributes = plainFile), ROW(.device = false),
-          // a link in the library's place is removed before the look whether it is there; or it is as good as not there
-          ROW(.attributes = linkToFile, .calls = { look, "DeleteFileA C:\\orq\\orqcore.dll", look, fallBack }),
-          ROW(.attributes = linkToFolder, .deletesFiles = false,
-              .calls = { look, "RemoveDirectoryA C:\\orq\\orqcore.dll", fallBack }),
-          // a name with a separator is not looked for there, and is its own path
-          ROW(.name = "sub\\orqcore.dll", .directory = "C:\\orq", .path = "sub\\orqcore.dll", .calls = {}),
-          ROW(.name = "folder/orqcore.dll", .directory = "C:\\orq", .path = "folder/orqcore.dll", .calls = {}),
-          ROW(.name = "\\orqcore.dll", .directory = "C:\\orq", .path = "\\orqcore.dll", .calls = {}),
-          ROW(.name = "sub/", .directory = "C:\\orq", .path = "sub/", .calls = {}),
-          // the system directory fails, or does not fit
-          ROW(.device = false, .systemDirectory = 0, .directory = "none", .path = "orqcore.dll"),
-          ROW(.device = false, .systemDirectory = 260, .directory = "none", .path = "orqcore.dll"),
-          ROW(.device = false, .systemDirectory = 261, .directory = "none", .path = "orqcore.dll"),
-          ROW(.device = false, .systemDirectory = 1000, .directory = "none", .path = "orqcore.dll"),
-          ROW(.systemDirectory = 0, .directory = "none", .path = "orqcore.dll", .calls = { look, look, fallBack }));
-
-TEST_P(CoreSearch, FindsTheDirectory)
+TEST_F(CoreDirectory, WithoutAFrameworkDeviceIsTheFallbackWithoutALook)
 {
-    EXPECT_EQ(directoryOf(row().name), row().directory);
+    directoryOf("orqcore.dll");
 
-    const auto searchEnd = std::ranges::find_if(system.calls, [](const auto& c) { return c.starts_with("HeapFree"); });
-    ASSERT_NE(searchEnd, system.calls.end());
-    EXPECT_EQ(Texts(searchEnd + 1, system.calls.end()), row().calls);
+    EXPECT_THAT(system.callsOf("GetSystemDirectoryA"), ElementsAre("GetSystemDirectoryA 260"));
+    EXPECT_THAT(system.callsOf("GetFileAttributesA"), IsEmpty());
 }
 
-TEST_P(CoreSearch, FormsThePath) { EXPECT_EQ(pathOf(row().name), row().path); }
-
-TEST_F(CorePath, ANameWithASeparatorIsTakenAsItIsWithoutAnySearch)
+TEST_F(CoreDirectory, IsNotSearchedForANameWithASeparator)
 {
-    EXPECT_EQ(pathOf("D:\\own\\core.dll"), "D:\\own\\core.dll");
-    EXPECT_EQ(pathOf("own/core.dll"), "own/core.dll");
+    system.plugInFrameworkDevice("C:\\orq");
+
+    pathOf("D:\\own\\core.dll");
+    pathOf("own/core.dll");
 
     EXPECT_THAT(system.calls, IsEmpty());
-}
-
-TEST_F(CorePath, ANameAloneIsCutOffAtTwoHundredAndFiftyNineCharacters)
-{
-    system.systemDirectoryAnswer = 0;
-
-    EXPECT_EQ(pathOf(std::string(300, 'n')), std::string(259, 'n'));
-    EXPECT_EQ(pathOf("\\" + std::string(300, 'n')), "\\" + std::string(258, 'n'));
-}
-
-TEST_F(CorePath, InALongInstallDirectoryIsCutOffWithoutGivingWayToTheFallback)
-{
-    for (const auto& [length, tail] : { std::pair(247, "\\orqcore.dll"), std::pair(248, "\\orqcore.dl") }) {
-        const std::string directory(static_cast<std::size_t>(length), 'd');
-        system.plugInFrameworkDevice(directory);
-        system.files[directory + tail] = plainFile;
-
-        EXPECT_EQ(pathOf("orqcore.dll"), directory + tail);
-    }
-    EXPECT_THAT(system.callsOf("GetSystemDirectoryA"), IsEmpty());
-}
-
-// What follows a system directory of this many characters.
-struct TailRow {
-    std::size_t length;
-    const char* inDirectory;
-    const char* inPath;
-};
-
-using LongSystemDirectory = WithRow<CorePath, TailRow>;
-
-TEST_ROWS(LongSystemDirectory, ROW(.length = 240, .inDirectory = "\\Tarvo\\ORQ", .inPath = "\\Tarvo\\ORQ\\orqcore."),
-          ROW(.length = 249, .inDirectory = "\\Tarvo\\ORQ", .inPath = "\\Tarvo\\ORQ"),
-          ROW(.length = 250, .inDirectory = "\\Tarvo\\OR", .inPath = "\\Tarvo\\OR"),
-          ROW(.length = 255, .inDirectory = "\\Tar", .inPath = "\\Tar"),
-          ROW(.length = 259, .inDirectory = "", .inPath = ""));
-
-TEST_P(LongSystemDirectory, LeavesRoomForAPartOfTheRest)
-{
-    system.systemDirectory = std::string(row().length, 's');
-
-    EXPECT_EQ(directoryOf("orqcore.dll"), system.systemDirectory + row().inDirectory);
-    EXPECT_EQ(pathOf("orqcore.dll"), system.systemDirectory + row().inPath);
-}
-
-TEST_F(CorePath, HasNoDirectoryWhenThatOfTheSystemFillsTheBuffer)
-{
-    system.systemDirectory = std::string(260, 's');
-
-    EXPECT_EQ(directoryOf("orqcore.dll"), "none");
 }
 
 }  // namespace

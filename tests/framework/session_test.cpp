@@ -6,6 +6,8 @@
 #include "framework/primitives.h"
 #include "tests/framework/loaded_core.h"
 
+#include <gmock/gmock.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -34,10 +36,12 @@ void expectEmptySlots()
     EXPECT_EQ(UnregisterEvent(session, 34, nullptr, someCallback, 0), 1400);
 }
 
+class Sessions : public LoadedCore {};
+
 TEST(ApplicationRecord, NamesTheClientAndTheServerAndIsZeroElsewhere)
 {
-    static_assert(sizeof(ApplicationRecord) == 2200);
     std::vector<unsigned char> bytes(2200);
+    static_assert(sizeof(ApplicationRecord) == 2200);
     std::memcpy(bytes.data(), applicationRecord(), bytes.size());
 
     std::vector<unsigned char> expected(2200, 0);
@@ -63,8 +67,6 @@ TEST(ApplicationRecord, IsNotPassedWithoutAName)
     EXPECT_EQ(applicationRecord(), nullptr);
 }
 
-class Sessions : public LoadedCore {};
-
 TEST_F(Sessions, CreateHandsTheRecordToTheCoreAndReturnsItsHandle)
 {
     core.session = session;
@@ -75,7 +77,7 @@ TEST_F(Sessions, CreateHandsTheRecordToTheCoreAndReturnsItsHandle)
     EXPECT_EQ(std::memcmp(core.application.data(), &g_application, 2200), 0);
 }
 
-TEST_F(Sessions, CreateHandsNullToTheCoreWhenTheApplicationHasNoNameAndReturnsARefusal)
+TEST_F(Sessions, CreateHandsNullToTheCoreWhenTheApplicationHasNoNameAndReturnsItsRefusal)
 {
     g_application.name[0] = '\0';
     core.session = 0xFFFFFFFFFFFFFFFF;
@@ -97,24 +99,23 @@ TEST_F(Sessions, ConnectDisconnectAndDestroyReachTheirSlotsWithTheSession)
                                    "SessionDestroy 1234605616436508552"));
 }
 
-TEST_F(Sessions, ExecutePassesItsDescriptorsOnAlsoNullOnes)
+TEST_F(Sessions, ExecutePassesItsThreeDescriptorsOnNullOnesToo)
 {
-    core.executeStatus = 1500;
     char text[] = "go";
-    char secondText[] = "on";
     unsigned char in[] = { 0x01, 0xFE };
     unsigned char out[] = { 0x00, 0x0A, 0xB0 };
     const OrqData command = { 8, text, 3, 3 };
-    const OrqData secondCommand = { 8, secondText, 3, 3 };
     const OrqData request = { 26, in, 2, 1 };
     OrqData response = { 3, out, 3, 0 };
 
+    EXPECT_EQ(SessionExecute(session, &command, nullptr, nullptr), 0);
+    core.executeStatus = 1500;
+    std::strcpy(text, "go");  // the core parsed it in place
     EXPECT_EQ(SessionExecute(session, &command, &request, &response), 1500);
-    EXPECT_EQ(SessionExecute(session, &secondCommand, nullptr, nullptr), 1500);
 
-    EXPECT_THAT(calls, ElementsAre("SessionExecute 1234605616436508552 | type 8, 3 of 3: go\\0 | "
-                                   "type 26, 1 of 2: 01 FE | type 3, 0 of 3: 00 0A B0",
-                                   "SessionExecute 1234605616436508552 | type 8, 3 of 3: on\\0 | - | -"));
+    EXPECT_THAT(calls, ElementsAre("SessionExecute 1234605616436508552 | type 8, 3 of 3: go\\0 | - | -",
+                                   "SessionExecute 1234605616436508552 | type 8, 3 of 3: go\\0 | "
+                                   "type 26, 1 of 2: 01 FE | type 3, 0 of 3: 00 0A B0"));
 }
 
 TEST_F(Sessions, EventOperationsPassTheirArgumentsOn)
@@ -130,14 +131,7 @@ TEST_F(Sessions, EventOperationsPassTheirArgumentsOn)
     EXPECT_THAT(core.callbacks, ElementsAre(&someCallback, &someCallback));
 }
 
-TEST(SessionsAlone, BeforeInitEverySlotIsEmpty)
-{
-    FakeSystem system;
-
-    expectEmptySlots();
-
-    EXPECT_THAT(system.calls, IsEmpty());
-}
+TEST(SessionsBeforeInit, FindEverySlotEmpty) { expectEmptySlots(); }
 
 TEST_F(Sessions, AfterARefusedRestartEverySlotIsEmptyAgain)
 {

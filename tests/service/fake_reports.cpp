@@ -10,13 +10,6 @@
 
 namespace kelvane {
 
-namespace tests {
-
-std::function<void(const std::wstring&)>& onServiceEvent = *new std::function<void(const std::wstring&)>;
-std::function<void(const std::string&)>& onServiceData = *new std::function<void(const std::string&)>;
-
-}  // namespace tests
-
 const wchar_t serviceName[] = L"Tarvo(R) Kelvane";
 
 void writeServiceData(std::string message)
@@ -26,9 +19,8 @@ void writeServiceData(std::string message)
 }
 
 // Leaves a last error of its own, as the real one may.
-void reportServiceEvent(const std::wstring& message)
+void reportServiceEvent(const wchar_t* message) noexcept
 {
-    if (tests::onServiceEvent) tests::onServiceEvent(message);
     tests::note("event " + toAnsi(message));
     SetLastError(ERROR_ACCESS_DENIED);
 }

@@ -6,8 +6,7 @@
 
 namespace kelvane::tests {
 
-// Called before an event, or a line of data, is noted: the place to throw something.
-extern std::function<void(const std::wstring& message)>& onServiceEvent;
-extern std::function<void(const std::string& message)>& onServiceData;
+// Called before a line of data is noted: the place to throw something.
+inline std::function<void(const std::string&)>& onServiceData = *new std::function<void(const std::string&)>;
 
 }  // namespace kelvane::tests

@@ -58,7 +58,8 @@ static __attribute__((destructor(101))) void note()
 }
 }
 """
-SWITCHED_OFF = ["-O0", "-g0", "-w", "-Wno-narrowing", "-fno-diagnostics-show-caret", "-fno-diagnostics-color"]
+SWITCHED_OFF = ["-O0", "-g0", "-w", "-Wno-narrowing", "-fno-profile-arcs", "-fno-test-coverage",
+                "-fno-diagnostics-show-caret", "-fno-diagnostics-color"]
 
 
 def cores():

@@ -1,13 +1,14 @@
 """Where things lie: the product's sources, the native build of them, and what is made from both."""
 
 import json
+import os
 import pathlib
 import shlex
 import subprocess
 
 from tools.shared.project import ROOT
 
-BUILD = ROOT / "build/native"
+BUILD = ROOT / "build" / os.environ.get("KELVANE_NATIVE", "native")
 OUT = ROOT / "build/mutate"
 TREE = OUT / "tree"
 FOLDERS = ("state", "diagnostics", "framework", "controller", "engine", "service")

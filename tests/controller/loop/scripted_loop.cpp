@@ -1,4 +1,4 @@
-// The core's hook counts each call and runs what the script has for it.
+// The simulated core's watcher counts each call and runs what the script has for it.
 #include "tests/controller/loop/scripted_loop.h"
 #include "state/state.h"
 
@@ -7,20 +7,14 @@
 
 namespace kelvane::tests {
 
-namespace {
-
-const ApplicationRecord* lastApplication = nullptr;
-
-}  // namespace
-
 ScriptedLoop::ScriptedLoop()
 {
     onSleep = [this](std::uint32_t ms) { pass(ms); };
-    simulator::setCoreHook([this](const simulator::CoreCall& call) { return take(call); });
+    simulator::watchCalls([this](const simulator::CoreCall& call) { return answerTo(call); });
     g_sessionHandle = noSession;
 }
 
-ScriptedLoop::~ScriptedLoop() { simulator::setCoreHook({}); }
+ScriptedLoop::~ScriptedLoop() { simulator::watchCalls({}); }
 
 void ScriptedLoop::at(std::uint64_t ms, Action action) { script.emplace(ms, std::move(action)); }
 
@@ -30,8 +24,6 @@ void ScriptedLoop::failCall(int number, int status) { failures[number] = status;
 
 std::uint32_t ScriptedLoop::run() { return scalingLoop(); }
 
-const ApplicationRecord* ScriptedLoop::application() { return lastApplication; }
-
 void ScriptedLoop::startProcess(const std::string& name)
 {
     setProcessName(name);
@@ -39,7 +31,7 @@ void ScriptedLoop::startProcess(const std::string& name)
     PID_Change = 1;
 }
 
-std::optional<int> ScriptedLoop::take(const simulator::CoreCall& call)
+std::optional<int> ScriptedLoop::answerTo(const simulator::CoreCall& call)
 {
     const int number = ++calls;
     if (call.operation == "SESSION_CREATE") lastApplication = call.application;

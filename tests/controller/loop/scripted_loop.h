@@ -41,7 +41,7 @@ public:
     std::uint32_t run();
 
     // The record with which the last session was created; null for none.
-    static const ApplicationRecord* application();
+    const ApplicationRecord* application() const { return lastApplication; }
 
     // Time that all runs have slept through, in ms.
     std::uint64_t now() const { return nowMs; }
@@ -50,14 +50,15 @@ public:
     static void startProcess(const std::string& name);
 
 private:
+    std::optional<int> answerTo(const simulator::CoreCall& call);
     void pass(std::uint32_t ms);
-    std::optional<int> take(const simulator::CoreCall& call);
 
-    std::uint64_t nowMs = 0;
-    std::multimap<std::uint64_t, Action> script;
     int calls = 0;
+    const ApplicationRecord* lastApplication = nullptr;
     std::map<int, Action> before;
     std::map<int, int> failures;  // call -> status
+    std::uint64_t nowMs = 0;
+    std::multimap<std::uint64_t, Action> script;
 };
 
 }  // namespace kelvane::tests

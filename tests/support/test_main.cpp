@@ -1,44 +1,41 @@
-// The main of a test program on Linux: runs each test in a process of its own, several at once.
-//
-// A process is a fork of this one, which has run no test, so that static state is as it was when main began. Where
-// KELVANE_EXEC_TESTS is defined the process starts the program once more: for tests that depend on their process id, or
-// on what happens before main. A test fails that ends by a signal, takes longer than its limit, is skipped or disabled.
+// The main of a test program: runs each test in a process of its own, several at once, so that static state is fresh.
+// A test fails that crashes, takes longer than its limit, is skipped or disabled.
 //
 //     PROGRAM [--jobs=N] [--time-limit=SECONDS] [--gtest_...]
 //
 // KELVANE_JOBS and KELVANE_TIME_LIMIT stand for the first two; the defaults are all processors, and 300 seconds.
 // KELVANE_TESTS, a regular expression that is searched for in "Suite.Name", chooses among what the filter lets pass.
+#include "tests/support/test_process.h"
+
 #include <gmock/gmock.h>
 
 #include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <deque>
-#include <map>
+#include <list>
 #include <optional>
 #include <regex>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <vector>
+
+namespace kelvane::tests {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr char chosenTest[] = "KELVANE_TEST";  // its value: the one test that this process is to run
-constexpr int exitPassed = 76;                 // not 0: a test that leaves in its middle might do so with 0
-constexpr int exitSkipped = 77;
+#ifdef _WIN32
+constexpr char nowhere[] = "NUL";
+#else
+constexpr char nowhere[] = "/dev/null";
+#endif
 
 struct Options {
     int jobs = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
@@ -47,24 +44,20 @@ struct Options {
 };
 
 struct Running {
+    Running(const std::string& testName, const Options& options)
+        : name(testName), end(Clock::now() + options.timeLimit), process(testName, options.arguments)
+    {
+    }
+
     std::string name;
-    int output;
-    Clock::time_point start;
-    bool outOfTime = false;
+    Clock::time_point end;  // of its time
+    TestProcess process;
 };
 
 struct Failure {
     std::string name;
     std::string reason;
 };
-
-[[noreturn]] void giveUp(const std::string& what)
-{
-    std::fprintf(stderr, "%s\n", what.c_str());
-    std::exit(2);
-}
-
-[[noreturn]] void giveUpOnCall(const char* call) { giveUp(std::string(call) + ": " + std::strerror(errno)); }
 
 double positive(const std::string& option, const char* text)
 {
@@ -102,16 +95,6 @@ Options readOptions(int count, char** arguments)
     return options;
 }
 
-int runChosenTest(const std::string& name)
-{
-    GTEST_FLAG_SET(list_tests, false);
-    GTEST_FLAG_SET(filter, name);
-    const int failed = RUN_ALL_TESTS();
-    const testing::UnitTest& tests = *testing::UnitTest::GetInstance();
-    if (tests.skipped_test_count() > 0) return exitSkipped;
-    return failed == 0 && tests.successful_test_count() == 1 ? exitPassed : 1;
-}
-
 // The tests that the filter and KELVANE_TESTS choose. googletest applies its filter only when it runs or lists.
 struct Choice {
     std::deque<std::string> enabled;
@@ -122,14 +105,14 @@ void applyFilter()
 {
     std::fflush(stdout);
     const int original = dup(STDOUT_FILENO);
-    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (original < 0 || nowhere < 0 || dup2(nowhere, STDOUT_FILENO) < 0) giveUpOnCall("dup");
+    const int file = open(nowhere, O_WRONLY);
+    if (original < 0 || file < 0 || dup2(file, STDOUT_FILENO) < 0) giveUp("standard output cannot be turned off");
     GTEST_FLAG_SET(list_tests, true);
     if (RUN_ALL_TESTS() != 0) giveUp("the tests cannot be listed");
     std::fflush(stdout);
     dup2(original, STDOUT_FILENO);
     close(original);
-    close(nowhere);
+    close(file);
 }
 
 Choice chooseTests()
@@ -155,27 +138,15 @@ Choice chooseTests()
     return choice;
 }
 
-// The signals that wake the parent: it waits for them and handles none.
-sigset_t awaitedSignals()
-{
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : { SIGCHLD, SIGINT, SIGTERM, SIGHUP }) sigaddset(&signals, signal);
-    return signals;
-}
-
 class Runner {
 public:
-    explicit Runner(Options runOptions) : options(std::move(runOptions)), awaited(awaitedSignals())
-    {
-        sigprocmask(SIG_BLOCK, &awaited, &signalsBefore);
-    }
+    explicit Runner(Options runOptions) : options(std::move(runOptions)) { TestProcesses::prepare(); }
 
     void run(std::deque<std::string> names)
     {
         while (!names.empty() || !running.empty()) {
             while (!names.empty() && running.size() < static_cast<std::size_t>(options.jobs)) {
-                start(names.front());
+                running.emplace_back(names.front(), options);
                 names.pop_front();
             }
             await();
@@ -205,128 +176,71 @@ public:
     }
 
 private:
-    void start(const std::string& name)
-    {
-        const int output = memfd_create("output", MFD_CLOEXEC);
-        if (output < 0) giveUpOnCall("memfd_create");
-        std::fflush(nullptr);
-        const pid_t parent = getpid();
-        const pid_t child = fork();
-        if (child < 0) giveUpOnCall("fork");
-        if (child == 0) runAsChild(name, output, parent);
-        setpgid(child, child);
-        running[child] = { name, output, Clock::now() };
-    }
-
-    [[noreturn]] void runAsChild(const std::string& name, int output, pid_t parent)
-    {
-        setpgid(0, 0);  // so that what a test starts ends with it
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (getppid() != parent) _exit(1);
-        sigprocmask(SIG_SETMASK, &signalsBefore, nullptr);
-        dup2(output, STDOUT_FILENO);
-        dup2(output, STDERR_FILENO);
-        setenv(chosenTest, name.c_str(), 1);
-#ifdef KELVANE_EXEC_TESTS
-        execv("/proc/self/exe", options.arguments.data());
-        giveUpOnCall("exec");
-#else
-        std::exit(runChosenTest(name));
-#endif
-    }
-
     // Until a test ends or is out of time. Another signal ends all of them, and this program.
     void await()
     {
-        const milliseconds left = std::clamp(untilNextLimit(), milliseconds(0), milliseconds(3'600'000));
-        const timespec pause = { left.count() / 1000, left.count() % 1000 * 1'000'000 };
-        const int signal = sigtimedwait(&awaited, nullptr, &pause);
-        if (signal > 0 && signal != SIGCHLD) endBySignal(signal);
-        endWhatIsOutOfTime();
-        int status = 0;
-        for (pid_t child = 0; (child = waitpid(-1, &status, WNOHANG)) > 0;) finish(child, status);
-    }
-
-    milliseconds untilNextLimit() const
-    {
         auto next = Clock::time_point::max();
-        for (const auto& [child, test] : running) next = std::min(next, test.start + options.timeLimit);
-        return std::chrono::ceil<milliseconds>(next - Clock::now());
-    }
-
-    void endWhatIsOutOfTime()
-    {
-        for (auto& [child, test] : running) {
-            if (test.outOfTime || Clock::now() < test.start + options.timeLimit) continue;
-            test.outOfTime = true;
-            kill(-child, SIGKILL);
+        std::vector<TestProcess*> processes;
+        for (Running& test : running) {
+            next = std::min(next, test.end);
+            processes.push_back(&test.process);
         }
+        if (const auto signal = TestProcesses::await(processes, std::chrono::ceil<milliseconds>(next - Clock::now()))) {
+            running.clear();
+            TestProcesses::endBySignal(*signal);
+        }
+        running.remove_if([this](Running& test) { return isFinished(test); });
     }
 
-    [[noreturn]] void endBySignal(int signal)
+    bool isFinished(Running& test)
     {
-        for (const auto& [child, test] : running) kill(-child, SIGKILL);
-        std::signal(signal, SIG_DFL);
-        sigprocmask(SIG_SETMASK, &signalsBefore, nullptr);
-        raise(signal);
-        std::_Exit(128 + signal);  // the signal was blocked from the beginning
-    }
-
-    void finish(pid_t child, int status)
-    {
-        const auto found = running.find(child);
-        if (found == running.end()) return;
-        const Running test = found->second;
-        running.erase(found);
-        kill(-child, SIGKILL);  // what the test has left behind
-        if (const auto reason = failureOf(test, status)) {
-            show(test.output);
+        const bool over = test.process.isOver();
+        if (!over && Clock::now() < test.end) return false;
+        if (const auto reason = over ? test.process.failure() : outOfTime()) {
+            test.process.showOutput();
             fail(test.name, *reason);
         } else {
             ++passed;
         }
-        close(test.output);
+        return true;
     }
 
-    std::optional<std::string> failureOf(const Running& test, int status) const
+    std::optional<std::string> outOfTime() const
     {
-        const auto limit = static_cast<double>(options.timeLimit.count()) / 1000;
-        if (test.outOfTime) {
-            char text[64];
-            std::snprintf(text, sizeof text, "not over after %g s", limit);
-            return text;
-        }
-        if (WIFSIGNALED(status)) {
-            const char* const name = sigabbrev_np(WTERMSIG(status));
-            return name ? std::string("SIG") + name : "signal " + std::to_string(WTERMSIG(status));
-        }
-        if (WEXITSTATUS(status) == exitSkipped) return "skipped";
-        if (WEXITSTATUS(status) == 0) return "ended in the middle";
-        if (WEXITSTATUS(status) != exitPassed) return "exit code " + std::to_string(WEXITSTATUS(status));
-        return std::nullopt;
-    }
-
-    static void show(int output)
-    {
-        char buffer[4096];
-        lseek(output, 0, SEEK_SET);
-        for (ssize_t count = 0; (count = read(output, buffer, sizeof buffer)) > 0;) {
-            std::fwrite(buffer, 1, static_cast<std::size_t>(count), stdout);
-        }
+        char text[64];
+        std::snprintf(text, sizeof text, "not over after %g s", static_cast<double>(options.timeLimit.count()) / 1000);
+        return text;
     }
 
     Options options;
-    sigset_t awaited;
-    sigset_t signalsBefore;
-    std::map<pid_t, Running> running;
+    std::list<Running> running;
     std::vector<Failure> failures;
     std::size_t passed = 0;
 };
 
 }  // namespace
 
+void giveUp(const std::string& what)
+{
+    std::fprintf(stderr, "%s\n", what.c_str());
+    std::exit(2);
+}
+
+int runChosenTest(const std::string& name)
+{
+    GTEST_FLAG_SET(list_tests, false);
+    GTEST_FLAG_SET(filter, name);
+    const int failed = RUN_ALL_TESTS();
+    const testing::UnitTest& tests = *testing::UnitTest::GetInstance();
+    if (tests.skipped_test_count() > 0) return exitSkipped;
+    return failed == 0 && tests.successful_test_count() == 1 ? exitPassed : 1;
+}
+
+}  // namespace kelvane::tests
+
 int main(int count, char** arguments)
 {
+    using namespace kelvane::tests;
     const std::vector<char*> all(arguments, arguments + count + 1);
     testing::InitGoogleMock(&count, arguments);
     if (const char* name = std::getenv(chosenTest)) return runChosenTest(name);
