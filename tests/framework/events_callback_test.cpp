@@ -29,9 +29,11 @@ std::uint32_t deliver(std::uint32_t type, const OrqData* payload, const char* pa
     return onFrameworkEvent(0, type, participant, payload);
 }
 
+// In a payload that is long enough for any event, so that one that is taken for another shows.
 std::uint32_t deliverWord(std::uint32_t type, std::uint32_t word, const char* participant = nullptr)
 {
-    const OrqData payload = { 3, &word, 4, 4 };
+    std::uint32_t words[4] = { word, 0, 0, 0 };
+    const OrqData payload = { 3, words, 16, 16 };
     return deliver(type, &payload, participant);
 }
 
