@@ -38,7 +38,16 @@ struct Core {
 // Never destroyed: threads of the program that loaded the core may still call it while the process ends.
 Core& core = *new Core;
 
-std::optional<int> askWatcher(const CoreCall& call) { return core.onCall ? core.onCall(call) : std::nullopt; }
+// Without the lock, so that the watcher may use the core.
+std::optional<int> askWatcher(const CoreCall& call)
+{
+    std::function<std::optional<int>(const CoreCall&)> onCall;
+    {
+        const std::lock_guard lock(core.lock);
+        onCall = core.onCall;
+    }
+    return onCall ? onCall(call) : std::nullopt;
+}
 
 // Needs the lock. The watcher's answer, else the scripted one.
 int answerTo(std::string_view operation, std::optional<int> watched)
@@ -235,7 +244,11 @@ void startCore(Trace& trace, std::function<std::uint64_t()> nowMs, std::function
     core.registeredEvents.clear();
 }
 
-void watchCalls(std::function<std::optional<int>(const CoreCall&)> onCall) { core.onCall = std::move(onCall); }
+void watchCalls(std::function<std::optional<int>(const CoreCall&)> onCall)
+{
+    const std::lock_guard lock(core.lock);
+    core.onCall = std::move(onCall);
+}
 
 void useProcessor(const ProcessorSpec& spec, std::function<void(const ProcessorModel&)> onTick)
 {

@@ -34,7 +34,7 @@ struct CoreCall {
 };
 
 // From now on `onCall` is called before the core answers, and a status that it returns is the answer; an empty one ends
-// that. To be set while nobody calls the core.
+// that.
 void watchCalls(std::function<std::optional<int>(const CoreCall& call)> onCall);
 
 // From now on a processor that is given jobs answers for power and clip reasons, and takes the ceiling and PL1. Its
