@@ -45,8 +45,9 @@ TEST_F(OpenLog, MessageThatCannotBeHadEndsNoMessageOfAnotherThreadsLater)
 
 TEST_F(OpenLog, FunctionAsAPieceIsAskedForItsText)
 {
-    logLine(
-        4, "name ", [] { return std::string("game.exe"); }, " id ", 12);
+    const auto name = [] { return std::string("game.exe"); };
+
+    logLine(4, "name ", name, " id ", 12);
 
     EXPECT_THAT(loggedMessages(), ElementsAre("ERROR name game.exe id 12"));
 }
