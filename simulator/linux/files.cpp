@@ -50,21 +50,18 @@ BOOL removeDirectory(LPCSTR path)
     return (fs::is_directory(folder, error) && fs::remove(folder, error)) || failed(ERROR_PATH_NOT_FOUND);
 }
 
-BOOL createDirectory(const fs::path& path)
+BOOL createDirectory(LPCWSTR path, LPSECURITY_ATTRIBUTES /*attributes*/)
 {
     std::error_code error;
-    return fs::create_directory(local(path), error) || failed(error ? ERROR_PATH_NOT_FOUND : ERROR_ALREADY_EXISTS);
+    const fs::path folder = local(fs::path(path));
+    return fs::create_directory(folder, error) || failed(error ? ERROR_PATH_NOT_FOUND : ERROR_ALREADY_EXISTS);
 }
 
 }  // namespace
-
-BOOL CreateDirectoryA(LPCSTR path, LPSECURITY_ATTRIBUTES /*attributes*/) { return createDirectory(path); }
 
 extern "C" {
 constinit decltype(&GetFileAttributesA) __imp_GetFileAttributesA = attributesOf;
 constinit decltype(&DeleteFileA) __imp_DeleteFileA = deleteFile;
 constinit decltype(&RemoveDirectoryA) __imp_RemoveDirectoryA = removeDirectory;
-constinit decltype(&CreateDirectoryW) __imp_CreateDirectoryW = [](LPCWSTR path, LPSECURITY_ATTRIBUTES) {
-    return createDirectory(path);
-};
+constinit decltype(&CreateDirectoryW) __imp_CreateDirectoryW = createDirectory;
 }

@@ -16,18 +16,6 @@ void* allocate(HANDLE /*heap*/, DWORD flags, SIZE_T bytes)
     return flags & HEAP_ZERO_MEMORY ? std::calloc(1, bytes) : std::malloc(bytes);
 }
 
-BOOL release(HANDLE /*heap*/, DWORD /*flags*/, void* memory)
-{
-    std::free(memory);
-    return TRUE;
-}
-
-HLOCAL releaseLocal(HLOCAL memory)
-{
-    std::free(memory);
-    return nullptr;
-}
-
 int protectionOf(DWORD access)
 {
     switch (access) {
@@ -84,8 +72,14 @@ SIZE_T VirtualQuery(LPCVOID address, MEMORY_BASIC_INFORMATION* information, SIZE
 
 extern "C" {
 constinit decltype(&HeapAlloc) __imp_HeapAlloc = allocate;
-constinit decltype(&HeapFree) __imp_HeapFree = release;
+constinit decltype(&HeapFree) __imp_HeapFree = [](HANDLE, DWORD, LPVOID memory) -> BOOL {
+    std::free(memory);
+    return TRUE;
+};
 constinit decltype(&VirtualProtect) __imp_VirtualProtect = protect;
-constinit decltype(&LocalFree) __imp_LocalFree = releaseLocal;
+constinit decltype(&LocalFree) __imp_LocalFree = [](HLOCAL memory) -> HLOCAL {
+    std::free(memory);
+    return nullptr;
+};
 constinit decltype(&CoTaskMemFree) __imp_CoTaskMemFree = [](LPVOID memory) { std::free(memory); };
 }

@@ -1,4 +1,4 @@
-// Text: code page 1252 and UTF-8 from and to characters of four bytes.
+// Text: characters of four bytes to code page 1252, and UTF-8 to them. Nobody asks for the other ways.
 #include <windows.h>
 
 #include <algorithm>
@@ -22,28 +22,6 @@ char toAnsiByte(wchar_t character)
     if (character < 0x80 || (character >= 0xA0 && character < 0x100)) return static_cast<char>(character);
     const auto* const found = std::find(std::begin(upperControls), std::end(upperControls), character);
     return found == std::end(upperControls) ? '?' : static_cast<char>(0x80 + (found - std::begin(upperControls)));
-}
-
-wchar_t fromAnsiByte(unsigned char byte)
-{
-    return byte >= 0x80 && byte < 0xA0 && upperControls[byte - 0x80] ? upperControls[byte - 0x80] : byte;
-}
-
-void appendUtf8(std::string& text, char32_t character)
-{
-    const auto append = [&](char32_t bits) { text += static_cast<char>(bits); };
-    if (character < 0x80) return append(character);
-    if (character < 0x800) {
-        append(0xC0 | character >> 6);
-    } else if (character < 0x10000) {
-        append(0xE0 | character >> 12);
-        append(0x80 | (character >> 6 & 0x3F));
-    } else {
-        append(0xF0 | character >> 18);
-        append(0x80 | (character >> 12 & 0x3F));
-        append(0x80 | (character >> 6 & 0x3F));
-    }
-    append(0x80 | (character & 0x3F));
 }
 
 // The character that begins at `at`, which is moved behind it; the replacement character for a byte that begins none.
@@ -80,26 +58,18 @@ int handOut(const Text& text, Character* out, int size)
 
 UINT GetACP() { return 1252; }
 
-int WideCharToMultiByte(UINT codePage, DWORD /*flags*/, LPCWSTR wide, int length, LPSTR narrow, int size,
+int WideCharToMultiByte(UINT /*codePage*/, DWORD /*flags*/, LPCWSTR wide, int length, LPSTR narrow, int size,
                         LPCSTR /*substitute*/, BOOL* /*substituted*/)
 {
     std::string text;
-    for (int i = 0; i < length; ++i) {
-        if (codePage == CP_UTF8) {
-            appendUtf8(text, static_cast<char32_t>(wide[i]));
-        } else {
-            text += toAnsiByte(wide[i]);
-        }
-    }
+    std::transform(wide, wide + length, std::back_inserter(text), toAnsiByte);
     return handOut(text, narrow, size);
 }
 
-int MultiByteToWideChar(UINT codePage, DWORD /*flags*/, LPCSTR narrow, int length, LPWSTR wide, int size)
+int MultiByteToWideChar(UINT /*codePage*/, DWORD /*flags*/, LPCSTR narrow, int length, LPWSTR wide, int size)
 {
     const std::string bytes(narrow, static_cast<std::size_t>(length));
     std::wstring text;
-    for (std::size_t at = 0; at < bytes.size();) {
-        text += codePage == CP_UTF8 ? takeUtf8(bytes, at) : fromAnsiByte(static_cast<unsigned char>(bytes[at++]));
-    }
+    for (std::size_t at = 0; at < bytes.size();) text += takeUtf8(bytes, at);
     return handOut(text, wide, size);
 }

@@ -26,6 +26,7 @@ struct Core {
     Trace* trace = nullptr;
     std::function<std::uint64_t()> nowMs;
     std::function<void()> onPrimitive;
+    std::function<std::optional<int>(const CoreCall&)> onCall;
     std::uint32_t readings[std::size(primitiveNames)] = {};
     std::unique_ptr<ProcessorModel> processor;  // null: readings are scripted
     std::function<void(const ProcessorModel&)> onTick;
@@ -37,9 +38,12 @@ struct Core {
 // Never destroyed: threads of the program that loaded the core may still call it while the process ends.
 Core& core = *new Core;
 
-// Needs the lock.
-int answerTo(std::string_view operation)
+std::optional<int> askWatcher(const CoreCall& call) { return core.onCall ? core.onCall(call) : std::nullopt; }
+
+// Needs the lock. The watcher's answer, else the scripted one.
+int answerTo(std::string_view operation, std::optional<int> watched)
 {
+    if (watched) return *watched;
     const auto answer = core.answers.find(operation);
     return answer == core.answers.end() ? TOVA_OK : answer->second;
 }
@@ -83,17 +87,18 @@ int recordCall(const char* operation, std::optional<std::uint32_t> eventType, in
     return status;
 }
 
-int answerCall(const char* operation)
+int answerCall(const char* operation, const ApplicationRecord* application = nullptr)
 {
+    const std::optional<int> watched = askWatcher({ .operation = operation, .application = application });
     const std::lock_guard lock(core.lock);
-    return recordCall(operation, std::nullopt, answerTo(operation));
+    return recordCall(operation, std::nullopt, answerTo(operation, watched));
 }
 
 int init() { return answerCall("INIT"); }
 
-SessionHandle sessionCreate(const ApplicationRecord* /*application*/)
+SessionHandle sessionCreate(const ApplicationRecord* application)
 {
-    return answerCall("SESSION_CREATE") == TOVA_OK ? sessionHandle : noSession;
+    return answerCall("SESSION_CREATE", application) == TOVA_OK ? sessionHandle : noSession;
 }
 
 int sessionConnect(SessionHandle /*session*/) { return answerCall("SESSION_CONNECT"); }
@@ -136,11 +141,13 @@ void applySetting(Primitive setter, std::uint32_t value)
 bool holdsWord(const OrqData* data) { return data && data->buf_ptr && data->buf_len >= sizeof(std::uint32_t); }
 
 // Hands over or takes the value, as the primitive's answer has it, and writes the row.
-int execute(int index, const OrqData* request, OrqData* response)
+int execute(int index, const OrqData* command, const OrqData* request, OrqData* response)
 {
-    const std::lock_guard lock(core.lock);
     const std::string_view name = primitiveNames[index];
-    const int status = answerTo(name);
+    const std::optional<int> watched =
+        askWatcher({ .operation = name, .command = command, .request = request, .response = response });
+    const std::lock_guard lock(core.lock);
+    const int status = answerTo(name, watched);
     const std::uint64_t nowMs = catchUp();
     std::optional<std::uint32_t> value;
     if (holdsWord(request)) {
@@ -159,7 +166,7 @@ int sessionExecute(SessionHandle /*session*/, const OrqData* command, const OrqD
 {
     const int index = findPrimitive(command);
     if (index < 0 || (!holdsWord(request) && !holdsWord(response))) return commandInvalid;
-    const int status = execute(index, request, response);
+    const int status = execute(index, command, request, response);
     if (core.onPrimitive) core.onPrimitive();
     return status;
 }
@@ -167,8 +174,9 @@ int sessionExecute(SessionHandle /*session*/, const OrqData* command, const OrqD
 int registerEvent(SessionHandle /*session*/, std::uint32_t eventType, const char* /*participant*/,
                   EventCallback callback, std::uint64_t /*context*/)
 {
+    const std::optional<int> watched = askWatcher({ .operation = "REGISTER_EVENT", .eventType = eventType });
     const std::lock_guard lock(core.lock);
-    const int status = answerTo("REGISTER_EVENT/" + std::to_string(eventType));
+    const int status = answerTo("REGISTER_EVENT/" + std::to_string(eventType), watched);
     if (status == TOVA_OK) core.registeredEvents[eventType] = callback;
     return recordCall("REGISTER_EVENT", eventType, status);
 }
@@ -176,9 +184,10 @@ int registerEvent(SessionHandle /*session*/, std::uint32_t eventType, const char
 int unregisterEvent(SessionHandle /*session*/, std::uint32_t eventType, const char* /*participant*/,
                     EventCallback /*callback*/, std::uint64_t /*context*/)
 {
+    const std::optional<int> watched = askWatcher({ .operation = "UNREGISTER_EVENT", .eventType = eventType });
     const std::lock_guard lock(core.lock);
     core.registeredEvents.erase(eventType);
-    return recordCall("UNREGISTER_EVENT", eventType, TOVA_OK);
+    return recordCall("UNREGISTER_EVENT", eventType, watched.value_or(TOVA_OK));
 }
 
 int unusedSlot() { return TOVA_E_NOT_IMPLEMENTED; }
@@ -225,6 +234,8 @@ void startCore(Trace& trace, std::function<std::uint64_t()> nowMs, std::function
     core.answers.clear();
     core.registeredEvents.clear();
 }
+
+void watchCalls(std::function<std::optional<int>(const CoreCall&)> onCall) { core.onCall = std::move(onCall); }
 
 void useProcessor(const ProcessorSpec& spec, std::function<void(const ProcessorModel&)> onTick)
 {

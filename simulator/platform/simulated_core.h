@@ -3,7 +3,7 @@
 // It fills in an interface record like the real core, keeps which events are registered, and writes a trace row for
 // every operation that reaches it. Power and clip reasons are scripted, or a processor model's. One core per process.
 // Every function here, and every slot of the interface, may be called from any thread; nothing is locked while an
-// event's callback or `onPrimitive` runs.
+// event's callback, `onPrimitive` or the watcher of calls runs.
 #pragma once
 
 #include "framework/orq_interface.h"
@@ -12,6 +12,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
+#include <string_view>
 
 namespace kelvane::simulator {
 
@@ -19,6 +21,21 @@ namespace kelvane::simulator {
 // gives, one row at a time. `onPrimitive`, if there is one, is called after each primitive's row. All must outlive the
 // core's use.
 void startCore(Trace& trace, std::function<std::uint64_t()> nowMs, std::function<void()> onPrimitive = {});
+
+// A call that has reached the core.
+struct CoreCall {
+    std::string_view operation;                // "INIT", "SESSION_CREATE", "REGISTER_EVENT", "GET_RAPL_POWER", ...
+    std::optional<std::uint32_t> eventType{};  // of the two event operations
+    const ApplicationRecord* application = nullptr;  // of SESSION_CREATE
+    // Of primitives, whose last two may be null.
+    const OrqData* command = nullptr;
+    const OrqData* request = nullptr;
+    const OrqData* response = nullptr;
+};
+
+// From now on `onCall` is called before the core answers, and a status that it returns is the answer; an empty one ends
+// that. To be set while nobody calls the core.
+void watchCalls(std::function<std::optional<int>(const CoreCall& call)> onCall);
 
 // From now on a processor that is given jobs answers for power and clip reasons, and takes the ceiling and PL1. Its
 // clock is `nowMs`. `onTick` is called after each of its ticks, under the core's lock.

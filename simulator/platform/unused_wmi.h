@@ -1,4 +1,8 @@
-// simulator/platform/unused_wmi.h: the many methods of the WMI interfaces that the service never calls.
+// simulator/platform/unused_wmi.h: the many methods of the WMI interfaces that the service never calls, all refused.
+//
+// Base is the interface itself, or what implements its other methods:
+//
+//     class Services : public UnusedServices<ComObject<IWbemServices>>
 #pragma once
 
 #include <windows.h>
@@ -6,10 +10,15 @@
 #include <oaidl.h>
 #include <wbemcli.h>
 
-namespace kelvane::tests {
+namespace kelvane::simulator {
 
-class UnusedServices : public IWbemServices {
+constexpr auto refused = static_cast<HRESULT>(WBEM_E_NOT_SUPPORTED);
+
+template<class Base>
+class UnusedServices : public Base {
 public:
+    using Base::Base;
+
     using Ask = const BSTR;
     using Flags = LONG;
     using Context = IWbemContext*;
@@ -18,105 +27,108 @@ public:
     using Object = IWbemClassObject*;
     using Enum = IEnumWbemClassObject**;
 
-    STDMETHODIMP OpenNamespace(Ask, Flags, Context, IWbemServices**, Result) override { return E_NOTIMPL; }
+    STDMETHODIMP OpenNamespace(Ask, Flags, Context, IWbemServices**, Result) override { return refused; }
 
-    STDMETHODIMP CancelAsyncCall(Sink) override { return E_NOTIMPL; }
+    STDMETHODIMP CancelAsyncCall(Sink) override { return refused; }
 
-    STDMETHODIMP QueryObjectSink(Flags, Sink*) override { return E_NOTIMPL; }
+    STDMETHODIMP QueryObjectSink(Flags, Sink*) override { return refused; }
 
-    STDMETHODIMP GetObject(Ask, Flags, Context, Object*, Result) override { return E_NOTIMPL; }
+    STDMETHODIMP GetObject(Ask, Flags, Context, Object*, Result) override { return refused; }
 
-    STDMETHODIMP GetObjectAsync(Ask, Flags, Context, Sink) override { return E_NOTIMPL; }
+    STDMETHODIMP GetObjectAsync(Ask, Flags, Context, Sink) override { return refused; }
 
-    STDMETHODIMP PutClass(Object, Flags, Context, Result) override { return E_NOTIMPL; }
+    STDMETHODIMP PutClass(Object, Flags, Context, Result) override { return refused; }
 
-    STDMETHODIMP PutClassAsync(Object, Flags, Context, Sink) override { return E_NOTIMPL; }
+    STDMETHODIMP PutClassAsync(Object, Flags, Context, Sink) override { return refused; }
 
-    STDMETHODIMP DeleteClass(Ask, Flags, Context, Result) override { return E_NOTIMPL; }
+    STDMETHODIMP DeleteClass(Ask, Flags, Context, Result) override { return refused; }
 
-    STDMETHODIMP DeleteClassAsync(Ask, Flags, Context, Sink) override { return E_NOTIMPL; }
+    STDMETHODIMP DeleteClassAsync(Ask, Flags, Context, Sink) override { return refused; }
 
-    STDMETHODIMP CreateClassEnum(Ask, Flags, Context, Enum) override { return E_NOTIMPL; }
+    STDMETHODIMP CreateClassEnum(Ask, Flags, Context, Enum) override { return refused; }
 
-    STDMETHODIMP CreateClassEnumAsync(Ask, Flags, Context, Sink) override { return E_NOTIMPL; }
+    STDMETHODIMP CreateClassEnumAsync(Ask, Flags, Context, Sink) override { return refused; }
 
-    STDMETHODIMP PutInstance(Object, Flags, Context, Result) override { return E_NOTIMPL; }
+    STDMETHODIMP PutInstance(Object, Flags, Context, Result) override { return refused; }
 
-    STDMETHODIMP PutInstanceAsync(Object, Flags, Context, Sink) override { return E_NOTIMPL; }
+    STDMETHODIMP PutInstanceAsync(Object, Flags, Context, Sink) override { return refused; }
 
-    STDMETHODIMP DeleteInstance(Ask, Flags, Context, Result) override { return E_NOTIMPL; }
+    STDMETHODIMP DeleteInstance(Ask, Flags, Context, Result) override { return refused; }
 
-    STDMETHODIMP DeleteInstanceAsync(Ask, Flags, Context, Sink) override { return E_NOTIMPL; }
+    STDMETHODIMP DeleteInstanceAsync(Ask, Flags, Context, Sink) override { return refused; }
 
-    STDMETHODIMP CreateInstanceEnum(Ask, Flags, Context, Enum) override { return E_NOTIMPL; }
+    STDMETHODIMP CreateInstanceEnum(Ask, Flags, Context, Enum) override { return refused; }
 
-    STDMETHODIMP CreateInstanceEnumAsync(Ask, Flags, Context, Sink) override { return E_NOTIMPL; }
+    STDMETHODIMP CreateInstanceEnumAsync(Ask, Flags, Context, Sink) override { return refused; }
 
-    STDMETHODIMP ExecQuery(Ask, Ask, Flags, Context, Enum) override { return E_NOTIMPL; }
+    STDMETHODIMP ExecQuery(Ask, Ask, Flags, Context, Enum) override { return refused; }
 
-    STDMETHODIMP ExecQueryAsync(Ask, Ask, Flags, Context, Sink) override { return E_NOTIMPL; }
+    STDMETHODIMP ExecQueryAsync(Ask, Ask, Flags, Context, Sink) override { return refused; }
 
-    STDMETHODIMP ExecNotificationQuery(Ask, Ask, Flags, Context, Enum) override { return E_NOTIMPL; }
+    STDMETHODIMP ExecNotificationQuery(Ask, Ask, Flags, Context, Enum) override { return refused; }
 
-    STDMETHODIMP ExecNotificationQueryAsync(Ask, Ask, Flags, Context, Sink) override { return E_NOTIMPL; }
+    STDMETHODIMP ExecNotificationQueryAsync(Ask, Ask, Flags, Context, Sink) override { return refused; }
 
-    STDMETHODIMP ExecMethod(Ask, Ask, Flags, Context, Object, Object*, Result) override { return E_NOTIMPL; }
+    STDMETHODIMP ExecMethod(Ask, Ask, Flags, Context, Object, Object*, Result) override { return refused; }
 
-    STDMETHODIMP ExecMethodAsync(Ask, Ask, Flags, Context, Object, Sink) override { return E_NOTIMPL; }
+    STDMETHODIMP ExecMethodAsync(Ask, Ask, Flags, Context, Object, Sink) override { return refused; }
 };
 
-class UnusedClassObject : public IWbemClassObject {
+template<class Base>
+class UnusedClassObject : public Base {
 public:
+    using Base::Base;
+
     using Name = LPCWSTR;
     using Object = IWbemClassObject**;
 
-    STDMETHODIMP GetQualifierSet(IWbemQualifierSet**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetQualifierSet(IWbemQualifierSet**) override { return refused; }
 
-    STDMETHODIMP Get(Name, LONG, VARIANT*, CIMTYPE*, LONG*) override { return E_NOTIMPL; }
+    STDMETHODIMP Get(Name, LONG, VARIANT*, CIMTYPE*, LONG*) override { return refused; }
 
-    STDMETHODIMP Put(Name, LONG, VARIANT*, CIMTYPE) override { return E_NOTIMPL; }
+    STDMETHODIMP Put(Name, LONG, VARIANT*, CIMTYPE) override { return refused; }
 
-    STDMETHODIMP Delete(Name) override { return E_NOTIMPL; }
+    STDMETHODIMP Delete(Name) override { return refused; }
 
-    STDMETHODIMP GetNames(Name, LONG, VARIANT*, SAFEARRAY**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetNames(Name, LONG, VARIANT*, SAFEARRAY**) override { return refused; }
 
-    STDMETHODIMP BeginEnumeration(LONG) override { return E_NOTIMPL; }
+    STDMETHODIMP BeginEnumeration(LONG) override { return refused; }
 
-    STDMETHODIMP Next(LONG, BSTR*, VARIANT*, CIMTYPE*, LONG*) override { return E_NOTIMPL; }
+    STDMETHODIMP Next(LONG, BSTR*, VARIANT*, CIMTYPE*, LONG*) override { return refused; }
 
-    STDMETHODIMP EndEnumeration() override { return E_NOTIMPL; }
+    STDMETHODIMP EndEnumeration() override { return refused; }
 
-    STDMETHODIMP GetPropertyQualifierSet(Name, IWbemQualifierSet**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetPropertyQualifierSet(Name, IWbemQualifierSet**) override { return refused; }
 
-    STDMETHODIMP Clone(Object) override { return E_NOTIMPL; }
+    STDMETHODIMP Clone(Object) override { return refused; }
 
-    STDMETHODIMP GetObjectText(LONG, BSTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetObjectText(LONG, BSTR*) override { return refused; }
 
-    STDMETHODIMP SpawnDerivedClass(LONG, Object) override { return E_NOTIMPL; }
+    STDMETHODIMP SpawnDerivedClass(LONG, Object) override { return refused; }
 
-    STDMETHODIMP SpawnInstance(LONG, Object) override { return E_NOTIMPL; }
+    STDMETHODIMP SpawnInstance(LONG, Object) override { return refused; }
 
-    STDMETHODIMP CompareTo(LONG, IWbemClassObject*) override { return E_NOTIMPL; }
+    STDMETHODIMP CompareTo(LONG, IWbemClassObject*) override { return refused; }
 
-    STDMETHODIMP GetPropertyOrigin(Name, BSTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetPropertyOrigin(Name, BSTR*) override { return refused; }
 
-    STDMETHODIMP InheritsFrom(Name) override { return E_NOTIMPL; }
+    STDMETHODIMP InheritsFrom(Name) override { return refused; }
 
-    STDMETHODIMP GetMethod(Name, LONG, Object, Object) override { return E_NOTIMPL; }
+    STDMETHODIMP GetMethod(Name, LONG, Object, Object) override { return refused; }
 
-    STDMETHODIMP PutMethod(Name, LONG, IWbemClassObject*, IWbemClassObject*) override { return E_NOTIMPL; }
+    STDMETHODIMP PutMethod(Name, LONG, IWbemClassObject*, IWbemClassObject*) override { return refused; }
 
-    STDMETHODIMP DeleteMethod(Name) override { return E_NOTIMPL; }
+    STDMETHODIMP DeleteMethod(Name) override { return refused; }
 
-    STDMETHODIMP BeginMethodEnumeration(LONG) override { return E_NOTIMPL; }
+    STDMETHODIMP BeginMethodEnumeration(LONG) override { return refused; }
 
-    STDMETHODIMP NextMethod(LONG, BSTR*, Object, Object) override { return E_NOTIMPL; }
+    STDMETHODIMP NextMethod(LONG, BSTR*, Object, Object) override { return refused; }
 
-    STDMETHODIMP EndMethodEnumeration() override { return E_NOTIMPL; }
+    STDMETHODIMP EndMethodEnumeration() override { return refused; }
 
-    STDMETHODIMP GetMethodQualifierSet(Name, IWbemQualifierSet**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetMethodQualifierSet(Name, IWbemQualifierSet**) override { return refused; }
 
-    STDMETHODIMP GetMethodOrigin(Name, BSTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetMethodOrigin(Name, BSTR*) override { return refused; }
 };
 
-}  // namespace kelvane::tests
+}  // namespace kelvane::simulator

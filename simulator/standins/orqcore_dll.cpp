@@ -132,15 +132,14 @@ private:
     LiveInputs inputs{ folder / "inputs.csv" };
 };
 
-int (*recordedInit)();
-
-// Only the scaling loop asks for this, so its thread can be named here.
-int initAndStart()
+// Only the scaling loop asks for INIT, so its thread can be named here.
+std::optional<int> startAtInit(const CoreCall& call)
 {
     static std::once_flag started;
+    if (call.operation != "INIT") return std::nullopt;
     nameThread(L"loop");
     std::call_once(started, [] { (new LiveCore)->start(); });  // never destroyed: the process ends under its thread
-    return recordedInit();
+    return std::nullopt;
 }
 
 }  // namespace
@@ -150,8 +149,6 @@ int initAndStart()
 extern "C" int GetOrqInterface(kelvane::OrqInterface* record)
 {
     using namespace kelvane::simulator;
-    const int status = getSimulatedInterface(record);
-    recordedInit = record->Init;
-    record->Init = initAndStart;
-    return status;
+    watchCalls(startAtInit);
+    return getSimulatedInterface(record);
 }

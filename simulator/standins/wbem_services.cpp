@@ -1,7 +1,8 @@
-// One watch per sink; cancelling ends it and tells the sink so. The rest of the interface only refuses.
+// One watch per sink; cancelling ends it and tells the sink so.
 #include "simulator/standins/wbem_services.h"
 
 #include "simulator/platform/com_object.h"
+#include "simulator/platform/unused_wmi.h"
 #include "simulator/standins/process_watch.h"
 
 #include <algorithm>
@@ -13,9 +14,7 @@ namespace kelvane::simulator {
 
 namespace {
 
-constexpr auto refused = static_cast<HRESULT>(WBEM_E_NOT_SUPPORTED);
-
-class Services final : public ComObject<IWbemServices, IClientSecurity> {
+class Services final : public UnusedServices<ComObject<IWbemServices, IClientSecurity>> {
 public:
     STDMETHODIMP ExecNotificationQueryAsync(BSTR /*language*/, BSTR /*query*/, LONG /*flags*/,
                                             IWbemContext* /*context*/, IWbemObjectSink* sink) override
@@ -49,64 +48,6 @@ public:
     }
 
     STDMETHODIMP CopyProxy(IUnknown* /*proxy*/, IUnknown** /*copy*/) override { return E_NOTIMPL; }
-
-    STDMETHODIMP OpenNamespace(BSTR, LONG, IWbemContext*, IWbemServices**, IWbemCallResult**) override
-    {
-        return refused;
-    }
-
-    STDMETHODIMP QueryObjectSink(LONG, IWbemObjectSink**) override { return refused; }
-
-    STDMETHODIMP GetObject(BSTR, LONG, IWbemContext*, IWbemClassObject**, IWbemCallResult**) override
-    {
-        return refused;
-    }
-
-    STDMETHODIMP GetObjectAsync(BSTR, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
-
-    STDMETHODIMP PutClass(IWbemClassObject*, LONG, IWbemContext*, IWbemCallResult**) override { return refused; }
-
-    STDMETHODIMP PutClassAsync(IWbemClassObject*, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
-
-    STDMETHODIMP DeleteClass(BSTR, LONG, IWbemContext*, IWbemCallResult**) override { return refused; }
-
-    STDMETHODIMP DeleteClassAsync(BSTR, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
-
-    STDMETHODIMP CreateClassEnum(BSTR, LONG, IWbemContext*, IEnumWbemClassObject**) override { return refused; }
-
-    STDMETHODIMP CreateClassEnumAsync(BSTR, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
-
-    STDMETHODIMP PutInstance(IWbemClassObject*, LONG, IWbemContext*, IWbemCallResult**) override { return refused; }
-
-    STDMETHODIMP PutInstanceAsync(IWbemClassObject*, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
-
-    STDMETHODIMP DeleteInstance(BSTR, LONG, IWbemContext*, IWbemCallResult**) override { return refused; }
-
-    STDMETHODIMP DeleteInstanceAsync(BSTR, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
-
-    STDMETHODIMP CreateInstanceEnum(BSTR, LONG, IWbemContext*, IEnumWbemClassObject**) override { return refused; }
-
-    STDMETHODIMP CreateInstanceEnumAsync(BSTR, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
-
-    STDMETHODIMP ExecQuery(BSTR, BSTR, LONG, IWbemContext*, IEnumWbemClassObject**) override { return refused; }
-
-    STDMETHODIMP ExecQueryAsync(BSTR, BSTR, LONG, IWbemContext*, IWbemObjectSink*) override { return refused; }
-
-    STDMETHODIMP ExecNotificationQuery(BSTR, BSTR, LONG, IWbemContext*, IEnumWbemClassObject**) override
-    {
-        return refused;
-    }
-
-    STDMETHODIMP ExecMethod(BSTR, BSTR, LONG, IWbemContext*, IWbemClassObject*, IWbemClassObject**,
-                            IWbemCallResult**) override
-    {
-        return refused;
-    }
-
-    STDMETHODIMP ExecMethodAsync(BSTR, BSTR, LONG, IWbemContext*, IWbemClassObject*, IWbemObjectSink*) override
-    {
-        return refused;
-    }
 
 private:
     std::unique_ptr<ProcessWatch> removeWatch(const IWbemObjectSink* sink)

@@ -1,4 +1,4 @@
-// Slots of the simulated core and of the import table, each with a wrapper before it.
+// A watcher of the simulated core, and slots of the import table with a wrapper before each.
 #include "tests/bench/machine.h"
 #include "simulator/platform/import_slots.h"
 #include "state/state.h"
@@ -21,8 +21,6 @@ namespace outside {
 
 namespace {
 
-OrqInterface core;
-
 std::string_view textOf(const OrqData& data) { return { static_cast<const char*>(data.buf_ptr), data.data_len }; }
 
 void note(const OrqData& command, const OrqData* request, const OrqData* response)
@@ -33,25 +31,17 @@ void note(const OrqData& command, const OrqData* request, const OrqData* respons
         { Call::Kind::execute, std::string(textOf(command)), value.type, request != nullptr, word });
 }
 
-int execute(SessionHandle session, const OrqData* command, const OrqData* request, OrqData* response)
+std::optional<int> watch(const simulator::CoreCall& call)
 {
-    if (machine.calls) note(*command, request, response);
-    if (machine.onWrite && textOf(*command).find("SET_PERF_PREFERENCE_MAX") != std::string_view::npos)
-        machine.onWrite();
-    return core.SessionExecute(session, command, request, response);
-}
-
-int makeInterface(OrqInterface* record)
-{
-    const int status = simulator::getSimulatedInterface(record);
-    core = *record;
-    record->SessionExecute = execute;
-    return status;
+    if (!call.command) return std::nullopt;
+    if (machine.calls) note(*call.command, call.request, call.response);
+    if (machine.onWrite && call.operation == "SET_PERF_PREFERENCE_MAX") machine.onWrite();
+    return std::nullopt;
 }
 
 FARPROC WINAPI findExport(HMODULE /*module*/, LPCSTR /*name*/)
 {
-    return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&makeInterface));
+    return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&simulator::getSimulatedInterface));
 }
 
 BOOL WINAPI powerStatus(LPSYSTEM_POWER_STATUS status)
@@ -98,6 +88,7 @@ void startMachine()
     static std::ostream nowhere(nullptr);
     static simulator::Trace trace(nowhere);
     simulator::startCore(trace, [] { return std::uint64_t{ 0 }; });
+    simulator::watchCalls(outside::watch);
     simulator::replacePlatform([](std::uint32_t) {});
     simulator::setImport(__imp_Sleep, outside::sleepNot);
     simulator::setImport(__imp_GetSystemPowerStatus, outside::powerStatus);

@@ -1,10 +1,6 @@
 #include "controller/control_step.h"
-#include "state/state.h"
-#include "tests/support/simulated_machine.h"
+#include "tests/controller/part_of_step.h"
 
-#include <gmock/gmock.h>
-
-#include <string>
 #include <vector>
 
 namespace kelvane::tests {
@@ -14,33 +10,20 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 // Idle on mains, before the first Active Idle of the process.
-class ActiveIdle : public testing::Test {
+class ActiveIdle : public PartOfStep {
 protected:
-    ActiveIdle() { arrange(); }
-
-    void arrange()
+    ActiveIdle()
     {
-        minPrefReset = 0;
         appliedPrefMax = 3000;
-        acMode = 1;
         pkgPower = 1000;
         pkgPowerPrev = 1200;
         PerfRange = 1800;
         NewPID = 2;
-        activeIdle = 0;
-        activeIdleCount = 0;
-        pidOnTestState = 0;
         prevClipCount = 9;
-        PID_Change = 0;
-        loop = {};
         loop.prefMax = 4000;
         loop.clipCount = 3;
         loop.restorePending = 1;
-        machine.forget();
     }
-
-    SimulatedMachine machine;
-    LoopState loop;
 };
 
 TEST_F(ActiveIdle, FirstEntryWritesTheDefaultPreferenceAndPausesTwice)
@@ -62,32 +45,35 @@ TEST_F(ActiveIdle, FirstEntryWritesTheDefaultPreferenceAndPausesTwice)
     EXPECT_EQ(pidOnTestState, 2);
 }
 
-TEST_F(ActiveIdle, EntryNeedsLittlePowerInThisStepAndTheOneBefore)
+struct EntryRow {
+    std::uint32_t acMode = 1;
+    int power;
+    int prev;
+    int activeIdle;  // after
+};
+
+class ActiveIdleEntry : public WithRow<ActiveIdle, EntryRow> {};
+
+TEST_ROWS(ActiveIdleEntry, ROW(.power = 1099, .prev = 1499, .activeIdle = 1),
+          ROW(.power = 1100, .prev = 1499, .activeIdle = 1), ROW(.power = 1101, .prev = 1499, .activeIdle = 0),
+          ROW(.power = 1100, .prev = 1500, .activeIdle = 0), ROW(.power = 1100, .prev = 1501, .activeIdle = 0),
+          ROW(.power = -1, .prev = 0, .activeIdle = 1), ROW(.acMode = 0, .power = 1299, .prev = 1699, .activeIdle = 1),
+          ROW(.acMode = 0, .power = 1300, .prev = 1699, .activeIdle = 1),
+          ROW(.acMode = 0, .power = 1301, .prev = 1699, .activeIdle = 0),
+          ROW(.acMode = 0, .power = 1300, .prev = 1700, .activeIdle = 0),
+          ROW(.acMode = 0, .power = 1300, .prev = 1701, .activeIdle = 0),
+          ROW(.acMode = 255, .power = 1100, .prev = 1499, .activeIdle = 1),
+          ROW(.acMode = 255, .power = 1101, .prev = 1499, .activeIdle = 0),
+          ROW(.acMode = 255, .power = 1100, .prev = 1500, .activeIdle = 0));
+
+TEST_P(ActiveIdleEntry, NeedsLittlePowerInThisStepAndTheOneBefore)
 {
-    struct Row {
-        std::uint32_t acMode;
-        int pkgPower;
-        int pkgPowerPrev;
-        bool enters;
-    };
+    acMode = row().acMode;
+    pkgPower = row().power;
+    pkgPowerPrev = row().prev;
 
-    const Row rows[] = {
-        { 1, 1099, 1499, true },    { 1, 1100, 1499, true },  { 1, 1101, 1499, false },  { 1, 1100, 1500, false },
-        { 1, 1100, 1501, false },   { 0, 1299, 1699, true },  { 0, 1300, 1699, true },   { 0, 1301, 1699, false },
-        { 0, 1300, 1700, false },   { 0, 1300, 1701, false }, { 255, 1100, 1499, true }, { 255, 1101, 1499, false },
-        { 255, 1100, 1500, false }, { 1, -1, 0, true },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::to_string(row.acMode) + " " + std::to_string(row.pkgPower) + " " +
-                     std::to_string(row.pkgPowerPrev));
-        arrange();
-        acMode = row.acMode;
-        pkgPower = row.pkgPower;
-        pkgPowerPrev = row.pkgPowerPrev;
-
-        EXPECT_EQ(stepThroughActiveIdle(loop), row.enters);
-        EXPECT_EQ(activeIdle, row.enters ? 1 : 0);
-    }
+    EXPECT_EQ(stepThroughActiveIdle(loop), row().activeIdle == 1);
+    EXPECT_EQ(activeIdle, row().activeIdle);
 }
 
 TEST_F(ActiveIdle, StepOfAnActiveMachineGoesOnUntouched)
@@ -102,34 +88,33 @@ TEST_F(ActiveIdle, StepOfAnActiveMachineGoesOnUntouched)
     EXPECT_EQ(pkgPowerPrev, 1200);
 }
 
-TEST_F(ActiveIdle, IsNeitherEnteredNorLeftAfterAProcessStart)
+struct BurstRow {
+    int PID_Change = 0;
+    int PostPID = 0;
+    int before = 0;  // activeIdle
+    int power = 1000;
+    bool ended = false;
+    int after = 0;
+};
+
+class ActiveIdleInABurst : public WithRow<ActiveIdle, BurstRow> {};
+
+TEST_ROWS(ActiveIdleInABurst,
+          // neither entered nor left after a process start
+          ROW(.PID_Change = 1), ROW(.PID_Change = 1, .before = 1, .power = 5000, .after = 1),
+          // not entered right after a burst began, but left
+          ROW(.PostPID = 1), ROW(.PostPID = 1, .before = 1, .ended = true));
+
+TEST_P(ActiveIdleInABurst, IsNotEntered)
 {
-    PID_Change = 1;
-    EXPECT_FALSE(stepThroughActiveIdle(loop));
-    EXPECT_EQ(activeIdle, 0);
+    PID_Change = row().PID_Change;
+    loop.PostPID = row().PostPID;
+    activeIdle = row().before;
+    pkgPower = row().power;
 
-    activeIdle = 1;
-    pkgPower = 5000;
-    EXPECT_FALSE(stepThroughActiveIdle(loop));
-    EXPECT_EQ(activeIdle, 1);
-    EXPECT_THAT(machine.happened(), IsEmpty());
-}
-
-TEST_F(ActiveIdle, IsNotEnteredRightAfterABurstBegan)
-{
-    loop.PostPID = 1;
-
-    EXPECT_FALSE(stepThroughActiveIdle(loop));
-    EXPECT_THAT(machine.happened(), IsEmpty());
-}
-
-TEST_F(ActiveIdle, IsLeftWhenABurstBegan)
-{
-    loop.PostPID = 1;
-    activeIdle = 1;
-
-    EXPECT_TRUE(stepThroughActiveIdle(loop));
-    EXPECT_EQ(activeIdle, 0);
+    EXPECT_EQ(stepThroughActiveIdle(loop), row().ended);
+    EXPECT_EQ(activeIdle, row().after);
+    EXPECT_EQ(machine.happened().empty(), !row().ended);
 }
 
 TEST_F(ActiveIdle, EachFurtherIdleStepPausesFiveSecondsOnly)
@@ -160,48 +145,51 @@ TEST_F(ActiveIdle, ProcessWatchIsStoppedOnTheFirstEntryWhenWmiIsInUse)
                             "sleep 5000"));
 }
 
-TEST_F(ActiveIdle, ProcessWatchIsLeftAloneWhileEitherWmiFlagIsNotOne)
+struct WmiRow {
+    std::uint8_t connected;
+    std::uint8_t queryIssued;
+};
+
+class ActiveIdleWithoutWmi : public WithRow<ActiveIdle, WmiRow> {};
+
+TEST_ROWS(ActiveIdleWithoutWmi, ROW(.connected = 0, .queryIssued = 0), ROW(.connected = 1, .queryIssued = 0),
+          ROW(.connected = 0, .queryIssued = 1), ROW(.connected = 2, .queryIssued = 1),
+          ROW(.connected = 1, .queryIssued = 2));
+
+TEST_P(ActiveIdleWithoutWmi, LeavesTheProcessWatchAlone)
 {
-    struct Row {
-        std::uint8_t connected;
-        std::uint8_t queryIssued;
-    };
+    g_wmiConnected = row().connected;
+    g_wmiQueryIssued = row().queryIssued;
 
-    for (const Row& row : { Row{ 0, 0 }, Row{ 1, 0 }, Row{ 0, 1 }, Row{ 2, 1 }, Row{ 1, 2 } }) {
-        SCOPED_TRACE(std::to_string(row.connected) + std::to_string(row.queryIssued));
-        arrange();
-        g_wmiConnected = row.connected;
-        g_wmiQueryIssued = row.queryIssued;
+    stepThroughActiveIdle(loop);
 
-        stepThroughActiveIdle(loop);
-
-        EXPECT_THAT(machine.messages(), testing::SizeIs(1));
-        EXPECT_THAT(machine.sleeps(), ElementsAre(2000, 5000));
-    }
+    EXPECT_THAT(machine.messages(), testing::SizeIs(1));
+    EXPECT_THAT(machine.sleeps(), ElementsAre(2000, 5000));
 }
 
-TEST_F(ActiveIdle, LongerPauseIsForTheFirstEntryOfAProcessWatchOnly)
+struct LaterRow {
+    int activeIdleCount;
+    int pidOnTestState;
+};
+
+class ActiveIdleLater : public WithRow<ActiveIdle, LaterRow> {};
+
+TEST_ROWS(ActiveIdleLater, ROW(.activeIdleCount = 1, .pidOnTestState = 0),
+          ROW(.activeIdleCount = 0, .pidOnTestState = 1), ROW(.activeIdleCount = 0, .pidOnTestState = 2),
+          ROW(.activeIdleCount = -1, .pidOnTestState = 0));
+
+TEST_P(ActiveIdleLater, HasNoLongerPause)
 {
-    struct Row {
-        int activeIdleCount;
-        int pidOnTestState;
-        int stateAfter;
-    };
+    g_wmiConnected = 1;
+    g_wmiQueryIssued = 1;
+    activeIdleCount = row().activeIdleCount;
+    pidOnTestState = row().pidOnTestState;
 
-    for (const Row& row : { Row{ 1, 0, 0 }, Row{ 0, 1, 1 }, Row{ 0, 2, 2 }, Row{ -1, 0, 0 } }) {
-        SCOPED_TRACE(std::to_string(row.activeIdleCount) + " " + std::to_string(row.pidOnTestState));
-        arrange();
-        g_wmiConnected = 1;
-        g_wmiQueryIssued = 1;
-        activeIdleCount = row.activeIdleCount;
-        pidOnTestState = row.pidOnTestState;
+    stepThroughActiveIdle(loop);
 
-        stepThroughActiveIdle(loop);
-
-        EXPECT_THAT(machine.sleeps(), ElementsAre(5000));
-        EXPECT_THAT(machine.messages(), testing::SizeIs(1));
-        EXPECT_EQ(pidOnTestState, row.stateAfter);
-    }
+    EXPECT_THAT(machine.sleeps(), ElementsAre(5000));
+    EXPECT_THAT(machine.messages(), testing::SizeIs(1));
+    EXPECT_EQ(pidOnTestState, row().pidOnTestState);
 }
 
 TEST_F(ActiveIdle, StateIsOneDuringTheLongerPauseAndTwoAfterIt)
@@ -234,47 +222,42 @@ TEST_F(ActiveIdle, ExitRaisesByFiveHundredAndLooksSooner)
     EXPECT_EQ(pkgPowerPrev, 1200);
 }
 
-using PidOnTest = ActiveIdle;
+struct PidOnTestRow {
+    std::uint32_t acMode = 1;
+    int power;
+    int before = 2;
+    int after;
+};
 
-TEST_F(PidOnTest, EndsWithPowerAboveItsThreshold)
+class PidOnTest : public WithRow<ActiveIdle, PidOnTestRow> {};
+
+TEST_ROWS(PidOnTest, ROW(.power = 1600, .after = 2), ROW(.power = 1601, .after = 0),
+          ROW(.acMode = 0, .power = 1601, .after = 2), ROW(.acMode = 0, .power = 1800, .after = 2),
+          ROW(.acMode = 0, .power = 1801, .after = 0), ROW(.acMode = 255, .power = 1600, .after = 2),
+          ROW(.acMode = 255, .power = 1601, .after = 0),
+          // it needs a first entry that is complete
+          ROW(.power = 5000, .before = 1, .after = 1));
+
+TEST_P(PidOnTest, EndsWithPowerAboveItsThreshold)
 {
-    struct Row {
-        std::uint32_t acMode;
-        int pkgPower;
-        bool ends;
-    };
+    acMode = row().acMode;
+    pkgPower = row().power;
+    pidOnTestState = row().before;
 
-    for (const Row& row : { Row{ 1, 1600, false }, Row{ 1, 1601, true }, Row{ 0, 1601, false }, Row{ 0, 1800, false },
-                            Row{ 0, 1801, true }, Row{ 255, 1600, false }, Row{ 255, 1601, true } }) {
-        SCOPED_TRACE(std::to_string(row.acMode) + " " + std::to_string(row.pkgPower));
-        arrange();
-        acMode = row.acMode;
-        pkgPower = row.pkgPower;
-        pidOnTestState = 2;
+    leavePidOnTest();
 
-        leavePidOnTest();
-
-        if (row.ends) {
-            EXPECT_EQ(pidOnTestState, 0);
-            EXPECT_THAT(machine.happened(), ElementsAre("log 2  ** PIDx 5 PID ON test "));
-        } else {
-            EXPECT_EQ(pidOnTestState, 2);
-            EXPECT_THAT(machine.happened(), IsEmpty());
-        }
-    }
+    EXPECT_EQ(pidOnTestState, row().after);
+    EXPECT_EQ(machine.messages().size(), row().after == 0 ? 1U : 0U);
 }
 
-TEST_F(PidOnTest, NeedsAFirstEntryThatIsComplete)
+TEST_F(ActiveIdle, EndOfThePidOnTestHasItsLineAndNeedsItsBeginning)
 {
     pkgPower = 5000;
-    for (const int state : { 0, 1 }) {
-        pidOnTestState = state;
+    leavePidOnTest();
+    pidOnTestState = 2;
+    leavePidOnTest();
 
-        leavePidOnTest();
-
-        EXPECT_EQ(pidOnTestState, state);
-        EXPECT_THAT(machine.happened(), IsEmpty());
-    }
+    EXPECT_THAT(machine.happened(), ElementsAre("log 2  ** PIDx 5 PID ON test "));
 }
 
 }  // namespace

@@ -1,10 +1,5 @@
 #include "controller/actuators.h"
-#include "controller/state.h"
-#include "state/state.h"
-
-#include "tests/support/simulated_machine.h"
-
-#include <gmock/gmock.h>
+#include "tests/controller/part_of_step.h"
 
 #include <climits>
 #include <string>
@@ -32,104 +27,80 @@ TEST(SetPerfmaxAtProcessStart, FirstCallAlsoWritesTheFloor)
     EXPECT_EQ(minPrefReset, 0);
 }
 
-// The floor was written already.
-class Actuators : public testing::Test {
-protected:
-    Actuators() { minPrefReset = 0; }
+using SetPerfmax = PartOfStep;
 
-    SimulatedMachine machine;
+struct ValueRow {
+    int applied = 7777;
+    int value;
+    int written;  // -1: nothing
 };
 
-using SetPerfmax = Actuators;
+class SetPerfmaxValue : public WithRow<SetPerfmax, ValueRow> {};
 
-TEST_F(SetPerfmax, ValueOutOfRangeIsReplacedBeforeItIsWritten)
+TEST_ROWS(SetPerfmaxValue, ROW(.value = INT_MIN, .written = 2000), ROW(.value = -5, .written = 2000),
+          ROW(.value = -1, .written = 2000), ROW(.value = 0, .written = 0), ROW(.value = 1, .written = 1),
+          ROW(.value = 1200, .written = 1200), ROW(.value = 9999, .written = 9999),
+          ROW(.value = 10000, .written = 10000), ROW(.value = 10001, .written = 10000),
+          ROW(.value = 14000, .written = 10000), ROW(.value = INT_MAX, .written = 10000),
+          // nothing when the replaced value is in force already
+          ROW(.applied = 10000, .value = 10000, .written = -1), ROW(.applied = 10000, .value = 20000, .written = -1),
+          ROW(.applied = 2000, .value = -5, .written = -1), ROW(.applied = 2000, .value = 2000, .written = -1),
+          ROW(.applied = 0, .value = 0, .written = -1));
+
+TEST_P(SetPerfmaxValue, OutOfRangeIsReplacedBeforeItIsWritten)
 {
-    struct Row {
-        int value;
-        const char* write;
-        int applied;
-    };
+    appliedPrefMax = row().applied;
 
-    const Row rows[] = {
-        { INT_MIN, "SET_PERF_PREFERENCE_MAX 2000", 2000 },
-        { -5, "SET_PERF_PREFERENCE_MAX 2000", 2000 },
-        { -1, "SET_PERF_PREFERENCE_MAX 2000", 2000 },
-        { 0, "SET_PERF_PREFERENCE_MAX 0", 0 },
-        { 1, "SET_PERF_PREFERENCE_MAX 1", 1 },
-        { 1200, "SET_PERF_PREFERENCE_MAX 1200", 1200 },
-        { 9999, "SET_PERF_PREFERENCE_MAX 9999", 9999 },
-        { 10000, "SET_PERF_PREFERENCE_MAX 10000", 10000 },
-        { 10001, "SET_PERF_PREFERENCE_MAX 10000", 10000 },
-        { 14000, "SET_PERF_PREFERENCE_MAX 10000", 10000 },
-        { INT_MAX, "SET_PERF_PREFERENCE_MAX 10000", 10000 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.value);
-        appliedPrefMax = 7777;
-        machine.forget();
+    setPerfmax(row().value);
 
-        setPerfmax(row.value);
-
-        EXPECT_THAT(machine.writes(), ElementsAre(row.write));
-        EXPECT_EQ(appliedPrefMax, row.applied);
-    }
+    std::vector<std::string> writes;
+    if (row().written >= 0) writes.push_back("SET_PERF_PREFERENCE_MAX " + std::to_string(row().written));
+    EXPECT_EQ(machine.writes(), writes);
+    EXPECT_EQ(appliedPrefMax, row().written >= 0 ? row().written : row().applied);
 }
 
-TEST_F(SetPerfmax, WritesNothingWhenTheReplacedValueIsInForceAlready)
+struct PendingRow {
+    int pending;
+};
+
+class SetPerfmaxPending : public WithRow<SetPerfmax, PendingRow> {};
+
+TEST_ROWS(SetPerfmaxPending, ROW(.pending = -1), ROW(.pending = 1));
+
+TEST_P(SetPerfmaxPending, FloorIsAllThatTenThousandAtTenThousandWrites)
 {
-    struct Row {
-        int applied;
-        int value;
-    };
+    appliedPrefMax = 10000;
+    minPrefReset = row().pending;
 
-    for (const Row& row :
-         { Row{ 10000, 10000 }, Row{ 10000, 20000 }, Row{ 2000, -5 }, Row{ 2000, 2000 }, Row{ 0, 0 } }) {
-        SCOPED_TRACE(row.value);
-        appliedPrefMax = row.applied;
+    setPerfmax(10000);
 
-        setPerfmax(row.value);
-
-        EXPECT_THAT(machine.happened(), IsEmpty());
-        EXPECT_EQ(appliedPrefMax, row.applied);
-    }
+    EXPECT_THAT(machine.writes(), ElementsAre("SET_PERF_PREFERENCE_MIN 0"));
+    EXPECT_EQ(minPrefReset, 0);
 }
 
-TEST_F(SetPerfmax, TenThousandAtTenThousandWritesOnlyAFloorThatIsPending)
+struct RememberedRow {
+    int applied;
+    int value;
+    int remembered;  // 555 before
+};
+
+class SetPerfmaxRemembered : public WithRow<SetPerfmax, RememberedRow> {};
+
+TEST_ROWS(SetPerfmaxRemembered, ROW(.applied = 3000, .value = 10000, .remembered = 3000),
+          ROW(.applied = 3000, .value = 10001, .remembered = 3000),
+          ROW(.applied = 9999, .value = 10000, .remembered = 9999), ROW(.applied = 0, .value = 10000, .remembered = 0),
+          ROW(.applied = 3000, .value = 9999, .remembered = 555),
+          ROW(.applied = 10000, .value = 10000, .remembered = 555),
+          ROW(.applied = 10000, .value = 3000, .remembered = 555));
+
+TEST_P(SetPerfmaxRemembered, IsTheCeilingThatFullPerformanceReplaces)
 {
-    for (const int pending : { -1, 1 }) {
-        SCOPED_TRACE(pending);
-        appliedPrefMax = 10000;
-        minPrefReset = pending;
-        machine.forget();
+    appliedPrefMax = row().applied;
+    PrevPerf = 555;
 
-        setPerfmax(10000);
+    setPerfmax(row().value);
 
-        EXPECT_THAT(machine.writes(), ElementsAre("SET_PERF_PREFERENCE_MIN 0"));
-        EXPECT_EQ(minPrefReset, 0);
-    }
-}
-
-TEST_F(SetPerfmax, FullPerformanceRemembersTheCeilingThatItReplaces)
-{
-    struct Row {
-        int applied;
-        int value;
-        int remembered;
-    };
-
-    const Row rows[] = {
-        { 3000, 10000, 3000 }, { 3000, 10001, 3000 }, { 9999, 10000, 9999 }, { 0, 10000, 0 },
-        { 3000, 9999, 555 },   { 10000, 10000, 555 }, { 10000, 3000, 555 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::to_string(row.applied) + " -> " + std::to_string(row.value));
-        appliedPrefMax = row.applied;
-        PrevPerf = 555;
-
-        setPerfmax(row.value);
-
-        EXPECT_EQ(PrevPerf, row.remembered);
-    }
+    EXPECT_EQ(PrevPerf, row().remembered);
 }
 
 TEST_F(SetPerfmax, SwitchesScalingOnAgainAndClearsAPendingClip)
@@ -156,61 +127,38 @@ TEST_F(SetPerfmax, ClearsAPendingClipEvenWhenItWritesNothing)
     EXPECT_THAT(machine.happened(), IsEmpty());
 }
 
-TEST_F(SetPerfmax, FailedWriteIsReportedOnceAndTakenAsWritten)
+struct FailureRow {
+    std::uint8_t report = 1;  // g_reportPerfFailures
+    int ceiling = refused;    // status
+    int floor = refused;
+};
+
+class SetPerfmaxFailure : public WithRow<SetPerfmax, FailureRow> {};
+
+TEST_ROWS(SetPerfmaxFailure, ROW(.ceiling = refused), ROW(.floor = 0), ROW(.ceiling = 0), ROW(.report = 2),
+          // silent since standby
+          ROW(.report = 0));
+
+TEST_P(SetPerfmaxFailure, IsReportedForEachWriteAndTakenAsWritten)
 {
-    for (const std::uint8_t report : { std::uint8_t{ 1 }, std::uint8_t{ 2 } }) {
-        SCOPED_TRACE(report);
-        g_reportPerfFailures = report;
-        appliedPrefMax = 1200;
-        machine.answer("SET_PERF_PREFERENCE_MAX", refused);
-        machine.forget();
-
-        setPerfmax(3000);
-
-        EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MAX 3000 1500", failureMessage));
-        EXPECT_EQ(appliedPrefMax, 3000);
-    }
-}
-
-TEST_F(SetPerfmax, FailedFloorIsReportedLikeAFailedCeilingAndNotTriedAgain)
-{
+    g_reportPerfFailures = row().report;
     minPrefReset = -1;
-    machine.answer("SET_PERF_PREFERENCE_MIN", refused);
-
-    setPerfmax(3000);
-    setPerfmax(3100);
-
-    EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MAX 3000 0", "SET_PERF_PREFERENCE_MIN 0 1500",
-                                                failureMessage, "SET_PERF_PREFERENCE_MAX 3100 0"));
-}
-
-TEST_F(SetPerfmax, EachOfTwoFailedWritesIsReported)
-{
-    minPrefReset = -1;
-    machine.answer("SET_PERF_PREFERENCE_MAX", refused);
-    machine.answer("SET_PERF_PREFERENCE_MIN", refused);
+    machine.answer("SET_PERF_PREFERENCE_MAX", row().ceiling);
+    machine.answer("SET_PERF_PREFERENCE_MIN", row().floor);
 
     setPerfmax(3000);
 
-    EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MAX 3000 1500", failureMessage,
-                                                "SET_PERF_PREFERENCE_MIN 0 1500", failureMessage));
-}
-
-TEST_F(SetPerfmax, FailuresAreSilentSinceStandby)
-{
-    g_reportPerfFailures = 0;
-    minPrefReset = -1;
-    machine.answer("SET_PERF_PREFERENCE_MAX", refused);
-    machine.answer("SET_PERF_PREFERENCE_MIN", refused);
-
-    setPerfmax(3000);
-
-    EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MAX 3000 1500", "SET_PERF_PREFERENCE_MIN 0 1500"));
+    std::vector<std::string> expected = { "SET_PERF_PREFERENCE_MAX 3000 " + std::to_string(row().ceiling) };
+    if (row().report != 0 && row().ceiling != 0) expected.push_back(failureMessage);
+    expected.push_back("SET_PERF_PREFERENCE_MIN 0 " + std::to_string(row().floor));
+    if (row().report != 0 && row().floor != 0) expected.push_back(failureMessage);
+    EXPECT_EQ(machine.happened(), expected);
     EXPECT_EQ(appliedPrefMax, 3000);
+    EXPECT_EQ(minPrefReset, 0);  // and the floor is not tried again
 }
 
 // Nothing in the service sets Kv_opt to 0; the way is kept for a writer that would.
-using SetPerfmaxSwitchedOff = Actuators;
+using SetPerfmaxSwitchedOff = PartOfStep;
 
 TEST_F(SetPerfmaxSwitchedOff, LetsTheProcessorGoOnce)
 {
@@ -286,7 +234,7 @@ TEST_F(SetPerfmaxSwitchedOff, WritesAgainOnceItIsSwitchedOn)
     EXPECT_EQ(kv_off_f, 1);
 }
 
-using SetPL1 = Actuators;
+using SetPL1 = PartOfStep;
 
 TEST_F(SetPL1, LogsTheWorkingLimitAndNotTheValueWritten)
 {
@@ -310,7 +258,7 @@ TEST_F(SetPL1, FailureIsAnErrorLineAndNothingElse)
     EXPECT_EQ(cpuPL1, 17000);
 }
 
-using PL1LevelReset = Actuators;
+using PL1LevelReset = PartOfStep;
 
 TEST_F(PL1LevelReset, HandsTheProcessorBackBehindTheControllersBack)
 {

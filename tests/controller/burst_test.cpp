@@ -1,29 +1,18 @@
 // Starting a process-start burst, and the Max Perf Reset of the three branches.
 #include "controller/burst.h"
-#include "state/state.h"
-
-#include "tests/support/simulated_machine.h"
-
-#include <gmock/gmock.h>
+#include "tests/controller/part_of_step.h"
 
 #include <climits>
 #include <string>
-#include <vector>
 
 namespace kelvane::tests {
 namespace {
 
-class Burst : public testing::Test {
-protected:
-    SimulatedMachine machine;
-    LoopState loop;
-};
+using Burst = PartOfStep;
 
 TEST_F(Burst, TakesTheProcessStartAndGoesForFullPerformance)
 {
     PID_Change = 1;
-    NewPID = 0;
-    exitCount = -1;
     loop.prefMax = 3000;
     loop.probeSleep = 300;
 
@@ -39,104 +28,119 @@ TEST_F(Burst, TakesTheProcessStartAndGoesForFullPerformance)
     EXPECT_THAT(machine.happened(), testing::IsEmpty());
 }
 
-TEST_F(Burst, OneThatIsCountingIsProlongedByOneStepAtTheMost)
-{
-    struct Row {
-        int exitCount;
-        int steps;
-        int exitCountAfter;
-    };
-
-    const Row rows[] = {
-        { -1, 2, 2 }, { -1, 3, 3 }, { 0, 2, 2 }, { 0, 3, 3 }, { 1, 2, 2 }, { 1, 3, 2 },
-        { 2, 2, 2 },  { 2, 3, 3 },  { 3, 2, 2 }, { 3, 3, 3 }, { 4, 3, 3 }, { 4, 2, 2 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::to_string(row.exitCount) + " " + std::to_string(row.steps));
-        exitCount = row.exitCount;
-
-        startBurst(loop, row.steps);
-
-        EXPECT_EQ(exitCount, row.exitCountAfter);
-        EXPECT_EQ(loop.prev_exitCount, row.exitCount);
-    }
-}
-
-// What each branch does at higher power is tested with the branches.
-class MaxPerfResetCases : public Burst {
-protected:
-    struct Row {
-        int pkgPower;
-        int exitCount;  // 7 before
-        int restorePending;
-        std::vector<std::string> messages;
-    };
-
-    void expectEach(const MaxPerfReset& reset, const std::vector<Row>& rows)
-    {
-        for (const Row& row : rows) {
-            SCOPED_TRACE(row.pkgPower);
-            pkgPower = row.pkgPower;
-            exitCount = 7;
-            loop.restorePending = 0;
-            machine.forget();
-
-            resetMaxPerf(loop, reset);
-
-            EXPECT_EQ(exitCount, row.exitCount);
-            EXPECT_EQ(loop.restorePending, row.restorePending);
-            EXPECT_EQ(machine.messages(), row.messages);
-        }
-    }
+struct CountRow {
+    int exitCount;
+    int steps;
+    int after;
 };
 
-TEST_F(MaxPerfResetCases, LightPowerIsArrangedWithoutALineInEveryBranch)
-{
-    const std::vector<Row> rows = { { INT_MIN, 2, 1, {} }, { -1, 2, 1, {} }, { 4999, 2, 1, {} } };
-    for (const std::uint32_t source : { 0U, 1U, 255U }) {
-        SCOPED_TRACE(source);
-        acMode = source;
+class BurstThatIsCounting : public WithRow<Burst, CountRow> {};
 
-        expectEach(maxPerfResetOnClip, rows);
-        expectEach(maxPerfResetOnDown, rows);
-        expectEach(maxPerfResetOnUp, rows);
-    }
+TEST_ROWS(BurstThatIsCounting, ROW(.exitCount = -1, .steps = 2, .after = 2),
+          ROW(.exitCount = -1, .steps = 3, .after = 3), ROW(.exitCount = 0, .steps = 2, .after = 2),
+          ROW(.exitCount = 0, .steps = 3, .after = 3), ROW(.exitCount = 1, .steps = 2, .after = 2),
+          ROW(.exitCount = 1, .steps = 3, .after = 2), ROW(.exitCount = 2, .steps = 2, .after = 2),
+          ROW(.exitCount = 2, .steps = 3, .after = 3), ROW(.exitCount = 3, .steps = 2, .after = 2),
+          ROW(.exitCount = 3, .steps = 3, .after = 3), ROW(.exitCount = 4, .steps = 2, .after = 2),
+          ROW(.exitCount = 4, .steps = 3, .after = 3));
+
+TEST_P(BurstThatIsCounting, IsProlongedByOneStepAtTheMost)
+{
+    exitCount = row().exitCount;
+
+    startBurst(loop, row().steps);
+
+    EXPECT_EQ(exitCount, row().after);
+    EXPECT_EQ(loop.prev_exitCount, row().exitCount);
 }
 
-// A clip gets full performance only above 7500 mW on battery, so its branch never comes here with less.
-TEST_F(MaxPerfResetCases, ClipBelowHalfOfPL1)
-{
-    const std::vector<Row> rows = {
-        { 5000, 2, 1, { "2  ******* Max Perf Reset set 3 ==2" } },
-        { 8499, 2, 1, { "2  ******* Max Perf Reset set 3 ==2" } },
-        { 8500, 3, 1, { "2  ******* Max Perf Reset set 4 ==3" } },
-    };
+// Below 5000 mW a reset is arranged without a line, in every branch and with every power source.
+struct LightRow {
+    const MaxPerfReset& of;
+    int power;
+    std::uint32_t acMode;
+};
 
-    expectEach(maxPerfResetOnClip, rows);
+class MaxPerfResetAtLightPower : public WithRow<Burst, LightRow> {};
+
+TEST_ROWS(MaxPerfResetAtLightPower, ROW(.of = maxPerfResetOnClip, .power = INT_MIN, .acMode = 0),
+          ROW(.of = maxPerfResetOnClip, .power = 4999, .acMode = 1),
+          ROW(.of = maxPerfResetOnClip, .power = 4999, .acMode = 255),
+          ROW(.of = maxPerfResetOnDown, .power = -1, .acMode = 0),
+          ROW(.of = maxPerfResetOnDown, .power = 4999, .acMode = 1),
+          ROW(.of = maxPerfResetOnDown, .power = 4999, .acMode = 255),
+          ROW(.of = maxPerfResetOnUp, .power = INT_MIN, .acMode = 0),
+          ROW(.of = maxPerfResetOnUp, .power = 4999, .acMode = 1),
+          ROW(.of = maxPerfResetOnUp, .power = 4999, .acMode = 255));
+
+TEST_P(MaxPerfResetAtLightPower, IsArrangedWithoutALine)
+{
+    pkgPower = row().power;
+    acMode = row().acMode;
+    exitCount = 7;
+
+    resetMaxPerf(loop, row().of);
+
+    EXPECT_EQ(exitCount, 2);
+    EXPECT_EQ(loop.restorePending, 1);
+    EXPECT_THAT(machine.messages(), testing::IsEmpty());
 }
 
-TEST_F(MaxPerfResetCases, HalfOfTheWorkingLimitIsTruncated)
+struct ResetRow {
+    const MaxPerfReset& of;
+    int power;
+    std::uint32_t acMode = 1;
+    int PL1 = 17000;
+    int steps = 7;  // as before: not arranged
+    const char* line;
+};
+
+class MaxPerfResetCase : public WithRow<Burst, ResetRow> {};
+
+TEST_ROWS(MaxPerfResetCase,
+          // the clip branch comes here on battery alone
+          ROW(.of = maxPerfResetOnClip, .power = 5000, .acMode = 0, .steps = 2, .line = "set 3 ==2"),
+          ROW(.of = maxPerfResetOnClip, .power = 8499, .acMode = 0, .steps = 2, .line = "set 3 ==2"),
+          ROW(.of = maxPerfResetOnClip, .power = 8500, .acMode = 0, .steps = 3, .line = "set 4 ==3"),
+          ROW(.of = maxPerfResetOnClip, .power = 16999, .acMode = 0, .steps = 3, .line = "set 4 ==3"),
+          ROW(.of = maxPerfResetOnClip, .power = 17000, .acMode = 0, .line = "Not set 2 ==7"),
+          // down: whatever the power source
+          ROW(.of = maxPerfResetOnDown, .power = 5000, .steps = 2, .line = "set 1 exitCount ==2"),
+          ROW(.of = maxPerfResetOnDown, .power = 8499, .acMode = 0, .steps = 2, .line = "set 1 exitCount ==2"),
+          ROW(.of = maxPerfResetOnDown, .power = 8499, .acMode = 255, .steps = 2, .line = "set 1 exitCount ==2"),
+          ROW(.of = maxPerfResetOnDown, .power = 8500, .steps = 3, .line = "set 2 exitCount ==3"),
+          ROW(.of = maxPerfResetOnDown, .power = 16999, .acMode = 0, .steps = 3, .line = "set 2 exitCount ==3"),
+          ROW(.of = maxPerfResetOnDown, .power = 17000, .line = "Not done =="),
+          ROW(.of = maxPerfResetOnDown, .power = INT_MAX, .line = "Not done =="),
+          // up: longer on mains
+          ROW(.of = maxPerfResetOnUp, .power = 5000, .steps = 3, .line = "set 5 ==3"),
+          ROW(.of = maxPerfResetOnUp, .power = 8499, .acMode = 255, .steps = 3, .line = "set 5 ==3"),
+          ROW(.of = maxPerfResetOnUp, .power = 8499, .acMode = 0, .steps = 2, .line = "set 5 ==2"),
+          ROW(.of = maxPerfResetOnUp, .power = 8500, .steps = 4, .line = "set 6 ==4"),
+          ROW(.of = maxPerfResetOnUp, .power = 16999, .acMode = 255, .steps = 4, .line = "set 6 ==4"),
+          ROW(.of = maxPerfResetOnUp, .power = 16999, .acMode = 0, .steps = 3, .line = "set 6 ==3"),
+          ROW(.of = maxPerfResetOnUp, .power = 17000, .line = "Not set 3 ==7"),
+          ROW(.of = maxPerfResetOnUp, .power = INT_MAX, .acMode = 0, .line = "Not set 3 ==7"),
+          // half of the working limit is truncated
+          ROW(.of = maxPerfResetOnDown, .power = 5999, .PL1 = 12001, .steps = 2, .line = "set 1 exitCount ==2"),
+          ROW(.of = maxPerfResetOnDown, .power = 6000, .PL1 = 12001, .steps = 3, .line = "set 2 exitCount ==3"),
+          ROW(.of = maxPerfResetOnDown, .power = 12000, .PL1 = 12001, .steps = 3, .line = "set 2 exitCount ==3"),
+          ROW(.of = maxPerfResetOnDown, .power = 12001, .PL1 = 12001, .line = "Not done =="),
+          // light power comes before a low limit
+          ROW(.of = maxPerfResetOnDown, .power = 5000, .PL1 = 4000, .line = "Not done =="));
+
+TEST_P(MaxPerfResetCase, FollowsPowerAndItsBranch)
 {
-    const std::vector<Row> rows = {
-        { 5999, 2, 1, { "2  ******* Max Perf Reset set 1 exitCount ==2" } },
-        { 6000, 3, 1, { "2  ******* Max Perf Reset set 2 exitCount ==3" } },
-        { 12000, 3, 1, { "2  ******* Max Perf Reset set 2 exitCount ==3" } },
-        { 12001, 7, 0, { "2  ******* Max Perf Reset Not done ==" } },
-    };
-    cpuPL1 = 12001;
+    pkgPower = row().power;
+    acMode = row().acMode;
+    cpuPL1 = row().PL1;
+    exitCount = 7;
 
-    expectEach(maxPerfResetOnDown, rows);
-}
+    resetMaxPerf(loop, row().of);
 
-TEST_F(MaxPerfResetCases, LightPowerComesBeforeALowLimit)
-{
-    const std::vector<Row> rows = {
-        { 4999, 2, 1, {} },
-        { 5000, 7, 0, { "2  ******* Max Perf Reset Not done ==" } },
-    };
-    cpuPL1 = 4000;
-
-    expectEach(maxPerfResetOnDown, rows);
+    EXPECT_EQ(exitCount, row().steps);
+    EXPECT_EQ(loop.restorePending, row().steps == 7 ? 0 : 1);
+    EXPECT_THAT(machine.messages(), testing::ElementsAre(std::string("2  ******* Max Perf Reset ") + row().line));
 }
 
 }  // namespace

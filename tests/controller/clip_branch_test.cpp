@@ -1,10 +1,6 @@
 // PIDx- -1.
 #include "controller/branches.h"
-#include "state/state.h"
-
-#include "tests/support/simulated_machine.h"
-
-#include <gmock/gmock.h>
+#include "tests/controller/part_of_step.h"
 
 #include <climits>
 #include <string>
@@ -14,35 +10,21 @@ namespace {
 
 using testing::ElementsAre;
 
-// Three clipped samples at 7000 mW on mains.
-class ClipBranch : public testing::Test {
+// Three clipped samples at 7000 mW.
+class ClipBranch : public PartOfStep {
 protected:
-    ClipBranch() { arrange(); }
-
-    void arrange()
+    ClipBranch()
     {
-        minPrefReset = 0;
         appliedPrefMax = 3000;
-        acMode = 1;
-        cpuPL1 = 17000;
         pkgPower = 7000;
         pkgPowerPrev = 2000;
-        prevClipCount = 0;
         clipPending = 1;
         leastRangeCount = 4;
-        PerfRange = 4800;
-        PID_Change = 0;
-        exitCount = -1;
         NewPID = 1;
-        loop = {};
         loop.prefMax = 3500;
         loop.floor = 1800;
         loop.clipCount = 3;
-        machine.forget();
     }
-
-    SimulatedMachine machine;
-    LoopState loop;
 };
 
 TEST_F(ClipBranch, WritesTheCandidateAndRemembersTheStep)
@@ -63,165 +45,111 @@ TEST_F(ClipBranch, WritesTheCandidateAndRemembersTheStep)
     EXPECT_EQ(loop.PostPID, 0);
 }
 
-TEST_F(ClipBranch, GivesFullPerformanceAtHighPowerAndHalfBelow)
+struct CandidateRow {
+    std::uint32_t acMode = 1;
+    int power;
+    int floor = 1800;
+    int candidate;
+    int PerfRange = 4800;  // floor and 3000
+};
+
+class ClipBranchCandidate : public WithRow<ClipBranch, CandidateRow> {};
+
+TEST_ROWS(ClipBranchCandidate, ROW(.power = -1, .candidate = 5000), ROW(.power = 6499, .candidate = 5000),
+          ROW(.power = 6500, .candidate = 5000), ROW(.power = 6501, .candidate = 10000),
+          ROW(.power = INT_MAX, .candidate = 10000), ROW(.acMode = 0, .power = 7499, .candidate = 5000),
+          ROW(.acMode = 0, .power = 7500, .candidate = 5000), ROW(.acMode = 255, .power = 6500, .candidate = 5000),
+          ROW(.acMode = 255, .power = 6501, .candidate = 10000),
+          ROW(.power = 3000, .floor = 2345, .candidate = 5000, .PerfRange = 5345),
+          // on mains a clip never arranges a reset
+          ROW(.power = 8000, .candidate = 10000), ROW(.acMode = 255, .power = 8000, .candidate = 10000));
+
+TEST_P(ClipBranchCandidate, IsFullPerformanceAtHighPowerAndHalfBelow)
 {
-    struct Row {
-        std::uint32_t acMode;
-        int pkgPower;
-        int candidate;
-    };
-
-    const Row rows[] = {
-        { 1, -1, 5000 },   { 1, 6499, 5000 },  { 1, 6500, 5000 },   { 1, 6501, 10000 },   { 0, 7499, 5000 },
-        { 0, 7500, 5000 }, { 0, 7501, 10000 }, { 255, 6500, 5000 }, { 255, 6501, 10000 }, { 1, INT_MAX, 10000 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::to_string(row.acMode) + " " + std::to_string(row.pkgPower));
-        arrange();
-        acMode = row.acMode;
-        pkgPower = row.pkgPower;
-
-        onClip(loop);
-
-        EXPECT_EQ(loop.prefMax, row.candidate);
-        EXPECT_EQ(appliedPrefMax, row.candidate);
-    }
-}
-
-TEST_F(ClipBranch, HalfPerformanceHasItsLine)
-{
-    pkgPower = 3000;
+    acMode = row().acMode;
+    pkgPower = row().power;
+    loop.floor = row().floor;
 
     onClip(loop);
 
-    EXPECT_THAT(machine.happened(),
-                ElementsAre("SET_PERF_PREFERENCE_MAX 5000 0", "log 2  ****** PIDx- -1 Clip error Step Up Pref ==5000"));
+    EXPECT_THAT(machine.messages(),
+                ElementsAre("2  ****** PIDx- -1 Clip error Step Up Pref ==" + std::to_string(row().candidate)));
+    EXPECT_EQ(loop.prefMax, row().candidate);
+    EXPECT_EQ(appliedPrefMax, row().candidate);
+    EXPECT_EQ(PerfRange, row().PerfRange);
+    EXPECT_EQ(exitCount, -1);
+    EXPECT_EQ(loop.restorePending, 0);
 }
 
-TEST_F(ClipBranch, TargetFollowsTheFloor)
+struct StartRow {
+    std::uint32_t acMode = 1;
+    int power;
+    int candidate;
+};
+
+class ClipBranchProcessStart : public WithRow<ClipBranch, StartRow> {};
+
+TEST_ROWS(ClipBranchProcessStart, ROW(.power = 7000, .candidate = 10000), ROW(.power = 3000, .candidate = 5000),
+          ROW(.acMode = 0, .power = 8000, .candidate = 10000));
+
+TEST_P(ClipBranchProcessStart, TogetherWithAClipWritesNoPreferenceAndPausesTwoSeconds)
 {
-    loop.floor = 2345;
-
-    onClip(loop);
-
-    EXPECT_EQ(PerfRange, 5345);
-}
-
-TEST_F(ClipBranch, ClipTogetherWithAProcessStartWritesNoPreferenceAndPausesTwoSeconds)
-{
-    struct Row {
-        std::uint32_t acMode;
-        int pkgPower;
-        int candidate;
-    };
-
-    for (const Row& row : { Row{ 1, 7000, 10000 }, Row{ 1, 3000, 5000 }, Row{ 0, 8000, 10000 } }) {
-        SCOPED_TRACE(row.pkgPower);
-        arrange();
-        acMode = row.acMode;
-        pkgPower = row.pkgPower;
-        PID_Change = 1;
-        exitCount = 3;
-        loop.restorePending = 1;
-        minPrefReset = -1;
-
-        onClip(loop);
-
-        EXPECT_THAT(machine.happened(),
-                    ElementsAre("log 2  ******** PIDx- -1 Clip error PrefMax ==10000", "sleep 2000"));
-        EXPECT_EQ(loop.PostPID, 1);
-        EXPECT_EQ(PID_Change, 0);
-        EXPECT_EQ(exitCount, 0);
-        EXPECT_EQ(NewPID, 0);
-        EXPECT_EQ(loop.restorePending, 0);
-        EXPECT_EQ(appliedPrefMax, 3000);
-        EXPECT_EQ(loop.prefMax, row.candidate);
-        EXPECT_EQ(PerfRange, 4800);
-        EXPECT_EQ(pkgPowerPrev, row.pkgPower);
-        EXPECT_EQ(prevClipCount, 3);
-        EXPECT_EQ(leastRangeCount, 0);
-        EXPECT_EQ(clipPending, 0);
-    }
-}
-
-TEST_F(ClipBranch, ProcessStartIsOverBeforeThePause)
-{
+    acMode = row().acMode;
+    pkgPower = row().power;
     PID_Change = 1;
+    exitCount = 3;
+    loop.restorePending = 1;
+    minPrefReset = -1;
     int seen = -1;
     machine.onSleep = [&](std::uint32_t) { seen = PID_Change; };
 
     onClip(loop);
 
-    EXPECT_EQ(seen, 0);
+    EXPECT_THAT(machine.happened(), ElementsAre("log 2  ******** PIDx- -1 Clip error PrefMax ==10000", "sleep 2000"));
+    EXPECT_EQ(seen, 0);  // the start is over before the pause
+    EXPECT_EQ(loop.PostPID, 1);
+    EXPECT_EQ(PID_Change, 0);
+    EXPECT_EQ(exitCount, 0);
+    EXPECT_EQ(NewPID, 0);
+    EXPECT_EQ(loop.restorePending, 0);
+    EXPECT_EQ(appliedPrefMax, 3000);
+    EXPECT_EQ(loop.prefMax, row().candidate);
+    EXPECT_EQ(PerfRange, 4800);
+    EXPECT_EQ(pkgPowerPrev, row().power);
+    EXPECT_EQ(prevClipCount, 3);
+    EXPECT_EQ(leastRangeCount, 0);
+    EXPECT_EQ(clipPending, 0);
 }
 
-using MaxPerfResetOnClip = ClipBranch;
+struct ResetRow {
+    int power;
+    int restorePending = 0;
+    int exitCount = -1;  // as before: not arranged
+    int pendingAfter;
+    int PerfRange = 3800;  // floor and 2000
+    std::size_t messages = 2;
+};
 
-TEST_F(MaxPerfResetOnClip, OnBatteryItIsArrangedByPower)
-{
-    struct Row {
-        int pkgPower;
-        int exitCount;  // -1 before
-        int restorePending;
-        const char* line;
-    };
+class ClipBranchReset : public WithRow<ClipBranch, ResetRow> {};
 
-    const Row rows[] = {
-        { 7501, 2, 1, "2  ******* Max Perf Reset set 3 ==2" },
-        { 8499, 2, 1, "2  ******* Max Perf Reset set 3 ==2" },
-        { 8500, 3, 1, "2  ******* Max Perf Reset set 4 ==3" },
-        { 16999, 3, 1, "2  ******* Max Perf Reset set 4 ==3" },
-        { 17000, -1, 0, "2  ******* Max Perf Reset Not set 2 ==-1" },
-        { INT_MAX, -1, 0, "2  ******* Max Perf Reset Not set 2 ==-1" },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.pkgPower);
-        arrange();
-        acMode = 0;
-        pkgPower = row.pkgPower;
+TEST_ROWS(ClipBranchReset, ROW(.power = 7501, .exitCount = 2, .pendingAfter = 1),
+          ROW(.power = 17000, .pendingAfter = 0),
+          // not of half performance, nor while a restore is pending
+          ROW(.power = 7500, .pendingAfter = 0, .PerfRange = 4800, .messages = 1),
+          ROW(.power = 8000, .restorePending = 1, .pendingAfter = 1, .PerfRange = 4800, .messages = 1));
 
-        onClip(loop);
-
-        EXPECT_EQ(exitCount, row.exitCount);
-        EXPECT_EQ(loop.restorePending, row.restorePending);
-        EXPECT_THAT(machine.messages(), ElementsAre("2  ****** PIDx- -1 Clip error Step Up Pref ==10000", row.line));
-        EXPECT_EQ(PerfRange, 3800);  // floor and 2000
-    }
-}
-
-TEST_F(MaxPerfResetOnClip, NeverHappensOnMains)
-{
-    for (const std::uint32_t source : { 1U, 255U }) {
-        SCOPED_TRACE(source);
-        arrange();
-        acMode = source;
-        pkgPower = 8000;
-
-        onClip(loop);
-
-        EXPECT_EQ(exitCount, -1);
-        EXPECT_EQ(loop.restorePending, 0);
-        EXPECT_EQ(PerfRange, 4800);
-        EXPECT_THAT(machine.messages(), ElementsAre("2  ****** PIDx- -1 Clip error Step Up Pref ==10000"));
-    }
-}
-
-TEST_F(MaxPerfResetOnClip, NeedsFullPerformanceAndNoRestoreThatIsPending)
+TEST_P(ClipBranchReset, OfFullPerformanceIsArrangedOnBattery)
 {
     acMode = 0;
-    pkgPower = 7500;
-    onClip(loop);
-    EXPECT_EQ(exitCount, -1);
-    EXPECT_EQ(PerfRange, 4800);
+    pkgPower = row().power;
+    loop.restorePending = row().restorePending;
 
-    arrange();
-    acMode = 0;
-    pkgPower = 8000;
-    loop.restorePending = 1;
     onClip(loop);
-    EXPECT_EQ(exitCount, -1);
-    EXPECT_EQ(loop.restorePending, 1);
-    EXPECT_EQ(PerfRange, 4800);
+
+    EXPECT_EQ(exitCount, row().exitCount);
+    EXPECT_EQ(loop.restorePending, row().pendingAfter);
+    EXPECT_EQ(PerfRange, row().PerfRange);
+    EXPECT_THAT(machine.messages(), testing::SizeIs(row().messages));
 }
 
 }  // namespace

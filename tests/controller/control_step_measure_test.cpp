@@ -3,16 +3,17 @@
 #include "state/state.h"
 
 #include "simulator/replay/imports.h"
+#include "tests/support/rows.h"
 #include "tests/support/simulated_machine.h"
 
 #include <gmock/gmock.h>
 
 #include <climits>
-#include <string>
 
 namespace kelvane::tests {
 namespace {
 
+using testing::AllOf;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -25,6 +26,8 @@ protected:
         minPrefReset = 0;
         appliedPrefMax = 9000;
         acMode = 1;
+        machine.power(3000);
+        pkgPowerPrev = 3000;
     }
 
     // Power that jumps from nothing to 6003 mW in the third sample: 1001 mW above the last step's in the average.
@@ -42,37 +45,34 @@ protected:
     LoopState loop;
 };
 
-using ReadPowerSource = ControlStepMeasure;
+struct SourceRow {
+    bool tells = true;
+    std::uint8_t line;
+    std::uint32_t before = 7;
+    std::uint32_t after;
+};
 
-TEST_F(ReadPowerSource, TakesTheLineStatus)
+using ReadPowerSource = WithRow<ControlStepMeasure, SourceRow>;
+
+TEST_ROWS(ReadPowerSource, ROW(.line = 0, .after = 0), ROW(.line = 1, .after = 1), ROW(.line = 255, .after = 255),
+          ROW(.tells = false, .line = 1, .before = 0, .after = 0),
+          ROW(.tells = false, .line = 0, .before = 1, .after = 1),
+          ROW(.tells = false, .line = 1, .before = 255, .after = 255));
+
+TEST_P(ReadPowerSource, TakesTheLineStatusUnlessTheSystemDoesNotTell)
 {
-    for (const std::uint8_t line : { std::uint8_t{ 0 }, std::uint8_t{ 1 }, std::uint8_t{ 255 } }) {
-        acMode = 7;
-        simulator::setPowerSource({ true, line });
+    simulator::setPowerSource({ row().tells, row().line });
+    acMode = row().before;
 
-        readPowerSource();
+    readPowerSource();
 
-        EXPECT_EQ(acMode, line);
-    }
-}
-
-TEST_F(ReadPowerSource, KeepsTheLastOneWhenTheSystemDoesNotTell)
-{
-    simulator::setPowerSource({ false, 1 });
-    for (const std::uint32_t before : { 0U, 1U, 255U }) {
-        acMode = before;
-
-        readPowerSource();
-
-        EXPECT_EQ(acMode, before);
-    }
+    EXPECT_EQ(acMode, row().after);
 }
 
 using Measure = ControlStepMeasure;
 
 TEST_F(Measure, ProbesWithTheStepsSleepAndKeepsTheClipCount)
 {
-    machine.power(3000);
     machine.clipReasons(0x400);
     loop.probeSleep = 123;
 
@@ -80,23 +80,10 @@ TEST_F(Measure, ProbesWithTheStepsSleepAndKeepsTheClipCount)
 
     EXPECT_EQ(loop.clipCount, 10);
     EXPECT_EQ(pkgPower, 3000);
-    EXPECT_THAT(machine.sleeps(), SizeIs(10));
-    EXPECT_THAT(machine.sleeps(), Each(123));
+    EXPECT_THAT(machine.sleeps(), AllOf(SizeIs(10), Each(123)));
 }
 
-TEST_F(Measure, ProbesWithTheLoopsPreferenceAsItsBase)
-{
-    loop.prefMax = 4000;
-    appliedPrefMax = 4000;
-    presentRamp();
-
-    measure(loop);
-
-    EXPECT_THAT(machine.writes(), ElementsAre("SET_PERF_PREFERENCE_MAX 4500"));
-    EXPECT_EQ(loop.prefMax, 4000);
-}
-
-TEST_F(Measure, ProbeKnowsTheWorkingLimit)
+TEST_F(Measure, ProbeHasTheLoopsPreferenceAsItsBaseAndKnowsTheWorkingLimit)
 {
     loop.prefMax = 4000;
     appliedPrefMax = 4000;
@@ -110,6 +97,7 @@ TEST_F(Measure, ProbeKnowsTheWorkingLimit)
     presentRamp();
     measure(loop);
     EXPECT_THAT(machine.writes(), ElementsAre("SET_PERF_PREFERENCE_MAX 4500"));
+    EXPECT_EQ(loop.prefMax, 4000);
 }
 
 TEST_F(Measure, ProbeKnowsThePowerSource)
@@ -127,10 +115,9 @@ TEST_F(Measure, ProbeKnowsThePowerSource)
     EXPECT_EQ(appliedPrefMax, 1800);
 }
 
-TEST_F(Measure, TrackerKnowsTheWorkingLimit)
+TEST_F(Measure, TrackerKnowsTheWorkingLimitTheNewPowerAndTheRestoreThatIsPending)
 {
-    machine.power(3000);
-    pkgPowerPrev = 3000;
+    exitCount = 3;
 
     cpuPL1 = 3000;
     measure(loop);
@@ -139,15 +126,6 @@ TEST_F(Measure, TrackerKnowsTheWorkingLimit)
     cpuPL1 = 3001;
     measure(loop);
     EXPECT_EQ(avgCnt, 1);
-}
-
-TEST_F(Measure, TrackerTakesTheNewPowerAndTheRestoreThatIsPending)
-{
-    machine.power(3000);
-    pkgPowerPrev = 3000;
-    exitCount = 3;
-
-    measure(loop);
     EXPECT_EQ(avgSum, 3000);
     EXPECT_EQ(exitCount, 3);
 
@@ -156,35 +134,10 @@ TEST_F(Measure, TrackerTakesTheNewPowerAndTheRestoreThatIsPending)
     EXPECT_EQ(exitCount, 2);
 }
 
-TEST_F(Measure, AverageStartsAfreshWhenClippingHasEnded)
-{
-    struct Row {
-        int prevClipCount;
-        std::uint32_t reasons;
-        bool reset;
-    };
-
-    for (const Row& row : { Row{ 3, 0, true }, Row{ -1, 0, true }, Row{ 0, 0, false }, Row{ 3, 0x400, false },
-                            Row{ 0, 0x400, false } }) {
-        SCOPED_TRACE(std::to_string(row.prevClipCount) + " " + std::to_string(row.reasons));
-        avgWindowMin = 5;
-        machine.power(3000);
-        machine.clipReasons(row.reasons);
-        pkgPowerPrev = 3000;
-        prevClipCount = row.prevClipCount;
-
-        measure(loop);
-
-        EXPECT_EQ(avgWindowMin == 3, row.reset);
-        EXPECT_EQ(prevClipCount, row.prevClipCount);
-    }
-}
-
 TEST_F(Measure, FailedClipReadKeepsThePowerAndTracksItAgain)
 {
     pkgPower = 2900;
     pkgPowerPrev = 2900;
-    machine.power(3000);
     machine.answer("GET_IA_CLIP_REASONS", 1500);
 
     measure(loop);
@@ -194,59 +147,73 @@ TEST_F(Measure, FailedClipReadKeepsThePowerAndTracksItAgain)
     EXPECT_EQ(avgSum, 2900);
 }
 
-using Account = ControlStepMeasure;
+struct ClippingRow {
+    int before;
+    std::uint32_t reasons;
+    int window;  // 5 before
+};
 
-TEST_F(Account, CeilingIsBelowPL1ByMoreOnMains)
+using MeasureAfterClips = WithRow<ControlStepMeasure, ClippingRow>;
+
+TEST_ROWS(MeasureAfterClips, ROW(.before = 3, .reasons = 0, .window = 3), ROW(.before = -1, .reasons = 0, .window = 3),
+          ROW(.before = 0, .reasons = 0, .window = 5), ROW(.before = 3, .reasons = 0x400, .window = 5),
+          ROW(.before = 0, .reasons = 0x400, .window = 5));
+
+TEST_P(MeasureAfterClips, StartsTheAverageAfreshWhenTheyHaveEnded)
 {
-    struct Row {
-        std::uint32_t acMode;
-        int cpuPL1;
-        int pwrCeiling;
-    };
+    machine.clipReasons(row().reasons);
+    prevClipCount = row().before;
 
-    for (const Row& row : { Row{ 0, 17000, 16000 }, Row{ 1, 17000, 15000 }, Row{ 255, 17000, 15000 },
-                            Row{ 0, 9000, 8000 }, Row{ 1, 9000, 7000 } }) {
-        SCOPED_TRACE(row.acMode);
-        acMode = row.acMode;
-        cpuPL1 = row.cpuPL1;
+    measure(loop);
 
-        countStep(loop);
-
-        EXPECT_EQ(pwrCeiling, row.pwrCeiling);
-    }
+    EXPECT_EQ(avgWindowMin, row().window);
+    EXPECT_EQ(prevClipCount, row().before);
 }
 
-TEST_F(Account, HighPowerOnMainsAsksForMoreUnlessTheWorkloadIsHeavy)
+struct PowerRow {
+    std::uint32_t acMode = 1;
+    int workload = 0;
+    int cpuPL1 = 17000;
+    int power = 0;
+    int pwrCeiling = 15000;
+    int PerfRange = 1800;  // 1800 before
+};
+
+using CountStep = WithRow<ControlStepMeasure, PowerRow>;
+
+TEST_ROWS(CountStep,
+          // the ceiling is below PL1, by more on mains
+          ROW(.acMode = 0, .pwrCeiling = 16000), ROW(.acMode = 1, .pwrCeiling = 15000),
+          ROW(.acMode = 255, .pwrCeiling = 15000), ROW(.acMode = 0, .cpuPL1 = 9000, .pwrCeiling = 8000),
+          ROW(.acMode = 1, .cpuPL1 = 9000, .pwrCeiling = 7000),
+          // more than half of PL1 on mains asks for more, unless the workload is heavy
+          ROW(.power = 8499, .PerfRange = 1800), ROW(.power = 8500, .PerfRange = 1800),
+          ROW(.power = 8501, .PerfRange = 2800),
+          ROW(.cpuPL1 = 17001, .power = 8500, .pwrCeiling = 15001, .PerfRange = 1800),
+          ROW(.cpuPL1 = 17001, .power = 8501, .pwrCeiling = 15001, .PerfRange = 2800),
+          ROW(.cpuPL1 = 9000, .power = 4501, .pwrCeiling = 7000, .PerfRange = 2800),
+          ROW(.acMode = 0, .power = 16000, .pwrCeiling = 16000, .PerfRange = 1800),
+          ROW(.acMode = 255, .power = 8501, .PerfRange = 2800), ROW(.workload = 4, .power = 16000, .PerfRange = 1800),
+          ROW(.workload = 3, .power = 16000, .PerfRange = 2800), ROW(.workload = 5, .power = 16000, .PerfRange = 2800),
+          ROW(.workload = -1, .power = 16000, .PerfRange = 2800));
+
+TEST_P(CountStep, PlacesTheCeilingAndAsksForMoreAtHighPower)
 {
-    struct Row {
-        std::uint32_t acMode;
-        int workload;
-        int cpuPL1;
-        int pkgPower;
-        int PerfRange;
-    };
+    acMode = row().acMode;
+    g_workload = row().workload;
+    cpuPL1 = row().cpuPL1;
+    pkgPower = row().power;
+    PerfRange = 1800;
 
-    const Row rows[] = {
-        { 1, 0, 17000, 8499, 1800 },   { 1, 0, 17000, 8500, 1800 },   { 1, 0, 17000, 8501, 2800 },
-        { 1, 0, 17001, 8500, 1800 },   { 1, 0, 17001, 8501, 2800 },   { 0, 0, 17000, 16000, 1800 },
-        { 255, 0, 17000, 8501, 2800 }, { 1, 4, 17000, 16000, 1800 },  { 1, 3, 17000, 16000, 2800 },
-        { 1, 5, 17000, 16000, 2800 },  { 1, -1, 17000, 16000, 2800 }, { 1, 0, 9000, 4501, 2800 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::to_string(row.acMode) + " " + std::to_string(row.pkgPower));
-        acMode = row.acMode;
-        g_workload = row.workload;
-        cpuPL1 = row.cpuPL1;
-        pkgPower = row.pkgPower;
-        PerfRange = 1800;
+    countStep(loop);
 
-        countStep(loop);
-
-        EXPECT_EQ(PerfRange, row.PerfRange);
-    }
+    EXPECT_EQ(pwrCeiling, row().pwrCeiling);
+    EXPECT_EQ(PerfRange, row().PerfRange);
 }
 
-TEST_F(Account, AddsTheStepToTheStatistics)
+using Statistics = ControlStepMeasure;
+
+TEST_F(Statistics, TakeTheStep)
 {
     clipSum = 10;
     avgCount = 20;
@@ -267,7 +234,7 @@ TEST_F(Account, AddsTheStepToTheStatistics)
     EXPECT_EQ(loop.probeSleep, 300U);
 }
 
-TEST_F(Account, FailedClipReadCountsAsMinusOne)
+TEST_F(Statistics, TakeAFailedClipReadAsMinusOne)
 {
     loop.clipCount = -1;
 
@@ -276,22 +243,18 @@ TEST_F(Account, FailedClipReadCountsAsMinusOne)
     EXPECT_EQ(clipSum, -1);
 }
 
-TEST_F(Account, CountersStopAtTheirEnds)
+TEST_F(Statistics, StopAtTheirEnds)
 {
     clipSum = INT_MAX - 4;
     avgCount = INT_MAX;
     loop.clipCount = 10;
-
     countStep(loop);
-
     EXPECT_EQ(clipSum, INT_MAX);
     EXPECT_EQ(avgCount, INT_MAX);
 
     clipSum = INT_MIN;
     loop.clipCount = -1;
-
     countStep(loop);
-
     EXPECT_EQ(clipSum, INT_MIN);
 }
 

@@ -2,12 +2,12 @@
 #include "controller/control_step.h"
 #include "state/state.h"
 
+#include "tests/support/rows.h"
 #include "tests/support/simulated_machine.h"
 
 #include <gmock/gmock.h>
 
 #include <climits>
-#include <string>
 
 namespace kelvane::tests {
 namespace {
@@ -15,14 +15,15 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
+using testing::SizeIs;
 
-// A process that is in no list started, and power rose by less than a thousand to less than six.
+constexpr char started[] = "log 2  **** PIDx- 0 PIC *Pkg power = 1999 *Perf Max = 5000 *pkgPowerPrev = 1000 "
+                           "*pName = notepad.exe *WLC ==: 3 *noOfPids ==: 1";
+
+// A process that is in no list started during a burst, and power rose by less than a thousand to less than six.
 class ProcessStart : public testing::Test {
 protected:
-    ProcessStart() { arrange(); }
-
-    void arrange()
+    ProcessStart()
     {
         minPrefReset = 0;
         appliedPrefMax = 9000;
@@ -34,16 +35,11 @@ protected:
         pkgPower = 1999;
         pkgPowerPrev = 1000;
         exitCount = 1;
-        activeIdle = 0;
-        perfRestored = 0;
         PerfRange = 2500;
         PrevPerf = 1500;
-        machine.power(0);
-        loop = {};
         loop.prefMax = 5000;
         loop.floor = 2000;
         loop.probeSleep = 300;
-        machine.forget();
     }
 
     SimulatedMachine machine;
@@ -64,6 +60,7 @@ TEST_F(ProcessStart, NothingHappensWithoutOne)
 TEST_F(ProcessStart, WithPowerBehindItIsLeftToTheBranches)
 {
     pkgPower = 2000;
+    activeIdle = 1;
 
     handleProcessStart(loop);
 
@@ -71,38 +68,39 @@ TEST_F(ProcessStart, WithPowerBehindItIsLeftToTheBranches)
     EXPECT_EQ(g_trackedProcessSeen, 0);
     EXPECT_EQ(noOfPids, 1);
     EXPECT_EQ(loop.prefMax, 5000);
+    EXPECT_EQ(activeIdle, 1);
     EXPECT_THAT(machine.happened(),
                 ElementsAre("log 2  **** PIDx- 0 PIC *Pkg power = 2000 *Perf Max = 5000 *pkgPowerPrev = 1000 "
                             "*pName = notepad.exe *WLC ==: 3 *noOfPids ==: 1"));
 }
 
-TEST_F(ProcessStart, PowerBehindItIsARiseOfAThousandOrSixThousand)
+struct PowerRow {
+    int noOfPids = 1;
+    int prev = 1000;
+    int power;
+    bool kept;
+};
+
+using ProcessStartPower = WithRow<ProcessStart, PowerRow>;
+
+TEST_ROWS(ProcessStartPower, ROW(.power = 1999, .kept = false), ROW(.power = 2000, .kept = true),
+          ROW(.power = 2001, .kept = true), ROW(.prev = -1, .power = 999, .kept = true),
+          ROW(.prev = 5500, .power = 5999, .kept = false), ROW(.prev = 5500, .power = 6000, .kept = true),
+          ROW(.prev = 9000, .power = 6000, .kept = true), ROW(.prev = INT_MAX, .power = 5999, .kept = false),
+          ROW(.prev = INT_MAX, .power = INT_MAX, .kept = true), ROW(.noOfPids = 7, .power = 2000, .kept = true),
+          ROW(.noOfPids = -1, .power = 2000, .kept = true), ROW(.noOfPids = 0, .power = 9000, .kept = false));
+
+TEST_P(ProcessStartPower, BehindItIsARiseOfAThousandOrSixThousand)
 {
-    struct Row {
-        int noOfPids;
-        int pkgPower;
-        int pkgPowerPrev;
-        bool kept;
-    };
+    noOfPids = row().noOfPids;
+    pkgPower = row().power;
+    pkgPowerPrev = row().prev;
 
-    const Row rows[] = {
-        { 1, 1999, 1000, false }, { 1, 2000, 1000, true },     { 1, 2001, 1000, true },       { 1, 5999, 5500, false },
-        { 1, 6000, 5500, true },  { 1, 6000, 9000, true },     { 0, 9000, 1000, false },      { 7, 2000, 1000, true },
-        { -1, 2000, 1000, true }, { 1, 5999, INT_MAX, false }, { 1, INT_MAX, INT_MAX, true }, { 1, 999, -1, true },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::to_string(row.noOfPids) + " " + std::to_string(row.pkgPower));
-        arrange();
-        noOfPids = row.noOfPids;
-        pkgPower = row.pkgPower;
-        pkgPowerPrev = row.pkgPowerPrev;
+    handleProcessStart(loop);
 
-        handleProcessStart(loop);
-
-        EXPECT_EQ(PID_Change, row.kept ? 1 : 0);
-        EXPECT_EQ(g_trackedProcessSeen, row.noOfPids != 0 ? 0 : 1);
-        EXPECT_EQ(machine.messages().size(), row.kept ? 1U : 2U);
-    }
+    EXPECT_EQ(PID_Change, row().kept ? 1 : 0);
+    EXPECT_EQ(g_trackedProcessSeen, row().noOfPids == 0 ? 1 : 0);
+    EXPECT_THAT(machine.messages(), SizeIs(row().kept ? 1 : 2));
 }
 
 TEST_F(ProcessStart, WithoutPowerDuringABurstIsOnlyForgotten)
@@ -115,13 +113,11 @@ TEST_F(ProcessStart, WithoutPowerDuringABurstIsOnlyForgotten)
     EXPECT_EQ(perfRestored, 0);
     EXPECT_EQ(loop.probeSleep, 300U);
     EXPECT_THAT(machine.happened(),
-                ElementsAre("log 2  **** PIDx- 0 PIC *Pkg power = 1999 *Perf Max = 5000 *pkgPowerPrev = 1000 "
-                            "*pName = notepad.exe *WLC ==: 3 *noOfPids ==: 1",
-                            "log 2  **** PID_Change reset to 0 pkgPower = 1999 * prefMax  = 5000 * PrevPerf = 1500 "
-                            "* PID_Change = 0"));
+                ElementsAre(started, "log 2  **** PID_Change reset to 0 pkgPower = 1999 * prefMax  = 5000 "
+                                     "* PrevPerf = 1500 * PID_Change = 0"));
 }
 
-TEST_F(ProcessStart, ListedProcessesAloneLeaveTheTrackedOneSeen)
+TEST_F(ProcessStart, OfAListedProcessHasNoNameAndLeavesItTracked)
 {
     noOfPids = 0;
     setProcessName("");
@@ -141,88 +137,58 @@ TEST_F(ProcessStart, WithoutABurstThePreferenceGoesBackToWhereItWas)
 
     handleProcessStart(loop);
 
-    EXPECT_EQ(loop.prefMax, 2500);
     EXPECT_EQ(perfRestored, 1);
-    EXPECT_EQ(pkgPower, 1999);
     EXPECT_THAT(machine.happened(),
-                ElementsAre("log 2  **** PIDx- 0 PIC *Pkg power = 1999 *Perf Max = 5000 *pkgPowerPrev = 1000 "
-                            "*pName = notepad.exe *WLC ==: 3 *noOfPids ==: 1",
-                            "GET_RAPL_POWER 0 0", "log 2  * PIDx 3 PID Restored ** PerfRange =2500 ** prefMax =2500",
+                ElementsAre(started, "GET_RAPL_POWER 0 0",
+                            "log 2  * PIDx 3 PID Restored ** PerfRange =2500 ** prefMax =2500",
                             "log 2  **** PID_Change reset to 0 pkgPower = 1999 * prefMax  = 2500 * PrevPerf = 1500 "
                             "* PID_Change = 0"));
 }
 
-TEST_F(ProcessStart, PreferenceComesBackToTheHighestOfTierEarlierCeilingAndFloor)
+struct RestoreRow {
+    int exitCount = 0;
+    int noOfPids = 1;
+    int PerfRange = 2500;
+    int PrevPerf = 1500;
+    int floor = 2000;
+    int power = 1999;
+    std::uint32_t reading = 0;
+    int status = 0;
+    int prefMaxAfter = 2500;
+    int powerAfter = 1999;
+};
+
+using ProcessStartRestore = WithRow<ProcessStart, RestoreRow>;
+
+TEST_ROWS(ProcessStartRestore,
+          // to the highest of tier, earlier ceiling and floor, outside a burst
+          ROW(.prefMaxAfter = 2500), ROW(.PrevPerf = 3500, .prefMaxAfter = 3500),
+          ROW(.floor = 2600, .prefMaxAfter = 2600), ROW(.exitCount = -1, .PrevPerf = 3500, .prefMaxAfter = 3500),
+          ROW(.exitCount = 1, .PrevPerf = 3500, .prefMaxAfter = 5000),
+          // the further reading is taken when it is much higher
+          ROW(.reading = 2499, .powerAfter = 1999), ROW(.reading = 2500, .powerAfter = 2500),
+          ROW(.power = -1, .reading = 499, .powerAfter = -1), ROW(.power = -1, .reading = 500, .powerAfter = 500),
+          // but not when it fails
+          ROW(.reading = 9000, .status = 1500, .powerAfter = 1999),
+          // it is not capped here, but for what no int holds
+          ROW(.reading = 60000, .powerAfter = 60000), ROW(.reading = 3'000'000'000, .powerAfter = 2'147'483'647),
+          ROW(.noOfPids = 0, .power = INT_MAX, .reading = 3'000'000'000, .powerAfter = INT_MAX));
+
+TEST_P(ProcessStartRestore, BringsThePreferenceBackAndReadsPowerOnceMore)
 {
-    struct Row {
-        int exitCount;
-        int PerfRange;
-        int PrevPerf;
-        int floor;
-        int prefMax;
-    };
-
-    const Row rows[] = {
-        { 0, 2500, 1500, 2000, 2500 },  { 0, 2500, 3500, 2000, 3500 }, { 0, 2500, 1500, 2600, 2600 },
-        { -1, 2500, 3500, 2000, 3500 }, { 1, 2500, 3500, 2000, 5000 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.prefMax);
-        arrange();
-        exitCount = row.exitCount;
-        PerfRange = row.PerfRange;
-        PrevPerf = row.PrevPerf;
-        loop.floor = row.floor;
-
-        handleProcessStart(loop);
-
-        EXPECT_EQ(loop.prefMax, row.prefMax);
-    }
-}
-
-TEST_F(ProcessStart, FurtherReadingIsTakenWhenItIsMuchHigher)
-{
-    struct Row {
-        std::uint32_t reading;
-        int status;
-        int before;
-        int after;
-    };
-
-    const Row rows[] = {
-        { 2499, 0, 1999, 1999 },
-        { 2500, 0, 1999, 2500 },
-        { 0, 0, 1999, 1999 },
-        { 499, 0, -1, -1 },
-        { 500, 0, -1, 500 },
-        { 9000, 1500, 1999, 1999 },                 // failed
-        { 60000, 0, 1999, 60000 },                  // not capped here
-        { 3'000'000'000, 0, 1999, 2'147'483'647 },  // no int holds it
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.reading);
-        arrange();
-        exitCount = -1;
-        pkgPower = row.before;
-        machine.power(row.reading);
-        machine.answer("GET_RAPL_POWER", row.status);
-
-        handleProcessStart(loop);
-
-        EXPECT_EQ(pkgPower, row.after);
-    }
-}
-
-TEST_F(ProcessStart, FurtherReadingDoesNotOverflow)
-{
-    exitCount = 0;
-    noOfPids = 0;
-    pkgPower = INT_MAX;
-    machine.power(3'000'000'000);
+    exitCount = row().exitCount;
+    noOfPids = row().noOfPids;
+    PerfRange = row().PerfRange;
+    PrevPerf = row().PrevPerf;
+    loop.floor = row().floor;
+    pkgPower = row().power;
+    machine.power(row().reading);
+    machine.answer("GET_RAPL_POWER", row().status);
 
     handleProcessStart(loop);
 
-    EXPECT_EQ(pkgPower, INT_MAX);
+    EXPECT_EQ(loop.prefMax, row().prefMaxAfter);
+    EXPECT_EQ(pkgPower, row().powerAfter);
 }
 
 TEST_F(ProcessStart, WithoutPowerEndsActiveIdle)
@@ -238,18 +204,6 @@ TEST_F(ProcessStart, WithoutPowerEndsActiveIdle)
     EXPECT_THAT(machine.messages(),
                 Contains("2  **** PID_Change reset to 0 pkgPower = 1999 * prefMax  = 5500 * PrevPerf = 1500 "
                          "* PID_Change = 0"));
-}
-
-TEST_F(ProcessStart, WithPowerLeavesActiveIdleToTheEndOfThePhases)
-{
-    activeIdle = 1;
-    pkgPower = 2000;
-
-    handleProcessStart(loop);
-
-    EXPECT_EQ(activeIdle, 1);
-    EXPECT_THAT(machine.writes(), IsEmpty());
-    EXPECT_THAT(machine.happened(), Not(Contains("GET_RAPL_POWER 0 0")));
 }
 
 }  // namespace

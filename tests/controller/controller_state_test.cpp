@@ -2,8 +2,7 @@
 #include "controller/loop_state.h"
 #include "controller/state.h"
 #include "state/state.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/rows.h"
 
 #include <cstdint>
 #include <type_traits>
@@ -100,24 +99,27 @@ TEST(ControllerState, EachRunOfTheLoopStartsItsLocalsAfresh)
     });
 }
 
-TEST(PowerSource, OnlyALineStatusOfZeroIsBattery)
+struct SourceRow {
+    std::uint32_t acMode;
+    bool mains;
+    int factor;
+    int chosen;
+};
+
+class PowerSource : public WithRow<testing::Test, SourceRow> {};
+
+TEST_ROWS(PowerSource, ROW(.acMode = 0, .mains = false, .factor = 0, .chosen = 22),
+          ROW(.acMode = 1, .mains = true, .factor = 1, .chosen = 11),
+          ROW(.acMode = 255, .mains = true, .factor = 255, .chosen = 11));
+
+TEST_P(PowerSource, IsBatteryWithALineStatusOfZeroAlone)
 {
-    struct Row {
-        std::uint32_t acMode;
-        bool mains;
-        int factor;
-        int chosen;
-    };
-
     constexpr BySource value = { 11, 22 };
-    for (const Row& row : { Row{ 0, false, 0, 22 }, Row{ 1, true, 1, 11 }, Row{ 255, true, 255, 11 } }) {
-        SCOPED_TRACE(row.acMode);
-        acMode = row.acMode;
+    acMode = row().acMode;
 
-        EXPECT_EQ(onMains(), row.mains);
-        EXPECT_EQ(acFactor(), row.factor);
-        EXPECT_EQ(bySource(value), row.chosen);
-    }
+    EXPECT_EQ(onMains(), row().mains);
+    EXPECT_EQ(acFactor(), row().factor);
+    EXPECT_EQ(bySource(value), row().chosen);
 }
 
 }  // namespace

@@ -1,10 +1,6 @@
 // PIDx 6.
 #include "controller/branches.h"
-#include "state/state.h"
-
-#include "tests/support/simulated_machine.h"
-
-#include <gmock/gmock.h>
+#include "tests/controller/part_of_step.h"
 
 #include <string>
 
@@ -14,11 +10,9 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class NoChangeBranch : public testing::Test {
+class NoChangeBranch : public PartOfStep {
 protected:
-    NoChangeBranch() { arrange(); }
-
-    void arrange()
+    NoChangeBranch()
     {
         appliedPrefMax = 4000;
         pkgPower = 1000;
@@ -29,15 +23,10 @@ protected:
         leastRangeCount = 2;
         leastRangeLimit = 5;
         leastRangeStep = -100;
-        loop = {};
         loop.prefMax = 3000;
         loop.clipCount = -1;
         loop.PostPID = 1;
-        machine.forget();
     }
-
-    SimulatedMachine machine;
-    LoopState loop;
 };
 
 TEST_F(NoChangeBranch, CountsAPreferenceThatStandsStillAndWritesNothing)
@@ -56,62 +45,58 @@ TEST_F(NoChangeBranch, CountsAPreferenceThatStandsStillAndWritesNothing)
     EXPECT_EQ(appliedPrefMax, 4000);
 }
 
-TEST_F(NoChangeBranch, AppliesTheTiersStepAfterMoreThanTheLimitOfRepeats)
+struct RepeatRow {
+    int limit = 5;
+    int count;
+    int step = -100;
+    int prefMax = 3000;
+    int countAfter = 1;
+};
+
+class NoChangeRepeat : public WithRow<NoChangeBranch, RepeatRow> {};
+
+TEST_ROWS(NoChangeRepeat, ROW(.count = 0), ROW(.count = 4, .countAfter = 5), ROW(.count = 5, .countAfter = 6),
+          ROW(.count = 6, .prefMax = 2900), ROW(.count = 6, .step = -200, .prefMax = 2800), ROW(.count = 6, .step = 0),
+          ROW(.count = 6, .step = 300, .prefMax = 3300), ROW(.count = 7, .prefMax = 2900),
+          ROW(.limit = 1, .count = 2, .prefMax = 2900));
+
+TEST_P(NoChangeRepeat, AppliesTheTiersStepAfterMoreThanTheLimit)
 {
-    struct Row {
-        int count;
-        int step;
-        int prefMax;  // 3000 before
-        int countAfter;
-    };
-
-    const Row rows[] = {
-        { 0, -100, 3000, 1 }, { 4, -100, 3000, 5 }, { 5, -100, 3000, 6 }, { 6, -100, 2900, 1 },
-        { 6, -200, 2800, 1 }, { 6, 0, 3000, 1 },    { 6, 300, 3300, 1 },  { 7, -100, 2900, 1 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::to_string(row.count) + " " + std::to_string(row.step));
-        arrange();
-        leastRangeCount = row.count;
-        leastRangeStep = row.step;
-
-        onNoChange(loop);
-
-        EXPECT_EQ(loop.prefMax, row.prefMax);
-        EXPECT_EQ(leastRangeCount, row.countAfter);
-        EXPECT_THAT(machine.happened(), ElementsAre("log 2  *** PIDx 6 No change in PrefMax, within least range = " +
-                                                    std::to_string(row.countAfter) + " ** incnttype = 3"));
-    }
-}
-
-TEST_F(NoChangeBranch, FollowsAnotherLimit)
-{
-    leastRangeLimit = 1;
+    leastRangeLimit = row().limit;
+    leastRangeCount = row().count;
+    leastRangeStep = row().step;
 
     onNoChange(loop);
 
-    EXPECT_EQ(loop.prefMax, 2900);
+    EXPECT_EQ(loop.prefMax, row().prefMax);
+    EXPECT_EQ(leastRangeCount, row().countAfter);
+    EXPECT_THAT(machine.happened(), ElementsAre("log 2  *** PIDx 6 No change in PrefMax, within least range = " +
+                                                std::to_string(row().countAfter) + " ** incnttype = 3"));
 }
 
-TEST_F(NoChangeBranch, PreferenceThatMovedIsOnlyRemembered)
+struct MovedRow {
+    int last;
+};
+
+class NoChangeMoved : public WithRow<NoChangeBranch, MovedRow> {};
+
+TEST_ROWS(NoChangeMoved, ROW(.last = 2999), ROW(.last = 3001));
+
+TEST_P(NoChangeMoved, PreferenceIsOnlyRemembered)
 {
-    for (const int last : { 2999, 3001 }) {
-        SCOPED_TRACE(last);
-        arrange();
-        lastPrefMax = last;
-        leastRangeCount = 6;
+    lastPrefMax = row().last;
+    leastRangeCount = 6;
 
-        onNoChange(loop);
+    onNoChange(loop);
 
-        EXPECT_THAT(machine.happened(), IsEmpty());
-        EXPECT_EQ(loop.prefMax, 3000);
-        EXPECT_EQ(leastRangeCount, 6);
-        EXPECT_EQ(loop.incnttype, 0);
-        EXPECT_EQ(loop.PostPID, 0);
-        EXPECT_EQ(pkgPowerPrev, 1000);
-        EXPECT_EQ(prevClipCount, -1);
-        EXPECT_EQ(clipPending, 1);
-    }
+    EXPECT_THAT(machine.happened(), IsEmpty());
+    EXPECT_EQ(loop.prefMax, 3000);
+    EXPECT_EQ(leastRangeCount, 6);
+    EXPECT_EQ(loop.incnttype, 0);
+    EXPECT_EQ(loop.PostPID, 0);
+    EXPECT_EQ(pkgPowerPrev, 1000);
+    EXPECT_EQ(prevClipCount, -1);
+    EXPECT_EQ(clipPending, 1);
 }
 
 }  // namespace

@@ -2,7 +2,12 @@
 #pragma once
 
 #include "controller/power_ramp_probe.h"
+#include "controller/state.h"
+#include "state/state.h"
+
 #include "tests/support/simulated_machine.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -20,29 +25,37 @@ struct Sample {
 struct ProbeCall {
     std::uint32_t acMode = 1;
     int prefMax = 5000;
-    std::uint32_t cpuPL1 = 1'000'000;  // mW, out of the way
+    std::uint32_t cpuPL1 = 4'000'000'000;  // mW, out of the way
     std::uint32_t sampleSleep = 300;
 };
 
-// One probe that sees `samples` in turn; the last one stays.
-inline int probe(SimulatedMachine& machine, const std::vector<Sample>& samples, const ProbeCall& call = {})
-{
-    std::size_t next = 0;
-    const auto present = [&] {
-        const Sample& sample = samples[std::min(next++, samples.size() - 1)];
-        machine.power(sample.power);
-        machine.clipReasons(sample.clipReasons);
-        machine.answer("GET_RAPL_POWER", sample.powerStatus);
-        machine.answer("GET_IA_CLIP_REASONS", sample.clipStatus);
-    };
-    present();
-    machine.onSleep = [&](std::uint32_t) { present(); };
-    const int clipped = powerRampProbe(call.acMode, call.prefMax, call.cpuPL1, call.sampleSleep);
-    machine.onSleep = nullptr;
-    return clipped;
-}
+class PowerRampProbe : public testing::Test {
+protected:
+    PowerRampProbe()
+    {
+        minPrefReset = 0;
+        appliedPrefMax = 5000;
+    }
 
-// The running average is 0 before the sample of index 2, and `average` from that sample to the last.
-inline std::vector<Sample> jumpTo(std::uint32_t average) { return { { 0 }, { 0 }, { 3 * average }, { average } }; }
+    // One probe that sees `samples` in turn; the last one stays.
+    int probe(const std::vector<Sample>& samples, const ProbeCall& call = {})
+    {
+        std::size_t next = 0;
+        const auto present = [&] {
+            const Sample& sample = samples[std::min(next++, samples.size() - 1)];
+            machine.power(sample.power);
+            machine.clipReasons(sample.clipReasons);
+            machine.answer("GET_RAPL_POWER", sample.powerStatus);
+            machine.answer("GET_IA_CLIP_REASONS", sample.clipStatus);
+        };
+        present();
+        machine.onSleep = [&](std::uint32_t) { present(); };
+        const int clipped = powerRampProbe(call.acMode, call.prefMax, call.cpuPL1, call.sampleSleep);
+        machine.onSleep = nullptr;
+        return clipped;
+    }
+
+    SimulatedMachine machine;
+};
 
 }  // namespace kelvane::tests

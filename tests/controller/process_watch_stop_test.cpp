@@ -2,6 +2,7 @@
 #include "state/state.h"
 
 #include "controller/control_step.h"
+#include "simulator/platform/unused_wmi.h"
 #include "simulator/replay/recorded_log.h"
 #include "tests/support/import_swap.h"
 #include "tests/support/simulated_machine.h"
@@ -66,9 +67,9 @@ public:
     }
 };
 
-class Services : public Slot<IWbemServices> {
+class Services : public simulator::UnusedServices<Slot<IWbemServices>> {
 public:
-    Services() : Slot("services") {}
+    Services() : UnusedServices("services") {}
 
     HRESULT cancelResult = S_OK;
     IWbemObjectSink* cancelled = nullptr;
@@ -79,63 +80,6 @@ public:
         cancelled = sink;
         return cancelResult;
     }
-
-    // None of the rest is called.
-    using Object = IWbemClassObject;
-    using Sink = IWbemObjectSink;
-    using Context = IWbemContext;
-    using Result = IWbemCallResult;
-    using Enum = IEnumWbemClassObject;
-
-    HRESULT STDMETHODCALLTYPE OpenNamespace(BSTR, LONG, Context*, IWbemServices**, Result**) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE QueryObjectSink(LONG, Sink**) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE GetObject(BSTR, LONG, Context*, Object**, Result**) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE GetObjectAsync(BSTR, LONG, Context*, Sink*) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE PutClass(Object*, LONG, Context*, Result**) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE PutClassAsync(Object*, LONG, Context*, Sink*) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE DeleteClass(BSTR, LONG, Context*, Result**) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE DeleteClassAsync(BSTR, LONG, Context*, Sink*) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE CreateClassEnum(BSTR, LONG, Context*, Enum**) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE CreateClassEnumAsync(BSTR, LONG, Context*, Sink*) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE PutInstance(Object*, LONG, Context*, Result**) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE PutInstanceAsync(Object*, LONG, Context*, Sink*) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE DeleteInstance(BSTR, LONG, Context*, Result**) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE DeleteInstanceAsync(BSTR, LONG, Context*, Sink*) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE CreateInstanceEnum(BSTR, LONG, Context*, Enum**) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE CreateInstanceEnumAsync(BSTR, LONG, Context*, Sink*) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE ExecQuery(BSTR, BSTR, LONG, Context*, Enum**) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE ExecQueryAsync(BSTR, BSTR, LONG, Context*, Sink*) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE ExecNotificationQuery(BSTR, BSTR, LONG, Context*, Enum**) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE ExecNotificationQueryAsync(BSTR, BSTR, LONG, Context*, Sink*) override { return none; }
-
-    HRESULT STDMETHODCALLTYPE ExecMethod(BSTR, BSTR, LONG, Context*, Object*, Object**, Result**) override
-    {
-        return none;
-    }
-
-    HRESULT STDMETHODCALLTYPE ExecMethodAsync(BSTR, BSTR, LONG, Context*, Object*, Sink*) override { return none; }
-
-private:
-    static constexpr HRESULT none = E_NOTIMPL;
 };
 
 #pragma GCC diagnostic pop

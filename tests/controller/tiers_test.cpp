@@ -1,96 +1,76 @@
-#include "controller/tiers.h"
-#include "state/state.h"
-
 #include "controller/control_step.h"
-#include "tests/support/simulated_machine.h"
-
-#include <gmock/gmock.h>
+#include "controller/tiers.h"
+#include "tests/controller/part_of_step.h"
 
 #include <climits>
-#include <string>
 
 namespace kelvane::tests {
 namespace {
 
 using testing::ElementsAre;
 
-struct TierRow {
-    int pkgPower;
-    int PerfRange;
-    int leastRangeStep;
-    int pwrDeltaThreshold;
-    int upStep;
-};
-
-// With PL1 at 17000 mW.
-constexpr TierRow tierRows[] = {
-    // power mW, preference, least step, rise mW, up step
-    { INT_MIN, 1200, 0, 50, 150 },   { -1, 1200, 0, 50, 150 },          { 1599, 1200, 0, 50, 150 },
-    { 1600, 1800, -100, 100, 200 },  { 2199, 1800, -100, 100, 200 },    { 2200, 2500, -100, 100, 200 },
-    { 2999, 2500, -100, 100, 200 },  { 3000, 3000, -100, 100, 200 },    { 3999, 3000, -100, 100, 200 },
-    { 4000, 3600, -100, 100, 200 },  { 4999, 3600, -100, 100, 200 },    { 5000, 4200, -100, 100, 200 },
-    { 5999, 4200, -100, 100, 200 },  { 6000, 4800, -100, 200, 300 },    { 10499, 4800, -100, 200, 300 },
-    { 10500, 5400, -200, 300, 300 }, { INT_MAX, 5400, -200, 300, 300 },
-};
-
-TEST(FindTier, PowerOnABoundaryBelongsToTheHigherTier)
-{
-    for (const TierRow& row : tierRows) {
-        SCOPED_TRACE(row.pkgPower);
-
-        const Tier& tier = findTier(row.pkgPower, 17000);
-
-        EXPECT_EQ(tier.PerfRange, row.PerfRange);
-        EXPECT_EQ(tier.leastRangeStep, row.leastRangeStep);
-        EXPECT_EQ(tier.pwrDeltaThresholdMw, row.pwrDeltaThreshold);
-        EXPECT_EQ(tier.upStep, row.upStep);
-    }
-}
-
-TEST(FindTier, TopTierBeginsTwoThousandAboveTheTruncatedHalfOfPL1ButNotBelowSixThousand)
-{
-    struct Row {
-        int pkgPower;
-        int PL1;
-        int PerfRange;
-    };
-
-    const Row rows[] = {
-        { 10499, 17001, 4800 }, { 10500, 17001, 5400 }, { 10500, 17002, 4800 }, { 10501, 17002, 5400 },
-        { 5999, 7000, 4200 },   { 6000, 7000, 5400 },   { 6000, 8000, 5400 },   { 6000, 8002, 4800 },
-    };
-    for (const Row& row : rows) {
-        EXPECT_EQ(findTier(row.pkgPower, row.PL1).PerfRange, row.PerfRange) << row.pkgPower << " " << row.PL1;
-    }
-}
-
-class SelectTier : public testing::Test {
+class SelectTier : public PartOfStep {
 protected:
     SelectTier()
     {
-        acMode = 1;
         PerfRange = 1800;
         appliedPrefMax = 1234;
     }
-
-    SimulatedMachine machine;
-    LoopState loop;
 };
 
-TEST_F(SelectTier, TakesThePreferenceAndThresholdsOfThePower)
+// With PL1 at 17000 mW.
+struct TierRow {
+    int power;
+    int PerfRange;
+    int leastRangeStep = -100;
+    int rise = 100;
+    int upStep = 200;
+};
+
+class SelectTierByPower : public WithRow<SelectTier, TierRow> {};
+
+TEST_ROWS(SelectTierByPower, ROW(.power = INT_MIN, .PerfRange = 1200, .leastRangeStep = 0, .rise = 50, .upStep = 150),
+          ROW(.power = -1, .PerfRange = 1200, .leastRangeStep = 0, .rise = 50, .upStep = 150),
+          ROW(.power = 1599, .PerfRange = 1200, .leastRangeStep = 0, .rise = 50, .upStep = 150),
+          ROW(.power = 1600, .PerfRange = 1800), ROW(.power = 2199, .PerfRange = 1800),
+          ROW(.power = 2200, .PerfRange = 2500), ROW(.power = 2999, .PerfRange = 2500),
+          ROW(.power = 3000, .PerfRange = 3000), ROW(.power = 3999, .PerfRange = 3000),
+          ROW(.power = 4000, .PerfRange = 3600), ROW(.power = 4999, .PerfRange = 3600),
+          ROW(.power = 5000, .PerfRange = 4200), ROW(.power = 5999, .PerfRange = 4200),
+          ROW(.power = 6000, .PerfRange = 4800, .rise = 200, .upStep = 300),
+          ROW(.power = 10499, .PerfRange = 4800, .rise = 200, .upStep = 300),
+          ROW(.power = 10500, .PerfRange = 5400, .leastRangeStep = -200, .rise = 300, .upStep = 300),
+          ROW(.power = INT_MAX, .PerfRange = 5400, .leastRangeStep = -200, .rise = 300, .upStep = 300));
+
+TEST_P(SelectTierByPower, BoundaryBelongsToTheHigherTier)
 {
-    for (const TierRow& row : tierRows) {
-        SCOPED_TRACE(row.pkgPower);
-        PerfRange = 1800;
-        pkgPower = row.pkgPower;
+    pkgPower = row().power;
 
-        selectTier(loop);
+    selectTier(loop);
 
-        EXPECT_EQ(PerfRange, row.PerfRange);
-        EXPECT_EQ(leastRangeStep, row.leastRangeStep);
-        EXPECT_EQ(pwrDeltaThreshold, row.pwrDeltaThreshold);
-        EXPECT_EQ(upStep, row.upStep);
-    }
+    EXPECT_EQ(PerfRange, row().PerfRange);
+    EXPECT_EQ(leastRangeStep, row().leastRangeStep);
+    EXPECT_EQ(pwrDeltaThreshold, row().rise);
+    EXPECT_EQ(upStep, row().upStep);
+}
+
+struct TopRow {
+    int power;
+    int PL1;
+    int PerfRange;
+};
+
+class TopTier : public WithRow<testing::Test, TopRow> {};
+
+TEST_ROWS(TopTier, ROW(.power = 10499, .PL1 = 17001, .PerfRange = 4800),
+          ROW(.power = 10500, .PL1 = 17001, .PerfRange = 5400), ROW(.power = 10500, .PL1 = 17002, .PerfRange = 4800),
+          ROW(.power = 10501, .PL1 = 17002, .PerfRange = 5400), ROW(.power = 5999, .PL1 = 7000, .PerfRange = 4200),
+          ROW(.power = 6000, .PL1 = 7000, .PerfRange = 5400), ROW(.power = 6000, .PL1 = 8000, .PerfRange = 5400),
+          ROW(.power = 6000, .PL1 = 8002, .PerfRange = 4800));
+
+TEST_P(TopTier, BeginsTwoThousandAboveTheTruncatedHalfOfPL1ButNotBelowSixThousand)
+{
+    EXPECT_EQ(findTier(row().power, row().PL1).PerfRange, row().PerfRange);
 }
 
 TEST_F(SelectTier, TopTierFollowsTheWorkingLimit)
@@ -119,76 +99,50 @@ TEST_F(SelectTier, ReloadsTheCeilingThatWasWrittenLastAndResetsTheRepeats)
                                                 "tempPerfRange = 1800 g_workload = 0"));
 }
 
-TEST_F(SelectTier, WorkloadPreferenceIsTwoHundredLessOnBattery)
+struct SourceRow {
+    std::uint32_t acMode = 0;
+    int workload = 0;
+    int before = 1800;
+    int power = 1000;
+    int temp;
+    int PerfRange;
+};
+
+class SelectTierBySource : public WithRow<SelectTier, SourceRow> {};
+
+TEST_ROWS(SelectTierBySource,
+          // on battery the workload's preference is 200 less, and the tier's, but for the lowest, a tenth
+          ROW(.power = 1599, .temp = 1600, .PerfRange = 1200), ROW(.power = 1600, .temp = 1600, .PerfRange = 1620),
+          ROW(.power = 2200, .temp = 1600, .PerfRange = 2250), ROW(.power = 3000, .temp = 1600, .PerfRange = 2700),
+          ROW(.power = 4000, .temp = 1600, .PerfRange = 3240), ROW(.power = 5000, .temp = 1600, .PerfRange = 3780),
+          ROW(.power = 6000, .temp = 1600, .PerfRange = 4320), ROW(.power = 10500, .temp = 1600, .PerfRange = 4860),
+          ROW(.acMode = 1, .power = 1600, .temp = 1800, .PerfRange = 1800),
+          ROW(.acMode = 255, .power = 1600, .temp = 1800, .PerfRange = 1800),
+          ROW(.acMode = 255, .power = 10500, .temp = 1800, .PerfRange = 5400),
+          // a heavy workload keeps its own preference as the least
+          ROW(.acMode = 1, .workload = 4, .before = 4000, .temp = 4000, .PerfRange = 4000),
+          ROW(.acMode = 1, .workload = 4, .before = 4000, .power = 4000, .temp = 4000, .PerfRange = 4000),
+          ROW(.acMode = 1, .workload = 4, .before = 4000, .power = 5000, .temp = 4000, .PerfRange = 4200),
+          ROW(.acMode = 1, .workload = 4, .before = 1100, .temp = 1100, .PerfRange = 1200),
+          ROW(.acMode = 1, .workload = 3, .before = 4000, .temp = 4000, .PerfRange = 1200),
+          ROW(.acMode = 1, .workload = 5, .before = 4000, .temp = 4000, .PerfRange = 1200),
+          // and on battery a tenth less of it, truncated, from 1201 on
+          ROW(.workload = 4, .before = 4000, .temp = 3800, .PerfRange = 3420),
+          ROW(.workload = 4, .before = 1301, .temp = 1101, .PerfRange = 1200),
+          ROW(.workload = 4, .before = 1401, .temp = 1201, .PerfRange = 1081),
+          ROW(.workload = 4, .before = 1400, .temp = 1200, .PerfRange = 1200));
+
+TEST_P(SelectTierBySource, AndWorkloadDecideOnThePreferences)
 {
-    struct Row {
-        std::uint32_t acMode;
-        int tempPerfRange;
-    };
+    acMode = row().acMode;
+    g_workload = row().workload;
+    PerfRange = row().before;
+    pkgPower = row().power;
 
-    for (const Row& row : { Row{ 0, 1600 }, Row{ 1, 1800 }, Row{ 255, 1800 } }) {
-        SCOPED_TRACE(row.acMode);
-        PerfRange = 1800;
-        acMode = row.acMode;
+    selectTier(loop);
 
-        selectTier(loop);
-
-        EXPECT_EQ(loop.tempPerfRange, row.tempPerfRange);
-    }
-}
-
-TEST_F(SelectTier, TierPreferenceIsATenthLessOnBatteryExceptTheLowest)
-{
-    struct Row {
-        std::uint32_t acMode;
-        int pkgPower;
-        int PerfRange;
-    };
-
-    const Row rows[] = {
-        { 0, 1599, 1200 }, { 0, 1600, 1620 }, { 0, 2200, 2250 },  { 0, 3000, 2700 },   { 0, 4000, 3240 },
-        { 0, 5000, 3780 }, { 0, 6000, 4320 }, { 0, 10500, 4860 }, { 255, 1600, 1800 }, { 255, 10500, 5400 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.pkgPower);
-        PerfRange = 1800;
-        acMode = row.acMode;
-        pkgPower = row.pkgPower;
-
-        selectTier(loop);
-
-        EXPECT_EQ(PerfRange, row.PerfRange);
-    }
-}
-
-TEST_F(SelectTier, HeavyWorkloadKeepsItsOwnPreferenceAsTheLeast)
-{
-    struct Row {
-        std::uint32_t acMode;
-        int workload;
-        int before;
-        int pkgPower;
-        int PerfRange;
-    };
-
-    const Row rows[] = {
-        { 1, 4, 4000, 1000, 4000 }, { 1, 4, 4000, 4000, 4000 }, { 1, 4, 4000, 5000, 4200 }, { 1, 4, 1100, 1000, 1200 },
-        { 1, 3, 4000, 1000, 1200 }, { 1, 5, 4000, 1000, 1200 }, { 0, 4, 4000, 1000, 3420 },  // 3800 and a tenth less
-        { 0, 4, 1301, 1000, 1200 },  // 1101 is less than the tier's
-        { 0, 4, 1401, 1000, 1081 },  // 1201 and a tenth, truncated to 120, less
-        { 0, 4, 1400, 1000, 1200 },  // 1200 stays
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::to_string(row.before) + " " + std::to_string(row.pkgPower));
-        acMode = row.acMode;
-        g_workload = row.workload;
-        PerfRange = row.before;
-        pkgPower = row.pkgPower;
-
-        selectTier(loop);
-
-        EXPECT_EQ(PerfRange, row.PerfRange);
-    }
+    EXPECT_EQ(loop.tempPerfRange, row().temp);
+    EXPECT_EQ(PerfRange, row().PerfRange);
 }
 
 TEST_F(SelectTier, LineShowsWhatTheTierBecameOnBattery)

@@ -1,10 +1,5 @@
-#include "controller/state.h"
 #include "controller/workload.h"
-#include "state/state.h"
-
-#include "tests/support/simulated_machine.h"
-
-#include <gmock/gmock.h>
+#include "tests/controller/part_of_step.h"
 
 #include <climits>
 #include <string>
@@ -16,40 +11,36 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class WorkloadRead : public testing::Test {
-protected:
-    SimulatedMachine machine;
+using WorkloadRead = PartOfStep;
+
+struct ClassRow {
+    int workload;
+    int PerfRange = 1800;
+    int samples = 200;
+    int rise = 100;
+    std::size_t messages = 0;
 };
 
-TEST_F(WorkloadRead, EachClassHasItsPreferenceDivisorLimitAndThreshold)
+class WorkloadReadClass : public WithRow<WorkloadRead, ClassRow> {};
+
+TEST_ROWS(WorkloadReadClass, ROW(.workload = INT_MIN), ROW(.workload = -2), ROW(.workload = -1, .messages = 1),
+          ROW(.workload = 0), ROW(.workload = 1, .PerfRange = 2000, .samples = 100),
+          ROW(.workload = 2, .PerfRange = 2000, .samples = 100),
+          ROW(.workload = 3, .PerfRange = 2100, .samples = 100, .rise = 20),
+          ROW(.workload = 4, .PerfRange = 4000, .samples = 100, .rise = 20), ROW(.workload = 5), ROW(.workload = 6),
+          ROW(.workload = INT_MAX));
+
+TEST_P(WorkloadReadClass, HasItsPreferenceDivisorLimitAndThreshold)
 {
-    struct Row {
-        int workload;
-        int PerfRange;
-        int avgSampleLimit;
-        int pwrDeltaThreshold;
-    };
+    g_workload = row().workload;
 
-    const Row rows[] = {
-        // class, preference, samples, rise mW
-        { INT_MIN, 1800, 200, 100 }, { -2, 1800, 200, 100 }, { -1, 1800, 200, 100 },      { 0, 1800, 200, 100 },
-        { 1, 2000, 100, 100 },       { 2, 2000, 100, 100 },  { 3, 2100, 100, 20 },        { 4, 4000, 100, 20 },
-        { 5, 1800, 200, 100 },       { 6, 1800, 200, 100 },  { INT_MAX, 1800, 200, 100 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.workload);
-        g_workload = row.workload;
-        PerfRange = 7;
-        avgSampleLimit = 7;
-        pwrDeltaThreshold = 7;
+    readWorkloadClassification();
 
-        readWorkloadClassification();
-
-        EXPECT_EQ(PerfRange, row.PerfRange);
-        EXPECT_EQ(avgSampleLimit, row.avgSampleLimit);
-        EXPECT_EQ(pwrDeltaThreshold, row.pwrDeltaThreshold);
-        EXPECT_EQ(g_workload, row.workload);
-    }
+    EXPECT_EQ(PerfRange, row().PerfRange);
+    EXPECT_EQ(avgSampleLimit, row().samples);
+    EXPECT_EQ(pwrDeltaThreshold, row().rise);
+    EXPECT_EQ(g_workload, row().workload);
+    EXPECT_THAT(machine.messages(), testing::SizeIs(row().messages));
 }
 
 TEST_F(WorkloadRead, WhatTheFrameworkAnswersDoesNotReachTheClass)
@@ -89,111 +80,74 @@ TEST_F(WorkloadRead, ClassOfAllOnesIsAnErrorInEveryStep)
     EXPECT_EQ(g_workload, -1);
 }
 
-TEST_F(WorkloadRead, NoOtherClassIsAnError)
-{
-    for (const int workload : { -2, 0, 1, 5, INT_MAX, INT_MIN }) {
-        g_workload = workload;
-
-        readWorkloadClassification();
-
-        EXPECT_THAT(machine.messages(), IsEmpty()) << workload;
-    }
-}
-
-using PowerSlider = WorkloadRead;
-
-TEST_F(PowerSlider, EachBandSetsModeAndPL1)
-{
-    struct Row {
-        int position;
-        int positionAfter;
-        int Kv_opt;
-        const char* write;
-        int PerfRange;  // of a class whose preferences are 1600, 2100 and 2600
-        int cpuPL1;     // 16000 before
-    };
-
-    const Row rows[] = {
-        { INT_MIN, 75, 3, "SET_RAPL_POWER_LIMIT_1 17000", 2100, 16000 },
-        { -1, 75, 3, "SET_RAPL_POWER_LIMIT_1 17000", 2100, 16000 },
-        { 0, 75, 3, "SET_RAPL_POWER_LIMIT_1 17000", 2100, 16000 },
-        { 1, 1, 2, "SET_RAPL_POWER_LIMIT_1 10500", 1600, 16000 },
-        { 50, 50, 2, "SET_RAPL_POWER_LIMIT_1 10500", 1600, 16000 },
-        { 51, 51, 3, "SET_RAPL_POWER_LIMIT_1 17000", 2100, 17000 },
-        { 99, 99, 3, "SET_RAPL_POWER_LIMIT_1 17000", 2100, 17000 },
-        { 100, 100, 1, "SET_RAPL_POWER_LIMIT_1 37000", 2600, 16000 },
-        { 101, 101, 1, "SET_RAPL_POWER_LIMIT_1 37000", 2600, 16000 },
-        { INT_MAX, INT_MAX, 1, "SET_RAPL_POWER_LIMIT_1 37000", 2600, 16000 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.position);
-        g_workload = 3;
-        g_powerSlider = row.position;
-        g_powerSliderChanged = 1;
-        Kv_opt = 7;
-        cpuPL1 = 16000;
-        machine.forget();
-
-        readWorkloadClassification();
-
-        EXPECT_EQ(g_powerSlider, row.positionAfter);
-        EXPECT_EQ(g_powerSliderChanged, 0);
-        EXPECT_EQ(Kv_opt, row.Kv_opt);
-        EXPECT_THAT(machine.writes(), ElementsAre(row.write));
-        EXPECT_EQ(PerfRange, row.PerfRange);
-        EXPECT_EQ(cpuPL1, row.cpuPL1);
-    }
-}
-
-TEST_F(PowerSlider, OuterBandsTakeTheLowAndHighPreferenceOfEachClass)
-{
-    struct Row {
-        int workload;
-        int low;
-        int mid;
-        int high;
-    };
-
-    const Row rows[] = {
-        { 0, 1300, 1800, 2300 }, { 1, 1500, 2000, 2500 }, { 2, 1500, 2000, 2500 },  { 3, 1600, 2100, 2600 },
-        { 4, 3500, 4000, 4500 }, { 5, 1300, 1800, 2300 }, { -1, 1300, 1800, 2300 },
-    };
-    const auto readAt = [](int position) {
+class PowerSlider : public PartOfStep {
+protected:
+    void moveTo(int position)
+    {
         g_powerSlider = position;
         g_powerSliderChanged = 1;
         readWorkloadClassification();
-        return PerfRange;
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.workload);
-        g_workload = row.workload;
-
-        EXPECT_EQ(readAt(25), row.low);
-        EXPECT_EQ(readAt(75), row.mid);
-        EXPECT_EQ(readAt(100), row.high);
-        EXPECT_EQ(readAt(0), row.mid);
     }
-}
+};
 
-TEST_F(PowerSlider, PositionZeroBecomesSeventyFiveWithPL1Of17000)
+struct BandRow {
+    int position;
+    int positionAfter = position;
+    int workload = 3;  // whose preferences are 1600, 2100 and 2600
+    int Kv_opt;
+    int PL1;
+    int PerfRange;
+    int cpuPL1 = 16000;  // as before
+};
+
+class PowerSliderBand : public WithRow<PowerSlider, BandRow> {};
+
+TEST_ROWS(PowerSliderBand, ROW(.position = INT_MIN, .positionAfter = 75, .Kv_opt = 3, .PL1 = 17000, .PerfRange = 2100),
+          ROW(.position = -1, .positionAfter = 75, .Kv_opt = 3, .PL1 = 17000, .PerfRange = 2100),
+          ROW(.position = 0, .positionAfter = 75, .Kv_opt = 3, .PL1 = 17000, .PerfRange = 2100),
+          ROW(.position = 1, .Kv_opt = 2, .PL1 = 10500, .PerfRange = 1600),
+          ROW(.position = 50, .Kv_opt = 2, .PL1 = 10500, .PerfRange = 1600),
+          ROW(.position = 51, .Kv_opt = 3, .PL1 = 17000, .PerfRange = 2100, .cpuPL1 = 17000),
+          ROW(.position = 99, .Kv_opt = 3, .PL1 = 17000, .PerfRange = 2100, .cpuPL1 = 17000),
+          ROW(.position = 100, .Kv_opt = 1, .PL1 = 37000, .PerfRange = 2600),
+          ROW(.position = 101, .Kv_opt = 1, .PL1 = 37000, .PerfRange = 2600),
+          ROW(.position = INT_MAX, .Kv_opt = 1, .PL1 = 37000, .PerfRange = 2600),
+          // the outer bands take the low and the high preference of each class
+          ROW(.position = 25, .workload = 0, .Kv_opt = 2, .PL1 = 10500, .PerfRange = 1300),
+          ROW(.position = 25, .workload = 1, .Kv_opt = 2, .PL1 = 10500, .PerfRange = 1500),
+          ROW(.position = 25, .workload = 2, .Kv_opt = 2, .PL1 = 10500, .PerfRange = 1500),
+          ROW(.position = 25, .workload = 4, .Kv_opt = 2, .PL1 = 10500, .PerfRange = 3500),
+          ROW(.position = 25, .workload = 5, .Kv_opt = 2, .PL1 = 10500, .PerfRange = 1300),
+          ROW(.position = 100, .workload = 0, .Kv_opt = 1, .PL1 = 37000, .PerfRange = 2300),
+          ROW(.position = 100, .workload = 1, .Kv_opt = 1, .PL1 = 37000, .PerfRange = 2500),
+          ROW(.position = 100, .workload = 2, .Kv_opt = 1, .PL1 = 37000, .PerfRange = 2500),
+          ROW(.position = 100, .workload = 4, .Kv_opt = 1, .PL1 = 37000, .PerfRange = 4500),
+          ROW(.position = 100, .workload = -1, .Kv_opt = 1, .PL1 = 37000, .PerfRange = 2300),
+          ROW(.position = 75, .workload = 4, .Kv_opt = 3, .PL1 = 17000, .PerfRange = 4000, .cpuPL1 = 17000),
+          ROW(.position = 0, .positionAfter = 75, .workload = 4, .Kv_opt = 3, .PL1 = 17000, .PerfRange = 4000));
+
+TEST_P(PowerSliderBand, SetsModePL1AndPreference)
 {
-    g_powerSliderChanged = 1;
+    g_workload = row().workload;
+    Kv_opt = 7;
+    cpuPL1 = 16000;
 
-    readWorkloadClassification();
+    moveTo(row().position);
 
-    EXPECT_EQ(g_powerSlider, 75);
-    EXPECT_EQ(Kv_opt, 3);
-    EXPECT_THAT(machine.writes(), ElementsAre("SET_RAPL_POWER_LIMIT_1 17000"));
+    EXPECT_EQ(g_powerSlider, row().positionAfter);
+    EXPECT_EQ(g_powerSliderChanged, 0);
+    EXPECT_EQ(Kv_opt, row().Kv_opt);
+    EXPECT_THAT(machine.writes(), ElementsAre("SET_RAPL_POWER_LIMIT_1 " + std::to_string(row().PL1)));
+    EXPECT_EQ(PerfRange, row().PerfRange);
+    EXPECT_EQ(cpuPL1, row().cpuPL1);
 }
 
 // The line shows the limit that the controller works with, before the slider's own band sets it.
 TEST_F(PowerSlider, WorkingLimitIsSetAfterPL1WasWritten)
 {
-    g_powerSlider = 51;
-    g_powerSliderChanged = 1;
     cpuPL1 = 16000;
 
-    readWorkloadClassification();
+    moveTo(51);
 
     EXPECT_THAT(machine.happened(), ElementsAre("GET_SOC_WORKLOAD 0 0", "SET_RAPL_POWER_LIMIT_1 17000 0",
                                                 "log 2  **** Current CPU PL1 == : 16000"));
@@ -202,11 +156,9 @@ TEST_F(PowerSlider, WorkingLimitIsSetAfterPL1WasWritten)
 
 TEST_F(PowerSlider, FailedPL1IsReportedAndTheBandTakenAllTheSame)
 {
-    g_powerSlider = 100;
-    g_powerSliderChanged = 1;
     machine.answer("SET_RAPL_POWER_LIMIT_1", 1500);
 
-    readWorkloadClassification();
+    moveTo(100);
 
     EXPECT_THAT(machine.messages(), Contains("4 OrqCore CpuPowerLimit1 SessionExecute failed"));
     EXPECT_EQ(Kv_opt, 1);
@@ -229,9 +181,7 @@ TEST_F(PowerSlider, NothingHappensUntilItMoves)
 
 TEST_F(PowerSlider, MoveIsTakenOnce)
 {
-    g_powerSlider = 25;
-    g_powerSliderChanged = 1;
-    readWorkloadClassification();
+    moveTo(25);
     machine.forget();
 
     readWorkloadClassification();

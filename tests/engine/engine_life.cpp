@@ -1,4 +1,4 @@
-// Imports fail on top of what the other fakes answer; the core's slots and the clock are made here.
+// Imports fail on top of what the other fakes answer; the core is a watched one, and the clock is made here.
 #include "tests/engine/engine_life.h"
 #include "controller/state.h"
 #include "simulator/platform/import_slots.h"
@@ -8,7 +8,9 @@
 #include "engine/event_sink.h"
 #include "engine/standby_watcher.h"
 #include "framework/core_library.h"
+#include "simulator/platform/simulated_core.h"
 #include "tests/engine/fake_event_service.h"
+#include "tests/engine/watched_buffer.h"
 #include "tests/support/call_list.h"
 #include "tests/support/standard_error.h"
 
@@ -16,6 +18,9 @@
 #include <cstring>
 #include <map>
 #include <new>
+#include <optional>
+#include <ostream>
+#include <set>
 #include <sstream>
 
 namespace kelvane::tests {
@@ -26,24 +31,20 @@ constexpr char installDirectory[] = "C:\\orq";
 constexpr char systemLibrary[] = "C:\\windows\\system32\\Tarvo\\ORQ\\orqcore.dll";
 constexpr int coreFailure = 1000;  // TOVA_E_NOT_IMPLEMENTED
 constexpr int spinMax = 400;       // primitives without a Sleep before somebody ends scaling
-constexpr SessionHandle lifeSession = 42;
 constexpr int initialReads = 5;
+
+// Of a run: ms since it began -> what happens.
+using Script = std::multimap<std::uint64_t, void (*)()>;
 
 // What the world around the engine knows and does.
 struct World {
     std::uint64_t nowMs = 0;
-    int run = 0;
     std::uint64_t runBeganMs = 0;
-    std::multimap<std::uint64_t, void (*)()> script;  // of the run: ms since it began -> what happens
-    unsigned powerMw = 3000;
+    Script script;
     int primitivesSinceSleep = 0;
     int powerReads = 0;  // since the session was connected
-    bool apartmentMissing = false;
     int sessions = 0;
-    std::map<std::uint32_t, EventCallback> events;
-    int renderBuffers = 0;
-    void* renderBuffer = nullptr;
-    int initializations = 0;
+    std::set<std::uint32_t> events;  // registered types
     IWbemClassObject* processEvent = nullptr;
     FakeApartment* apartment = nullptr;
 };
@@ -52,7 +53,7 @@ World& world = *new World;
 
 // --- what happens ----------------------------------------------------------------------------------------------------
 
-void raisePower() { world.powerMw = 5200; }
+void raisePower() { simulator::setReading({ simulator::Primitive::getRaplPower, 5200 }); }
 
 void startProcess()
 {
@@ -60,18 +61,10 @@ void startProcess()
     static_cast<EventSink*>(world.apartment->wrapped)->Indicate(1, &world.processEvent);
 }
 
-void tell(std::uint32_t eventType, std::uint32_t value)
-{
-    const auto registered = world.events.find(eventType);
-    if (registered == world.events.end()) return;
-    const OrqData payload = { 3, &value, sizeof value, sizeof value };
-    registered->second(0, eventType, nullptr, &payload);
-}
-
 void changeWorkloadAndSlider()
 {
-    tell(183, 2);
-    tell(106, 30);
+    simulator::deliverEvent({ eventWorkload, 2 });
+    simulator::deliverEvent({ eventPowerSlider, 30 });
 }
 
 void enterStandby() { SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, reinterpret_cast<EVT_HANDLE>(0xE7)); }
@@ -80,19 +73,10 @@ void stopScaling() { requestEngineStop(false); }
 
 void stopService() { requestEngineStop(true); }
 
-void beginRun()
+void beginRun(const Script& script)
 {
-    world.run += 1;
     world.runBeganMs = world.nowMs;
-    if (world.run == 1) {
-        world.script = { { 500, raisePower },
-                         { 1000, startProcess },
-                         { 2500, changeWorkloadAndSlider },
-                         { 4000, enterStandby },
-                         { 9000, stopScaling } };
-    } else {
-        world.script = { { 1500, stopService } };
-    }
+    world.script = script;
 }
 
 void pass(DWORD ms)
@@ -106,29 +90,9 @@ void pass(DWORD ms)
     }
 }
 
-// --- the core's slots ------------------------------------------------------------------------------------------------
+// --- the core --------------------------------------------------------------------------------------------------------
 
 int statusOf(const std::string& call) { return callFails(call) ? coreFailure : 0; }
-
-int init() { return statusOf("Init"); }
-
-SessionHandle createSession(const ApplicationRecord* /*application*/)
-{
-    if (callFails("SessionCreate")) return ~SessionHandle{ 0 };
-    world.sessions += 1;
-    return lifeSession;
-}
-
-void destroySession(SessionHandle /*session*/) { world.sessions -= 1; }
-
-int connectSession(SessionHandle /*session*/)
-{
-    const int status = statusOf("SessionConnect");
-    world.powerReads = status == 0 ? 0 : initialReads;  // without a connection the start reads no power
-    return status;
-}
-
-void disconnectSession(SessionHandle /*session*/) {}
 
 // A primitive's name, with what decides whether anybody is told of its failure.
 std::string placed(const std::string& primitive, const OrqData* request)
@@ -142,67 +106,48 @@ std::string placed(const std::string& primitive, const OrqData* request)
     return silent ? primitive + ", since standby" : primitive;
 }
 
-int execute(SessionHandle /*session*/, const OrqData* command, const OrqData* request, OrqData* response)
+int statusOf(const simulator::CoreCall& call)
 {
-    constexpr std::size_t headLength = sizeof "execute-primitive TCPU " - 1;
-    const std::string primitive = static_cast<const char*>(command->buf_ptr) + headLength;
-    if (++world.primitivesSinceSleep == spinMax) stopScaling();
-    if (callFails(placed(primitive, request))) return coreFailure;
-    const unsigned reading = primitive == "GET_RAPL_POWER" ? world.powerMw : 0;
-    if (response) std::memcpy(response->buf_ptr, &reading, sizeof reading);
-    return 0;
+    if (call.command) return statusOf(placed(std::string(call.operation), call.request));
+    if (call.operation == "INIT") return statusOf("Init");
+    if (call.operation == "SESSION_CREATE") return statusOf("SessionCreate");
+    if (call.operation == "SESSION_CONNECT") return statusOf("SessionConnect");
+    if (call.operation == "REGISTER_EVENT") return statusOf("RegisterEvent");
+    if (call.operation == "UNREGISTER_EVENT") return statusOf("UnregisterEvent");
+    return 0;  // the rest has no status
 }
 
-int registerEvent(SessionHandle /*session*/, std::uint32_t type, const char* /*participant*/, EventCallback callback,
-                  std::uint64_t /*context*/)
+std::optional<int> answerTo(const simulator::CoreCall& call)
 {
-    if (callFails("RegisterEvent")) return coreFailure;
-    world.events[type] = callback;
-    return 0;
+    if (call.command && ++world.primitivesSinceSleep == spinMax) stopScaling();
+    const int status = statusOf(call);
+    if (call.operation == "SESSION_CREATE" && status == 0) world.sessions += 1;
+    if (call.operation == "SESSION_DESTROY") world.sessions -= 1;
+    // Without a connection the start reads no power.
+    if (call.operation == "SESSION_CONNECT") world.powerReads = status == 0 ? 0 : initialReads;
+    if (call.operation == "REGISTER_EVENT" && status == 0) world.events.insert(*call.eventType);
+    if (call.operation == "UNREGISTER_EVENT") world.events.erase(*call.eventType);
+    return status;
 }
 
-int unregisterEvent(SessionHandle /*session*/, std::uint32_t type, const char* /*participant*/,
-                    EventCallback /*callback*/, std::uint64_t /*context*/)
+void startCore()
 {
-    world.events.erase(type);
-    return statusOf("UnregisterEvent");
-}
-
-void fillSlots(unsigned char* bytes)
-{
-    auto* const record = reinterpret_cast<OrqInterface*>(bytes);
-    record->Init = init;
-    record->SessionCreate = createSession;
-    record->SessionDestroy = destroySession;
-    record->SessionConnect = connectSession;
-    record->SessionDisconnect = disconnectSession;
-    record->SessionExecute = execute;
-    record->RegisterEvent = registerEvent;
-    record->UnregisterEvent = unregisterEvent;
+    static std::ostream nowhere(nullptr);
+    static simulator::Trace trace(nowhere);
+    simulator::startCore(trace, [] { return world.nowMs; });
+    simulator::setReading({ simulator::Primitive::getRaplPower, 3000 });
+    simulator::watchCalls(answerTo);
 }
 
 // --- imports whose name alone does not say what fails ----------------------------------------------------------------
 
-decltype(&CoCreateInstance) createInstanceBefore;
 decltype(&SysAllocString) allocStringBefore;
 decltype(&HeapAlloc) heapAllocBefore;
-decltype(&std::malloc) mallocBefore;
-decltype(&std::free) freeBefore;
-
-HRESULT WINAPI createInstance(REFCLSID classId, IUnknown* outer, DWORD context, REFIID interfaceId, void** result)
-{
-    const bool locator = interfaceId == IID_IWbemLocator;
-    const bool fails = callFails(locator ? "CoCreateInstance, locator" : "CoCreateInstance, apartment");
-    if (!locator) world.apartmentMissing = fails;
-    if (fails) return E_FAIL;
-    return createInstanceBefore(classId, outer, context, interfaceId, result);
-}
 
 BSTR WINAPI allocString(const OLECHAR* text)
 {
-    const std::wstring wide = text;
-    return callFails("SysAllocString, " + std::string(wide.begin(), wide.begin() + 3)) ? nullptr
-                                                                                       : allocStringBefore(text);
+    const std::string start(text, text + 3);
+    return callFails("SysAllocString, " + start) ? nullptr : allocStringBefore(text);
 }
 
 LPVOID WINAPI heapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes)
@@ -214,28 +159,14 @@ LPVOID WINAPI heapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes)
 
 // The sink is the one thing that the product allocates without an exception. Where the apartment is missing too, there
 // is one word for both.
-const char* sinkAllocation() { return world.apartmentMissing ? "new EventSink, no apartment" : "new EventSink"; }
-
-// Of a size that nobody else asks for.
-void* renderMalloc(std::size_t size)
+const char* sinkAllocation()
 {
-    if (size != eventService.bytes.size()) return mallocBefore(size);
-    if (callFails("malloc, rendered event")) return nullptr;
-    world.renderBuffers += 1;
-    return world.renderBuffer = mallocBefore(size);
-}
-
-void renderFree(void* pointer)
-{
-    if (pointer && pointer == world.renderBuffer) {
-        world.renderBuffers -= 1;
-        world.renderBuffer = nullptr;
-    }
-    freeBefore(pointer);
+    return callFailed("CoCreateInstance, apartment") ? "new EventSink, no apartment" : "new EventSink";
 }
 
 BOOL WINAPI onMains(LPSYSTEM_POWER_STATUS status)
 {
+    if (callFails("GetSystemPowerStatus")) return FALSE;
     *status = {};
     status->ACLineStatus = 1;
     return TRUE;
@@ -256,23 +187,14 @@ std::vector<std::string> linesOf(const std::string& text)
     return lines;
 }
 
-template<class Function>
-using Swap = ImportSwap<Function>;
-
 }  // namespace
 
 struct EngineLife::Imports {
-    Swap<decltype(&Sleep)> sleep{ __imp_Sleep, &virtualSleep };
-    Swap<decltype(&GetSystemPowerStatus)> power{ __imp_GetSystemPowerStatus, &onMains };
-    Swap<decltype(&CoCreateInstance)> create{ __imp_CoCreateInstance, &createInstance };
-    Swap<decltype(&SysAllocString)> text{ __imp_SysAllocString, &allocString };
-    Swap<decltype(&HeapAlloc)> heap{ __imp_HeapAlloc, &heapAlloc };
-    Swap<void* (*)(std::size_t)> allocation{ __imp_malloc, &renderMalloc };
-    Swap<decltype(&std::free)> release{ __imp_free, &renderFree };
-    FailingImport<__imp_GetSystemPowerStatus> powerFails{ "GetSystemPowerStatus", FALSE };
-    FailingImport<__imp_CoInitializeEx> initialize{ "CoInitializeEx", E_FAIL };
-    FailingImport<__imp_CoInitializeSecurity> secure{ "CoInitializeSecurity", E_FAIL };
-    FailingImport<__imp_CoSetProxyBlanket> blanket{ "CoSetProxyBlanket", E_FAIL };
+    ImportSwap<decltype(&Sleep)> sleep{ __imp_Sleep, &virtualSleep };
+    ImportSwap<decltype(&GetSystemPowerStatus)> power{ __imp_GetSystemPowerStatus, &onMains };
+    ImportSwap<decltype(&SysAllocString)> text{ __imp_SysAllocString, &allocString };
+    ImportSwap<decltype(&HeapAlloc)> heap{ __imp_HeapAlloc, &heapAlloc };
+    WatchedBuffer renderBuffer{ eventService.bytes.size(), "" };  // of a size that nobody else asks for
     FailingImport<__imp_CM_Get_Device_ID_List_SizeA> listSize{ "CM_Get_Device_ID_List_SizeA", CR_FAILURE };
     FailingImport<__imp_CM_Get_Device_ID_ListA> list{ "CM_Get_Device_ID_ListA", CR_FAILURE };
     FailingImport<__imp_CM_Get_Device_Interface_List_SizeA> interfaces{ "CM_Get_Device_Interface_List_SizeA",
@@ -290,19 +212,16 @@ struct EngineLife::Imports {
 
 EngineLife::EngineLife()
 {
-    createInstanceBefore = __imp_CoCreateInstance;
     allocStringBefore = __imp_SysAllocString;
     heapAllocBefore = __imp_HeapAlloc;
-    mallocBefore = __imp_malloc;
-    freeBefore = __imp_free;
     world.processEvent = &event;
     world.apartment = &com.apartment;
-    com.onInitialize = [] { world.initializations += 1; };
+    startCore();
     system.plugInFrameworkDevice(installDirectory);
     system.files[std::string(installDirectory) + "\\orqcore.dll"] = FILE_ATTRIBUTE_NORMAL;
     system.files[systemLibrary] = FILE_ATTRIBUTE_NORMAL;
     system.core.onInterface = [this](unsigned char* record) {
-        fillSlots(record);
+        simulator::getSimulatedInterface(reinterpret_cast<OrqInterface*>(record));
         system.core.interfaceStatus = statusOf("GetOrqInterface");
     };
     event.set(L"TargetInstance", unknownValue(&process));
@@ -319,14 +238,18 @@ void EngineLife::live(FailurePlan plan)
 {
     StandardError standard;
     planFailures(plan);
-    for (int run = 1; run <= 2; ++run) {
-        beginRun();
-        results.push_back(runEngine(3));
-    }
+    beginRun({ { 500, raisePower },
+               { 1000, startProcess },
+               { 2500, changeWorkloadAndSlider },
+               { 4000, enterStandby },
+               { 9000, stopScaling } });
+    results.push_back(runEngine(3));
+    beginRun({ { 1500, stopService } });
+    results.push_back(runEngine(3));
     standardError = linesOf(standard.text());
 }
 
-std::uint64_t EngineLife::duration() const { return world.nowMs; }
+std::uint64_t EngineLife::duration() { return world.nowMs; }
 
 std::vector<std::string> EngineLife::messages()
 {
@@ -335,22 +258,9 @@ std::vector<std::string> EngineLife::messages()
     return texts;
 }
 
-int EngineLife::comInitializations() const
-{
-    return world.initializations - static_cast<int>(notedOf("CoUninitialize").size());
-}
+int EngineLife::sessions() { return world.sessions; }
 
-int EngineLife::sessions() const { return world.sessions; }
-
-std::size_t EngineLife::registeredEvents() const { return world.events.size(); }
-
-int EngineLife::keys() const
-{
-    const auto opened = static_cast<int>(system.callsOf("CM_Open_DevNode_Key").size());
-    return opened - static_cast<int>(system.callsOf("RegCloseKey").size());
-}
-
-int EngineLife::renderBuffers() const { return world.renderBuffers; }
+std::size_t EngineLife::registeredEvents() { return world.events.size(); }
 
 }  // namespace kelvane::tests
 

@@ -31,32 +31,21 @@ public:
     std::vector<std::string> standardError;
 
     // Virtual time, in ms.
-    std::uint64_t duration() const;
+    static std::uint64_t duration();
 
     // Messages of the diagnostic log, "LEVEL TEXT".
     static std::vector<std::string> messages();
 
-    // What is still held: references to the five objects of WMI; CoInitializeEx without CoUninitialize; framework
-    // sessions; registered events; keys of the registry; blocks of the process heap; texts of the system; buffers of
-    // rendered events.
-    int references() const { return com.heldReferences(); }
+    // Framework sessions and registered events that are still held.
+    static int sessions();
+    static std::size_t registeredEvents();
 
-    int comInitializations() const;
-    int sessions() const;
-    std::size_t registeredEvents() const;
-    int keys() const;
-
-    std::size_t heapBlocks() const { return system.heldBlocks(); }
-
-    std::size_t texts() const { return system.heldTexts(); }
-
-    int renderBuffers() const;
+    FakeCom com;
+    FakeSystem system;
 
 private:
     struct Imports;
 
-    FakeCom com;
-    FakeSystem system;
     FakeClassObject process{ "process" };
     FakeClassObject event{ "event" };
     std::unique_ptr<Imports> imports;

@@ -1,5 +1,3 @@
-#include "engine/state.h"
-#include "state/state.h"
 #include "tests/engine/engine_run.h"
 
 #include <thread>
@@ -7,188 +5,102 @@
 namespace kelvane::tests {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAreArray;
 
 constexpr std::uint64_t noFrameworkSession = 0xFFFFFFFFFFFFFFFF;
+constexpr char serviceStopped[] = "log 0 KV Windows Service is stopped";
+constexpr char scalingStopped[] = "log 0 Kiostot registry: Stop KV completed";
 
-TEST_F(EngineRun, StopOfScalingReleasesWmiAndLetsTheNextRunIn)
+// How things are when the loop ends, and what of the tear-down follows.
+struct TearDownRow {
+    bool serviceStops = false;
+    std::uint64_t session = noFrameworkSession;
+    std::uint8_t connected = 1;
+    std::uint8_t queryIssued = 1;
+    bool stubSink = true;
+    bool turnedAway = false;  // another start, meanwhile
+    bool closesSession = false;
+    bool cancels = false;
+    bool releases = false;
+    std::string line = "";
+    int result;
+};
+
+class TearDown : public WithRow<EngineRun, TearDownRow> {
+protected:
+    void endLoop()
+    {
+        if (row().turnedAway) std::thread(runEngine, 3).join();
+        g_sessionHandle = row().session;
+        g_wmiConnected = row().connected;
+        g_wmiQueryIssued = row().queryIssued;
+        requestEngineStop(row().serviceStops);
+    }
+
+    Texts expectedNotes() const
+    {
+        Texts notes;
+        const auto add = [&](const Texts& more) { notes.insert(notes.end(), more.begin(), more.end()); };
+        if (row().closesSession) {
+            add({ "log 2 UnregisterEvents() called", "UnregisterEvent 5, 44", "UnregisterEvent 5, 34",
+                  "UnregisterEvent 5, 10000", "UnregisterEvent 5, 183", "UnregisterEvent 5, 72",
+                  "UnregisterEvent 5, 106", "SessionDisconnect 5", "SessionDestroy 5" });
+        }
+        if (row().cancels) add({ "services.CancelAsyncCall stubSink" });
+        if (row().releases) {
+            add({ "release services", "release locator", "release apartment", "release stub", "release stubSink",
+                  "CoUninitialize" });
+        }
+        if (!row().line.empty()) add({ row().line });
+        return notes;
+    }
+};
+
+TEST_ROWS(TearDown,
+          // for the service's end
+          ROW(.serviceStops = true, .session = 5, .closesSession = true, .cancels = true, .releases = true,
+              .line = serviceStopped, .result = 1),
+          ROW(.serviceStops = true, .cancels = true, .releases = true, .line = serviceStopped, .result = 1),
+          ROW(.serviceStops = true, .queryIssued = 0, .releases = true, .line = serviceStopped, .result = 1),
+          ROW(.serviceStops = true, .connected = 0, .line = serviceStopped, .result = 0),
+          ROW(.serviceStops = true, .stubSink = false, .line = serviceStopped, .result = 1),
+          ROW(.serviceStops = true, .turnedAway = true, .cancels = true, .releases = true, .line = serviceStopped,
+              .result = 1),
+          // for scaling alone, after which the engine can be run again
+          ROW(.session = 5, .cancels = true, .releases = true, .line = scalingStopped, .result = 0),
+          // not at all
+          ROW(.queryIssued = 0, .result = 1), ROW(.connected = 0, .result = 0), ROW(.stubSink = false, .result = 1),
+          ROW(.turnedAway = true, .result = 0));
+
+TEST_P(TearDown, DoesWhatTheStopAsksForAndKeepsTheSink)
 {
-    g_sessionHandle = 5;
-    onLoop = [] { requestEngineStop(false); };
+    com.stubSink.missing = !row().stubSink;
+    onLoop = [this] { endLoop(); };
 
-    EXPECT_EQ(runEngine(3), 0);
+    EXPECT_EQ(runEngine(3), row().result);
 
-    EXPECT_THAT(after("loop"), ElementsAre("services.CancelAsyncCall stubSink", "release services", "release locator",
-                                           "release apartment", "release stub", "release stubSink", "CoUninitialize",
-                                           "log 0 Kiostot registry: Stop KV completed"));
-    EXPECT_EQ(g_engineStarted, 0);
+    EXPECT_THAT(after("loop"), ElementsAreArray(expectedNotes()));
+    EXPECT_EQ(g_engineStarted, row().line == scalingStopped ? 0 : 1);
     EXPECT_EQ(g_engineState, 0);
-    EXPECT_EQ(g_wmiConnected, 1);
-    EXPECT_EQ(g_wmiQueryIssued, 1);
-    EXPECT_EQ(com.heldReferences(), 0);
-}
-
-TEST_F(EngineRun, StopOfTheServiceClosesTheSessionFirst)
-{
-    onLoop = [] {
-        g_sessionHandle = 5;
-        requestEngineStop(true);
-    };
-
-    EXPECT_EQ(runEngine(3), 1);
-
-    EXPECT_THAT(after("loop"),
-                ElementsAre("log 2 UnregisterEvents() called", "UnregisterEvent 5, 44", "UnregisterEvent 5, 34",
-                            "UnregisterEvent 5, 10000", "UnregisterEvent 5, 183", "UnregisterEvent 5, 72",
-                            "UnregisterEvent 5, 106", "SessionDisconnect 5", "SessionDestroy 5",
-                            "services.CancelAsyncCall stubSink", "release services", "release locator",
-                            "release apartment", "release stub", "release stubSink", "CoUninitialize",
-                            "log 0 KV Windows Service is stopped"));
-    EXPECT_EQ(g_sessionHandle, 5U);
-    EXPECT_EQ(g_engineStarted, 1);
-    EXPECT_EQ(com.heldReferences(), 0);
-}
-
-TEST_F(EngineRun, StopOfTheServiceWithoutASessionTouchesNoSession)
-{
-    g_sessionHandle = noFrameworkSession;
-    onLoop = [] { requestEngineStop(true); };
-
-    EXPECT_EQ(runEngine(3), 1);
-
-    EXPECT_EQ(after("loop").front(), "services.CancelAsyncCall stubSink");
-    EXPECT_EQ(after("loop").back(), "log 0 KV Windows Service is stopped");
-}
-
-TEST_F(EngineRun, StopOfTheServiceWithoutAQueryCancelsNothingButReleasesAll)
-{
-    onLoop = [] {
-        g_wmiQueryIssued = 0;
-        requestEngineStop(true);
-    };
-
-    EXPECT_EQ(runEngine(3), 1);
-
-    EXPECT_THAT(after("loop"),
-                ElementsAre("release services", "release locator", "release apartment", "release stub",
-                            "release stubSink", "CoUninitialize", "log 0 KV Windows Service is stopped"));
-}
-
-TEST_F(EngineRun, StopOfTheServiceWithoutAConnectionLeavesWmiAndEndsWithZero)
-{
-    onLoop = [] {
-        g_wmiConnected = 0;
-        requestEngineStop(true);
-    };
-
-    EXPECT_EQ(runEngine(3), 0);
-
-    EXPECT_THAT(after("loop"), ElementsAre("log 0 KV Windows Service is stopped"));
-    EXPECT_EQ(com.heldReferences(), 5);
-    EXPECT_EQ(g_engineStarted, 1);
-}
-
-TEST_F(EngineRun, WithoutAStubSinkNothingIsTornDown)
-{
-    com.noStubSink = true;
-    for (const bool serviceStops : { false, true }) {
-        SCOPED_TRACE(serviceStops);
-        forgetNotes();
-        g_engineStarted = 0;
-        onLoop = [&] { requestEngineStop(serviceStops); };
-
-        EXPECT_EQ(runEngine(3), 1);
-
-        EXPECT_THAT(notedOf("release"), IsEmpty());
-        EXPECT_THAT(notedOf("CoUninitialize"), IsEmpty());
-        EXPECT_EQ(notedOf("log 0 KV Windows Service is stopped").size(), serviceStops ? 1U : 0U);
-        EXPECT_EQ(g_engineStarted, 1);
-    }
-}
-
-TEST_F(EngineRun, StopOfScalingWithoutAQueryTearsNothingDown)
-{
-    onLoop = [] { g_wmiQueryIssued = 0; };
-
-    EXPECT_EQ(runEngine(3), 1);
-
-    EXPECT_THAT(after("loop"), IsEmpty());
-    EXPECT_EQ(g_engineStarted, 1);
-}
-
-TEST_F(EngineRun, StopOfScalingWithoutAConnectionTearsNothingDownAndEndsWithZero)
-{
-    onLoop = [] { g_wmiConnected = 0; };
-
-    EXPECT_EQ(runEngine(3), 0);
-
-    EXPECT_THAT(after("loop"), IsEmpty());
-    EXPECT_EQ(g_engineStarted, 1);
-}
-
-TEST_F(EngineRun, OnceAStartWasTurnedAwayAStopOfScalingTearsNothingDown)
-{
-    onLoop = [] { std::thread(runEngine, 3).join(); };
-
-    EXPECT_EQ(runEngine(3), 0);
-
-    EXPECT_THAT(after("loop"), IsEmpty());
-    EXPECT_EQ(g_engineStarted, 1);
-    EXPECT_EQ(com.heldReferences(), 5);
-}
-
-TEST_F(EngineRun, OnceAStartWasTurnedAwayAStopOfTheServiceStillTearsDown)
-{
-    onLoop = [] {
-        std::thread(runEngine, 3).join();
-        requestEngineStop(true);
-    };
-
-    EXPECT_EQ(runEngine(3), 1);
-
-    EXPECT_EQ(com.heldReferences(), 0);
-    EXPECT_EQ(after("loop").back(), "log 0 KV Windows Service is stopped");
-}
-
-TEST_F(EngineRun, ServiceStopThatBecameAStopOfScalingTearsDownForScaling)
-{
-    onLoop = [] {
-        requestEngineStop(true);
-        g_serviceStopping = 0;  // as the process watcher does
-    };
-
-    EXPECT_EQ(runEngine(3), 0);
-
-    EXPECT_EQ(after("loop").back(), "log 0 Kiostot registry: Stop KV completed");
-}
-
-TEST_F(EngineRun, SinkKeepsTheEnginesReferenceAfterEitherTearDown)
-{
-    for (const bool serviceStops : { false, true }) {
-        SCOPED_TRACE(serviceStops);
-        g_engineStarted = 0;
-        onLoop = [&] { requestEngineStop(serviceStops); };
-
-        runEngine(3);
-
-        EXPECT_EQ(com.apartment.wrapped->AddRef(), 2U);
-    }
+    EXPECT_EQ(g_sessionHandle, row().session);
+    EXPECT_EQ(g_wmiConnected, row().connected);
+    EXPECT_EQ(g_wmiQueryIssued, row().queryIssued);
+    const int made = row().stubSink ? 5 : 4;
+    EXPECT_EQ(com.heldReferences(), row().releases ? 0 : made);
+    EXPECT_EQ(com.apartment.wrapped->AddRef(), 2U);
 }
 
 TEST_F(EngineRun, SecondRunRepeatsTheWholeStartUp)
 {
     onLoop = [] { requestEngineStop(false); };
     runEngine(3);
-    const std::vector<std::string> first = noted();
+    const Texts first = noted();
     forgetNotes();
 
     EXPECT_EQ(runEngine(3), 0);
 
     EXPECT_EQ(noted(), first);
     EXPECT_EQ(first.size(), 23U);
-    EXPECT_EQ(notedOf("CoInitializeSecurity").size(), 1U);
-    EXPECT_EQ(notedOf("EvtSubscribe").size(), 1U);
     EXPECT_EQ(g_engineStarted, 0);
 }
 

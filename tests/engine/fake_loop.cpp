@@ -7,44 +7,23 @@
 
 namespace kelvane {
 
-namespace tests {
+using tests::note;
 
-std::function<void()>& onLoop = *new std::function<void()>;
-
-namespace {
-
-int unregisterEvent(SessionHandle session, std::uint32_t type, const char* /*participant*/, EventCallback /*callback*/,
-                    std::uint64_t /*context*/)
+const OrqInterface& coreInterface()
 {
-    note("UnregisterEvent " + std::to_string(session) + ", " + std::to_string(type));
-    return 0;
+    static OrqInterface core = {};
+    core.UnregisterEvent = [](SessionHandle session, std::uint32_t type, const char*, EventCallback, std::uint64_t) {
+        note("UnregisterEvent " + std::to_string(session) + ", " + std::to_string(type));
+        return 0;
+    };
+    core.SessionDisconnect = [](SessionHandle session) { note("SessionDisconnect " + std::to_string(session)); };
+    core.SessionDestroy = [](SessionHandle session) { note("SessionDestroy " + std::to_string(session)); };
+    return core;
 }
-
-void disconnectSession(SessionHandle session) { note("SessionDisconnect " + std::to_string(session)); }
-
-void destroySession(SessionHandle session) { note("SessionDestroy " + std::to_string(session)); }
-
-const OrqInterface& notingCore()
-{
-    static const OrqInterface record = [] {
-        OrqInterface core = {};
-        core.UnregisterEvent = unregisterEvent;
-        core.SessionDisconnect = disconnectSession;
-        core.SessionDestroy = destroySession;
-        return core;
-    }();
-    return record;
-}
-
-}  // namespace
-
-}  // namespace tests
-
-const OrqInterface& coreInterface() { return tests::notingCore(); }
 
 std::uint32_t scalingLoop()
 {
-    tests::note("loop");
+    note("loop");
     if (tests::onLoop) tests::onLoop();
     return 0xFFFFFFFF;
 }

@@ -7,6 +7,6 @@
 
 namespace kelvane::tests {
 
-extern std::function<void()>& onLoop;  // called by the loop, on its own thread
+inline std::function<void()>& onLoop = *new std::function<void()>;  // called by the loop, on its own thread
 
 }  // namespace kelvane::tests

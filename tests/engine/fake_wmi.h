@@ -1,11 +1,14 @@
 // tests/engine/fake_wmi.h: WMI's objects as far as the service calls them.
 //
 // They belong to the test and never delete themselves: `references` counts what the service holds, 0 at first. Calls
-// are noted as "NAME.Method arguments", releases as "release NAME".
+// are noted as "NAME.Method arguments", releases as "release NAME"; those that can fail ask failing_calls.h under the
+// name "NAME.Method".
 #pragma once
 
+#include "diagnostics/ansi_text.h"
 #include "simulator/platform/unused_wmi.h"
 #include "tests/support/call_list.h"
+#include "tests/support/failing_calls.h"
 
 #include <functional>
 #include <map>
@@ -13,12 +16,19 @@
 
 namespace kelvane::tests {
 
-constexpr auto notFound = static_cast<HRESULT>(0x80041002);  // WBEM_E_NOT_FOUND: -2147217406
+struct FakeObject {
+    explicit FakeObject(std::string objectName) : name(std::move(objectName)) {}
+
+    const std::string name;
+    int references = 0;
+    HRESULT answer = S_OK;  // of its calls that do not fail
+    bool missing = false;   // null is handed out in its place
+};
 
 template<class Interface>
-class Counted : public Interface {
+class Counted : public Interface, public FakeObject {
 public:
-    explicit Counted(std::string objectName) : name(std::move(objectName)) {}
+    using FakeObject::FakeObject;
 
     STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(++references); }
 
@@ -29,18 +39,35 @@ public:
     }
 
     STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-
-    const std::string name;
-    int references = 0;
 };
+
+// What a call does that hands an object to its caller.
+template<class Object, class Interface>
+HRESULT handOut(Object& object, Interface** result)
+{
+    if (object.missing) return S_OK;
+    object.AddRef();
+    *result = &object;
+    return S_OK;
+}
+
+// The length counts that stands before the text, as only a real BSTR has it.
+inline std::string textOf(const BSTR text) { return text ? toAnsi({ text, SysStringLen(text) }) : "null"; }
+
+inline std::string nullOrNot(const void* pointer) { return pointer ? "not null" : "null"; }
 
 class FakeUnknown : public Counted<IUnknown> {
 public:
     using Counted::Counted;
 
-    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override;
+    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override
+    {
+        note(name + ".QueryInterface " + (riid == IID_IWbemObjectSink ? "IWbemObjectSink" : "?"));
+        if (callFails(name + ".QueryInterface")) return E_FAIL;
+        return onQuery ? onQuery(ppv) : E_NOINTERFACE;
+    }
 
-    std::function<HRESULT(REFIID riid, void** ppv)> onQuery;
+    std::function<HRESULT(void** ppv)> onQuery;
 };
 
 class FakeSink : public Counted<IWbemObjectSink> {
@@ -52,17 +79,25 @@ public:
     STDMETHODIMP SetStatus(LONG, HRESULT, BSTR, IWbemClassObject*) override { return E_NOTIMPL; }
 };
 
-class FakeServices : public Counted<UnusedServices> {
+inline std::string nameOf(IWbemObjectSink* sink) { return sink ? static_cast<FakeSink*>(sink)->name : "null"; }
+
+class FakeServices : public simulator::UnusedServices<Counted<IWbemServices>> {
 public:
-    using Counted::Counted;
+    using UnusedServices::UnusedServices;
 
-    STDMETHODIMP CancelAsyncCall(IWbemObjectSink* sink) override;
+    STDMETHODIMP CancelAsyncCall(IWbemObjectSink* sink) override
+    {
+        note(name + ".CancelAsyncCall " + nameOf(sink));
+        return callFails(name + ".CancelAsyncCall") ? E_FAIL : answer;
+    }
+
     STDMETHODIMP ExecNotificationQueryAsync(const BSTR language, const BSTR query, LONG flags, IWbemContext* context,
-                                            IWbemObjectSink* sink) override;
-
-    HRESULT queried = S_OK;
-    HRESULT cancelled = S_OK;
-    IWbemObjectSink* sinkOfQuery = nullptr;
+                                            IWbemObjectSink* sink) override
+    {
+        note(name + ".ExecNotificationQueryAsync " + textOf(language) + ", " + textOf(query) + ", " +
+             std::to_string(flags) + ", " + nullOrNot(context) + ", " + nameOf(sink));
+        return callFails(name + ".ExecNotificationQueryAsync") ? E_FAIL : answer;
+    }
 };
 
 class FakeLocator : public Counted<IWbemLocator> {
@@ -70,10 +105,17 @@ public:
     using Counted::Counted;
 
     STDMETHODIMP ConnectServer(const BSTR resource, const BSTR user, const BSTR password, const BSTR locale, LONG flags,
-                               const BSTR authority, IWbemContext* context, IWbemServices** result) override;
+                               const BSTR authority, IWbemContext* context, IWbemServices** result) override
+    {
+        note(name + ".ConnectServer " + textOf(resource) + ", " + textOf(user) + ", " + textOf(password) + ", " +
+             textOf(locale) + ", " + std::to_string(flags) + ", " + textOf(authority) + ", " + nullOrNot(context));
+        if (callFails(name + ".ConnectServer")) return E_FAIL;
+        slotOfCaller = result;
+        handOut(*services, result);
+        return answer;
+    }
 
-    HRESULT connected = S_OK;
-    FakeServices* services = nullptr;        // what is handed out, if the connection succeeds
+    FakeServices* services = nullptr;        // what is handed out
     IWbemServices** slotOfCaller = nullptr;  // where it was put
 };
 
@@ -81,43 +123,94 @@ class FakeApartment : public Counted<IUnsecuredApartment> {
 public:
     using Counted::Counted;
 
-    STDMETHODIMP CreateObjectStub(IUnknown* object, IUnknown** stub) override;
+    STDMETHODIMP CreateObjectStub(IUnknown* object, IUnknown** result) override
+    {
+        if (callFails(name + ".CreateObjectStub")) return E_FAIL;
+        wrapped = object;
+        object->AddRef();
+        note(name + ".CreateObjectStub, sink's references " + std::to_string(object->Release()));
+        handOut(*stub, result);
+        return answer;
+    }
 
-    HRESULT answer = S_OK;
-    FakeUnknown* stub = nullptr;
+    FakeUnknown* stub = nullptr;  // what is handed out
     IUnknown* wrapped = nullptr;
 };
 
 // An object with properties. "NAME.Get PROPERTY" is noted.
-class FakeClassObject : public Counted<UnusedClassObject> {
+class FakeClassObject : public simulator::UnusedClassObject<Counted<IWbemClassObject>> {
 public:
-    explicit FakeClassObject(const std::string& objectName) : Counted(objectName) {}
+    using UnusedClassObject::UnusedClassObject;
 
-    ~FakeClassObject();
+    ~FakeClassObject()
+    {
+        for (auto& [property, value] : properties) VariantClear(&value);
+    }
+
     FakeClassObject(const FakeClassObject&) = delete;
     FakeClassObject& operator=(const FakeClassObject&) = delete;
 
-    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override;
-    STDMETHODIMP Get(LPCWSTR property, LONG flags, VARIANT* value, CIMTYPE* type, LONG* flavor) override;
+    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override
+    {
+        if (callFails(name + ".QueryInterface")) return E_FAIL;
+        return riid == IID_IWbemClassObject ? handOut(*this, ppv) : E_NOINTERFACE;
+    }
 
-    void set(const std::wstring& property, const VARIANT& value);  // takes the value over
-    void fail(const std::wstring& property, HRESULT result);
+    STDMETHODIMP Get(LPCWSTR property, LONG flags, VARIANT* value, CIMTYPE* type, LONG* flavor) override
+    {
+        note(name + ".Get " + toAnsi(property) + ", " + std::to_string(flags) + ", " + nullOrNot(type) + ", " +
+             nullOrNot(flavor));
+        if (beforeGet) beforeGet();
+        if (callFails(name + ".Get " + toAnsi(property))) return E_FAIL;
+        VARIANT& held = properties.at(property);
+        if (V_VT(&held) != VT_BSTR || V_BSTR(&held)) return VariantCopy(value, &held);
+        *value = held;  // VariantCopy would make an empty text of it
+        return S_OK;
+    }
 
-    HRESULT queried = S_OK;  // of QueryInterface
-    std::function<void(const std::wstring&)> beforeGet;
+    // Takes the value over.
+    void set(const std::wstring& property, const VARIANT& value)
+    {
+        VARIANT& held = properties[property];
+        VariantClear(&held);
+        held = value;
+    }
+
+    std::function<void()> beforeGet;
 
 private:
-    struct Property {
-        HRESULT result;
-        VARIANT value;
-    };
-
-    std::map<std::wstring, Property> properties;
+    std::map<std::wstring, VARIANT> properties;
 };
 
-VARIANT textValue(const wchar_t* text);
-VARIANT numberValue(int number);
-VARIANT unknownValue(IUnknown* object);  // adds a reference
-VARIANT valueOfType(VARTYPE type);       // all zero beside the type
+// All zero beside the type.
+inline VARIANT valueOfType(VARTYPE type)
+{
+    VARIANT value = {};
+    V_VT(&value) = type;
+    return value;
+}
+
+inline VARIANT textValue(const wchar_t* text)
+{
+    VARIANT value = valueOfType(VT_BSTR);
+    V_BSTR(&value) = SysAllocString(text);
+    return value;
+}
+
+inline VARIANT numberValue(int number)
+{
+    VARIANT value = valueOfType(VT_I4);
+    V_I4(&value) = number;
+    return value;
+}
+
+// Adds a reference.
+inline VARIANT unknownValue(IUnknown* object)
+{
+    VARIANT value = valueOfType(VT_UNKNOWN);
+    V_UNKNOWN(&value) = object;
+    if (object) object->AddRef();
+    return value;
+}
 
 }  // namespace kelvane::tests

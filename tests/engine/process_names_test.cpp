@@ -1,80 +1,59 @@
 #include "engine/process_names.h"
 #include "engine/state.h"
 #include "state/state.h"
+#include "tests/support/rows.h"
 
 #include <gmock/gmock.h>
 
 namespace kelvane::tests {
 namespace {
 
-TEST(ProcessNames, TrackedProcessesAreListedAndRecordedInTheOrderOfTheirStart)
+struct ListedRow {
+    const char* name;
+    int tracked = 0;
+};
+
+class ListedProcess : public WithRow<testing::Test, ListedRow> {};
+
+TEST_ROWS(ListedProcess, ROW(.name = "OneDrive.exe", .tracked = 1), ROW(.name = "FileCoAuth.exe", .tracked = 1),
+          ROW(.name = "Microsoft OneDrive", .tracked = 1), ROW(.name = "SearchIndexer.exe", .tracked = 1),
+          // in the background
+          ROW(.name = "UserOOBEBroker.exe"), ROW(.name = "backgroundTaskHost.exe"), ROW(.name = "svchost.exe"),
+          ROW(.name = "MoUsoCoreWorker.exe"), ROW(.name = "RuntimeBroker.exe"), ROW(.name = "conhost.exe"),
+          ROW(.name = "BackgroundDownload.exe"), ROW(.name = "pacjsworker.exe"), ROW(.name = "ServiceManager.exe"),
+          ROW(.name = "SearchProtocolHost.exe"), ROW(.name = "taskhostw.exe"), ROW(.name = "WmiPrvSE.exe"),
+          ROW(.name = "SecurityHealthHost.exe"), ROW(.name = "smartscreen.exe"),
+          ROW(.name = "OneDriveStandaloneUpdater.exe"), ROW(.name = "wermgr.exe"), ROW(.name = "WMIADAP.exe"),
+          ROW(.name = "lrio.exe"), ROW(.name = "sppsvc.exe"), ROW(.name = "MpCmdRun.exe"));
+
+TEST_P(ListedProcess, AsksForNothingAndIsRecordedWhenItIsTracked)
 {
-    EXPECT_EQ(classifyProcessStart("OneDrive.exe", 11), 0);
-    EXPECT_EQ(classifyProcessStart("FileCoAuth.exe", 12), 0);
-    EXPECT_EQ(classifyProcessStart("Microsoft OneDrive", 13), 0);
-    EXPECT_EQ(classifyProcessStart("SearchIndexer.exe", 14), 0);
+    EXPECT_EQ(classifyProcessStart(row().name, 20), 0);
 
-    EXPECT_EQ(g_trackedProcessSeen, 1);
-    EXPECT_EQ(g_trackedProcessIdCount, 4);
-    EXPECT_EQ(g_trackedProcessIds[0], 11);
-    EXPECT_EQ(g_trackedProcessIds[1], 12);
-    EXPECT_EQ(g_trackedProcessIds[2], 13);
-    EXPECT_EQ(g_trackedProcessIds[3], 14);
-}
-
-TEST(ProcessNames, BackgroundProcessesAreListedAndLeaveNothingBehind)
-{
-    for (const char* const name : { "UserOOBEBroker.exe",
-                                    "backgroundTaskHost.exe",
-                                    "svchost.exe",
-                                    "MoUsoCoreWorker.exe",
-                                    "RuntimeBroker.exe",
-                                    "conhost.exe",
-                                    "BackgroundDownload.exe",
-                                    "pacjsworker.exe",
-                                    "ServiceManager.exe",
-                                    "SearchProtocolHost.exe",
-                                    "taskhostw.exe",
-                                    "WmiPrvSE.exe",
-                                    "SecurityHealthHost.exe",
-                                    "smartscreen.exe",
-                                    "OneDriveStandaloneUpdater.exe",
-                                    "wermgr.exe",
-                                    "WMIADAP.exe",
-                                    "lrio.exe",
-                                    "sppsvc.exe",
-                                    "MpCmdRun.exe" }) {
-        SCOPED_TRACE(name);
-
-        EXPECT_EQ(classifyProcessStart(name, 20), 0);
-    }
-
-    EXPECT_EQ(g_trackedProcessSeen, 0);
-    EXPECT_EQ(g_trackedProcessIdCount, 0);
+    EXPECT_EQ(g_trackedProcessSeen, row().tracked);
+    EXPECT_EQ(g_trackedProcessIdCount, row().tracked);
+    EXPECT_EQ(g_trackedProcessIds[0], row().tracked * 20);
 }
 
 TEST(ProcessNames, AnyOtherNameIsUnlistedDownToTheLastByte)
 {
+    using namespace std::string_literals;
     for (const std::string& name :
-         { std::string("game.exe"), std::string(""), std::string("onedrive.exe"), std::string("ONEDRIVE.EXE"),
-           std::string("SvcHost.exe"), std::string("OneDrive.exe "), std::string(" OneDrive.exe"),
-           std::string("OneDrive"), std::string("OneDrive.exe\0", 13), std::string("svchost.exe2") }) {
-        SCOPED_TRACE(name);
-
-        EXPECT_EQ(classifyProcessStart(name, 30), 1);
+         { "game.exe"s, ""s, "onedrive.exe"s, "ONEDRIVE.EXE"s, "SvcHost.exe"s, "OneDrive.exe "s, " OneDrive.exe"s,
+           "OneDrive"s, "OneDrive.exe\0"s, "svchost.exe2"s }) {
+        EXPECT_EQ(classifyProcessStart(name, 30), 1) << name;
     }
 
     EXPECT_EQ(g_trackedProcessSeen, 0);
     EXPECT_EQ(g_trackedProcessIdCount, 0);
 }
 
-TEST(ProcessNames, TheEleventhTrackedIdIsNotStoredAndTheCountStopsAtTen)
+TEST(ProcessNames, IdsAreStoredInTheOrderOfTheirStartUpToTen)
 {
     for (int id = 101; id <= 112; ++id) EXPECT_EQ(classifyProcessStart("OneDrive.exe", id), 0);
 
     EXPECT_EQ(g_trackedProcessIdCount, 10);
-    EXPECT_EQ(g_trackedProcessIds[0], 101);
-    EXPECT_EQ(g_trackedProcessIds[9], 110);
+    for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(g_trackedProcessIds[i], 101 + static_cast<int>(i));
 }
 
 TEST(ProcessNames, TheEleventhTrackedProcessIsSeenAllTheSame)

@@ -5,15 +5,14 @@ import csv
 import json
 import os
 import pathlib
-import subprocess
 import time
 
+from conftest import ROOT, run_command
 from selenium import webdriver
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
-from tools.shared.project import ROOT
 from tools.trace.rows import COLUMNS
 
 SETTLE_S = 10
@@ -100,8 +99,7 @@ def write_trace(path, rows):
 
 
 def report(*arguments, cwd=ROOT):
-    return subprocess.run([str(ROOT / "scripts/report.sh"), *map(str, arguments)], cwd=cwd, capture_output=True,
-                          text=True, timeout=300, check=False)
+    return run_command(ROOT / "scripts/report.sh", *arguments, cwd=cwd)
 
 
 def made(page, *traces):

@@ -1,22 +1,16 @@
-"""Policies on the simulated processor: what one run measures, and what scripts/compare.sh makes of many.
-
-KELVANE_POLICY names the program to test, words separated by blanks.
-"""
+"""Policies on the simulated processor: what one run measures, and what scripts/compare.sh makes of many."""
 
 import csv
 import os
-import pathlib
 import re
 import shlex
-import subprocess
 
 import pytest
+from conftest import HEADER, ROOT, replay, run_command
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
 COMMAND = shlex.split(os.environ.get(
     "KELVANE_POLICY", f"{ROOT}/cmake/wine-run.sh {ROOT}/build/release/kelvane-policy.exe"))
 OUT = ROOT / "build" / "compare"
-HEADER = "time_ms,input,value\n"
 
 # One core at full clock for 6 s, on the thin laptop: 0.8 W idle, 8 W more while it works.
 ONE_CORE = HEADER + "0,processor,thin-laptop\n0,job,steady:6000:1\n20000,stop,service\n"
@@ -39,21 +33,19 @@ class Measured:
 
 
 def run_policy(*arguments, cwd):
-    return subprocess.run([*COMMAND, *map(str, arguments)], cwd=cwd, stdin=subprocess.DEVNULL, capture_output=True,
-                          timeout=120, check=False)
+    return run_command(*COMMAND, *arguments, cwd=cwd, timeout=120)
 
 
 def measure(policy, scenario, folder):
     (folder / "scenario.csv").write_text(scenario, encoding="utf-8")
-    run = run_policy(policy, "scenario.csv", ".", cwd=folder)
-    assert run.returncode == 0, run.stderr
+    done = run_policy(policy, "scenario.csv", ".", cwd=folder)
+    assert done.returncode == 0, done.stderr
     return Measured(folder)
 
 
 def compare(*arguments):
-    environment = dict(os.environ, KELVANE_KEEP_WINE="1")  # the Wine server is shared with the tests beside this one
-    return subprocess.run([str(ROOT / "scripts/compare.sh"), *map(str, arguments)], env=environment,
-                          capture_output=True, text=True, timeout=800, check=False)
+    # The Wine server is shared with the tests beside this one.
+    return run_command(ROOT / "scripts/compare.sh", *arguments, timeout=800, KELVANE_KEEP_WINE="1")
 
 
 def test_energy_and_work_of_a_constant_load_add_up(tmp_path):
@@ -133,10 +125,8 @@ def test_a_job_that_is_not_done_has_no_end(tmp_path):
 
 def test_the_service_under_a_policys_name_gives_the_trace_of_the_replay(tmp_path):
     measure("service", ONE_CORE, tmp_path)
-    replay = shlex.split(os.environ["KELVANE_REPLAY"])
 
-    subprocess.run([*replay, "scenario.csv", "replay.csv"], cwd=tmp_path, timeout=120, check=True)
-
+    assert replay("scenario.csv", "replay.csv", cwd=tmp_path).returncode == 0
     assert (tmp_path / "replay.csv").read_bytes() == (tmp_path / "trace.csv").read_bytes()
 
 
@@ -151,16 +141,16 @@ def test_wrong_usage_and_wrong_files_are_told(tmp_path, arguments, code, complai
     (tmp_path / "scenario.csv").write_text(ONE_CORE)
     (tmp_path / "power.csv").write_text(HEADER + "0,power_mw,1000\n")
 
-    run = run_policy(*arguments, cwd=tmp_path)
+    done = run_policy(*arguments, cwd=tmp_path)
 
-    assert run.returncode == code
-    assert complaint in run.stderr.decode()
+    assert done.returncode == code
+    assert complaint in done.stderr
 
 
 def test_the_documents_show_what_the_comparison_prints():
-    run = compare()
+    done = compare()
 
-    assert run.returncode == 0, run.stderr
+    assert done.returncode == 0, done.stderr
     page = (ROOT / "docs/control.md").read_text(encoding="ascii")
     kept = page.split("<!-- table -->\n")[1].split("<!-- end of table -->")[0]
     assert kept == (OUT / "table.md").read_text(encoding="ascii")
@@ -175,18 +165,18 @@ def test_own_scenarios_and_recordings_can_be_compared(tmp_path):
     (tmp_path / "steady.csv").write_text(ONE_CORE)
     (tmp_path / "evening.csv").write_text(HEADER + "0,power_mw,4800\n60000,stop,service\n")
 
-    run = compare(tmp_path / "steady.csv", tmp_path / "evening.csv")
+    done = compare(tmp_path / "steady.csv", tmp_path / "evening.csv")
 
-    assert run.returncode == 0, run.stderr
+    assert done.returncode == 0, done.stderr
     # 16 J + 48 J for 6 core-s; half a core of work in each of 600 slices is 30 core-s for 48 J + 240 J
-    assert re.search(r"\| steady \| always-10000 \| 10\.667 \|", run.stdout)
-    assert re.search(r"\| evening \(derived\) \| always-10000 \| 9\.600 \|", run.stdout)
+    assert re.search(r"\| steady \| always-10000 \| 10\.667 \|", done.stdout)
+    assert re.search(r"\| evening \(derived\) \| always-10000 \| 9\.600 \|", done.stdout)
 
 
 def test_a_malformed_scenario_is_told_with_its_line(tmp_path):
     (tmp_path / "bad.csv").write_text(HEADER + "0,job,a:1\n")
 
-    run = compare(tmp_path / "bad.csv")
+    done = compare(tmp_path / "bad.csv")
 
-    assert run.returncode == 1
-    assert "bad.csv:2: job is NAME:WORK_MS:CORES" in run.stderr
+    assert done.returncode == 1
+    assert "bad.csv:2: job is NAME:WORK_MS:CORES" in done.stderr

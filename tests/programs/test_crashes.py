@@ -7,17 +7,14 @@ import subprocess
 import time
 
 import pytest
+from conftest import BUILD, HEADER, ROOT, run_command
 
 from tools.shared.program_end import describe_end
-from tools.shared.project import ROOT
-
-BUILD = pathlib.Path(os.environ["KELVANE_BUILD"])
 
 
 def end_of(*arguments):
-    run = subprocess.run([ROOT / "cmake/wine-run.sh", BUILD / "tests/crash_program.exe", *arguments],
-                         stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=120, check=False)
-    return run.returncode, run.stderr
+    done = run_command(ROOT / "cmake/wine-run.sh", BUILD / "tests/crash_program.exe", *arguments, timeout=120)
+    return done.returncode, done.stderr
 
 
 @pytest.mark.parametrize("how, sentence", [("fault", "crash_program.exe crashed: exception c0000005 at "),
@@ -65,7 +62,7 @@ def the_process(words):
 
 def test_replay_command_reports_a_replay_that_was_killed(tmp_path):
     scenario = tmp_path / "long.csv"
-    scenario.write_text("time_ms,input,value\n0,power_mw,2000\n31536000000,stop,service\n")
+    scenario.write_text(HEADER + "0,power_mw,2000\n31536000000,stop,service\n")
     with subprocess.Popen([ROOT / "scripts/replay.sh", scenario, tmp_path / "trace.csv"], stdin=subprocess.DEVNULL,
                           stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True) as command:
         os.kill(the_process(["kelvane-replay.exe", str(scenario)]), signal.SIGKILL)

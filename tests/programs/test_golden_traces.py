@@ -7,16 +7,11 @@ rows and more, as its SHA-256. After a change that is meant, with its reason in 
 """
 
 import hashlib
-import os
-import pathlib
-import shlex
-import subprocess
 
 import pytest
+from conftest import ROOT, replay
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
 GOLDEN = ROOT / "tests/golden"
-REPLAY = shlex.split(os.environ.get("KELVANE_REPLAY", shlex.quote(str(ROOT / "scripts/replay.sh"))))
 SCENARIOS = sorted(ROOT.glob("scenarios/*.csv"))
 WHOLE_ROWS_MAX = 2500
 
@@ -36,11 +31,9 @@ def test_each_scenario_has_a_golden_trace_and_no_trace_is_left_over():
 
 @pytest.mark.parametrize("scenario", SCENARIOS, ids=lambda path: path.stem)
 def test_trace_of_a_scenario_is_the_golden_one(scenario, tmp_path):
-    trace = tmp_path / "trace.csv"
-    run = subprocess.run([*REPLAY, scenario, trace], stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                         timeout=120, check=False)
-    assert run.returncode == 0, run.stderr
-    found = trace.read_bytes()
+    done = replay(scenario, tmp_path / "trace.csv")
+    assert done.returncode == 0, done.stderr
+    found = (tmp_path / "trace.csv").read_bytes()
 
     digest = long_ones().get(scenario.name)
     if digest is None:

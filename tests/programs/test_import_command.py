@@ -2,11 +2,9 @@
 
 import re
 import resource
-import time
 
 import pytest
-
-from import_bench import import_and_replay, powers, run_import  # noqa: F401
+from conftest import powers, run_import
 
 HEAD = "Date,Time,CPU Package Power [W]\n"
 TIMED = "Time_Of_Day_Seconds\tPkgWatt\n"

@@ -1,8 +1,7 @@
 """scripts/import.sh with HWiNFO64's logs: columns, limit reasons, dates and times, encodings, and bad lines."""
 
 import pytest
-
-from import_bench import import_and_replay, powers  # noqa: F401
+from conftest import powers
 
 PL1 = "IA: Package-Level RAPL/PBM PL1 [Yes/No]"
 PL2 = "IA: Package-Level RAPL/PBM PL2,PL3 [Yes/No]"
@@ -83,21 +82,18 @@ def test_package_power_in_watts_is_taken_by_rank(imported, columns, power):
     assert powers(imported(f"Date,Time,{columns}\n21.11.2026,12:00:00,1,2,3\n")) == [f"0,power_mw,{power}"]
 
 
-@pytest.mark.parametrize("before, after", [
-    ("30.11.2026", "1.12.2026"), ("11/30/2026", "12/1/2026"), ("30/11/2026", "01/12/2026"),
-    ("2026-11-30", "2026-12-01"), ("11.12.2026", "12.12.2026"), ("12/11/2026", "12/12/2026"), ("31.12.26", "01.01.27"),
-    ("2028-02-28", "2028-02-29"),
-])
-def test_midnight_is_one_step_in_every_date_format(imported, before, after):
-    result = imported(hwinfo(f"{before},23:59:59,5", f"{after},00:00:00,6"))
-
-    assert result.rows == ["0,power_mw,5000", "1000,power_mw,6000", "2000,stop,service"]
-
-
 @pytest.mark.parametrize("first, second, step", [
-    ("7:05:09", "07:05:10", 1000), ("12:00:00.5", "12:00:00.750", 250), ("12:00:00.999", "12:00:01.001", 2)])
-def test_times_with_and_without_milliseconds(imported, first, second, step):
-    rows = imported(hwinfo(f"21.11.2026,{first},5", f"21.11.2026,{second},6")).rows
+    # midnight in every date format
+    *((f"{before},23:59:59", f"{after},00:00:00", 1000) for before, after in [
+        ("30.11.2026", "1.12.2026"), ("11/30/2026", "12/1/2026"), ("30/11/2026", "01/12/2026"),
+        ("2026-11-30", "2026-12-01"), ("11.12.2026", "12.12.2026"), ("12/11/2026", "12/12/2026"),
+        ("31.12.26", "01.01.27"), ("2028-02-28", "2028-02-29")]),
+    # with and without milliseconds
+    ("21.11.2026,7:05:09", "21.11.2026,07:05:10", 1000), ("21.11.2026,12:00:00.5", "21.11.2026,12:00:00.750", 250),
+    ("21.11.2026,12:00:00.999", "21.11.2026,12:00:01.001", 2),
+])
+def test_the_time_between_two_samples_follows_from_their_dates_and_times(imported, first, second, step):
+    rows = imported(hwinfo(f"{first},5", f"{second},6")).rows
 
     assert rows == ["0,power_mw,5000", f"{step},power_mw,6000", f"{2 * step},stop,service"]
 

@@ -1,22 +1,15 @@
 """The replay program that runs on Linux itself, with the sanitizers in it, is the one that runs under Wine."""
 
-import os
-import pathlib
-import shlex
-import subprocess
-
 import pytest
+from conftest import BUILD, REPLAY, ROOT, run_command
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-NATIVE = pathlib.Path(os.environ["KELVANE_BUILD"]).parent / "native-asan/kelvane-replay"
-UNDER_WINE = shlex.split(os.environ["KELVANE_REPLAY"])
+NATIVE = BUILD.parent / "native-asan/kelvane-replay"
 
 
-def replay(program, scenario, trace):
-    run = subprocess.run([*program, scenario, trace.name], cwd=trace.parent, capture_output=True, text=True,
-                         timeout=120)
-    assert run.returncode == 0, run.stderr
-    return trace.read_bytes()
+def trace_of(program, scenario, folder):
+    done = run_command(*program, scenario, "trace.csv", cwd=folder, timeout=120)
+    assert done.returncode == 0, done.stderr
+    return (folder / "trace.csv").read_bytes()
 
 
 def test_there_are_scenarios():
@@ -25,7 +18,7 @@ def test_there_are_scenarios():
 
 @pytest.mark.parametrize("scenario", sorted(ROOT.glob("scenarios/*.csv")), ids=lambda path: path.stem)
 def test_a_scenario_gives_the_same_bytes_natively_and_under_wine(scenario, tmp_path):
-    native = replay([NATIVE], scenario, tmp_path / "native.csv")
+    native = trace_of([NATIVE], scenario, tmp_path)
 
-    assert native == replay(UNDER_WINE, scenario, tmp_path / "wine.csv")
+    assert native == trace_of(REPLAY, scenario, tmp_path)
     assert native.count(b"\n") > 100

@@ -1,30 +1,21 @@
 """The signing step of scripts/package.sh, with a certificate that is made for the test and trusted by nobody else."""
 
 import http.server
-import os
-import pathlib
 import shutil
 import subprocess
 import threading
 
 import pytest
+from conftest import ROOT, VERSION, run_command, run_package
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
 OUT = ROOT / "build/package-tests/signed"
-VERSION = "1.0.11406.42226"
 NAME = f"kelvane-{VERSION}-x64.msi"
 PASS_PHRASE = "correct horse"
 
 
-def package(*arguments, **environment):
-    return subprocess.run([ROOT / "scripts/package.sh", *arguments], env={**os.environ, **environment},
-                          capture_output=True, text=True, timeout=600, check=False)
-
-
 def verification(file, certificate, *options):
     """What the verification says, and whether it trusts the file."""
-    done = subprocess.run(["osslsigncode", "verify", "-CAfile", certificate, *options, "-in", file],
-                          capture_output=True, text=True, timeout=60, check=False)
+    done = run_command("osslsigncode", "verify", "-CAfile", certificate, *options, "-in", file, timeout=60)
     return done.stdout + done.stderr, done.returncode == 0
 
 
@@ -42,7 +33,7 @@ def environment_for_signing(tmp_path_factory):
 @pytest.fixture(scope="module", name="signed")
 def signed_package(signing):
     shutil.rmtree(OUT, ignore_errors=True)
-    result = package(VERSION, OUT, **signing)
+    result = run_package(VERSION, OUT, **signing)
     assert result.returncode == 0, result.stderr
     return result.stdout
 
@@ -120,7 +111,7 @@ def time_stamp_service(tmp_path):
 def test_a_time_stamp_service_vouches_for_the_time_of_signing(signing, clock, tmp_path):
     address, certificate = clock
 
-    result = package(VERSION, tmp_path, **signing, KELVANE_SIGN_TIME_URL=address)
+    result = run_package(VERSION, tmp_path, **signing, KELVANE_SIGN_TIME_URL=address)
 
     assert result.returncode == 0, result.stderr
     said = verification(tmp_path / NAME, signing["KELVANE_SIGN_CERT"], "-TSA-CAfile", certificate)[0]
@@ -128,7 +119,7 @@ def test_a_time_stamp_service_vouches_for_the_time_of_signing(signing, clock, tm
 
 
 def test_without_a_certificate_the_summary_says_unsigned(signing, tmp_path):
-    result = package(VERSION, tmp_path)
+    result = run_package(VERSION, tmp_path)
 
     assert "signature   unsigned\n" in result.stdout
     assert not verification(tmp_path / NAME, signing["KELVANE_SIGN_CERT"])[1]
@@ -138,7 +129,7 @@ def test_a_key_that_does_not_open_makes_no_package(signing, tmp_path):
     wrong = tmp_path / "pass"
     wrong.write_text("battery staple")
 
-    result = package(VERSION, tmp_path / "out", **{**signing, "KELVANE_SIGN_PASS_FILE": str(wrong)})
+    result = run_package(VERSION, tmp_path / "out", **{**signing, "KELVANE_SIGN_PASS_FILE": str(wrong)})
 
     assert result.returncode == 1
     assert "signing kelvane.exe failed" in result.stderr
@@ -150,7 +141,7 @@ def test_a_key_that_does_not_open_makes_no_package(signing, tmp_path):
     ({"KELVANE_SIGN_KEY": "nowhere.pem"}, "KELVANE_SIGN_CERT and KELVANE_SIGN_KEY are needed together"),
     ({"KELVANE_SIGN_CERT": "nowhere.pem", "KELVANE_SIGN_KEY": "nowhere.pem"}, "cannot be read: nowhere.pem")])
 def test_half_a_signature_is_refused_before_anything_is_built(given, fault, tmp_path):
-    result = package(VERSION, tmp_path / "out", **given)
+    result = run_package(VERSION, tmp_path / "out", **given)
 
     assert result.returncode == 2
     assert fault in result.stderr

@@ -1,27 +1,16 @@
 """The installer as a file: what its tables say will be done, in which order, and that its making is repeatable."""
 
-import os
-import pathlib
-import subprocess
-
 import pytest
+from conftest import PRODUCT, ROOT, VERSION, run_command, run_package
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
 OUT = ROOT / "build/package-tests"
-VERSION = "1.0.11406.42226"
-PRODUCT = "Tarvo(R) Kelvane"
 SERVICE_KEY = r"SYSTEM\CurrentControlSet\Services\Tarvo(R) Kelvane"
 SOURCE_KEY = r"SYSTEM\CurrentControlSet\Services\EventLog\Application\Tarvo(R) Kelvane"
 FULL_UNINSTALL = 'REMOVE="ALL" AND NOT UPGRADINGPRODUCTCODE AND KEEPLOGS<>"1"'
 
 
-def make(version, folder, **environment):
-    return subprocess.run([ROOT / "scripts/package.sh", version, OUT / folder], env={**os.environ, **environment},
-                          capture_output=True, text=True, timeout=600, check=False)
-
-
 def made(version, folder, **environment):
-    result = make(version, folder, **environment)
+    result = run_package(version, OUT / folder, **environment)
     assert result.returncode == 0, result.stderr
     return OUT / folder / f"kelvane-{version}-x64.msi"
 
@@ -31,8 +20,9 @@ class Package:
         self.path = path
 
     def tell(self, what, *arguments):
-        return subprocess.run(["msiinfo", what, self.path, *arguments], capture_output=True, text=True,
-                              check=True).stdout
+        told = run_command("msiinfo", what, self.path, *arguments)
+        assert told.returncode == 0, told.stderr
+        return told.stdout
 
     def tables(self):
         return [name for name in self.tell("tables").split() if name != "_ForceCodepage"]
@@ -187,8 +177,7 @@ def test_the_time_of_the_build_is_the_given_one():
 
 @pytest.mark.parametrize("arguments", [["1.0.0.1"], ["1.0", "x"], ["1.0.0.1;", "x"], ["1", "2", "3"]])
 def test_wrong_usage_is_told_and_nothing_is_made(arguments, tmp_path):
-    result = subprocess.run([ROOT / "scripts/package.sh", *arguments], cwd=tmp_path, capture_output=True, text=True,
-                            timeout=60, check=False)
+    result = run_package(*arguments, cwd=tmp_path, timeout=60)
 
     assert result.returncode == 2
     assert "usage: scripts/package.sh" in result.stderr or "not a version of four numbers" in result.stderr

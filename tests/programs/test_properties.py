@@ -5,8 +5,6 @@ A failing scenario is made small and printed. The seed is printed with each run;
     KELVANE_SEED=4711 scripts/test.sh -R properties    # those of one seed (1 if nothing is said: a build stays calm)
     KELVANE_SEED=new scripts/test.sh -R properties     # others each time
     KELVANE_EXAMPLES=5000 scripts/test.sh -R properties
-
-KELVANE_REPLAY names the command to test, words separated by blanks; by default it is scripts/replay.sh.
 """
 
 import csv
@@ -14,20 +12,16 @@ import io
 import itertools
 import os
 import pathlib
-import shlex
-import subprocess
 import tempfile
 
 import pytest
-from conftest import BUILD
+from conftest import BUILD, REPLAY, run_command
 from hypothesis import HealthCheck, example, given, seed, settings
 from hypothesis import strategies as st
 from hypothesis.configuration import set_hypothesis_home_dir
 
-from tools.shared.project import ROOT
 from tools.shared.random_seed import random_seed
 
-COMMAND = shlex.split(os.environ.get("KELVANE_REPLAY", shlex.quote(str(ROOT / "scripts/replay.sh"))))
 SEED = random_seed(default="1")
 EXAMPLES = int(os.environ.get("KELVANE_EXAMPLES", "200"))
 set_hypothesis_home_dir(str(BUILD / "hypothesis"))
@@ -174,9 +168,8 @@ def replay(scenario):
         path = pathlib.Path(folder)
         with open(path / "scenario.csv", "w", encoding="utf-8", newline="") as file:
             csv.writer(file, lineterminator="\n").writerows([("time_ms", "input", "value"), *scenario])
-        done = subprocess.run([*COMMAND, "scenario.csv", "trace.csv"], cwd=path, stdin=subprocess.DEVNULL,
-                              capture_output=True, timeout=60, check=False)
-        assert done.returncode in (0, 5), done.stderr.decode(errors="replace")
+        done = run_command(*REPLAY, "scenario.csv", "trace.csv", cwd=path, timeout=60)
+        assert done.returncode in (0, 5), done.stderr
         return done.returncode, (path / "trace.csv").read_bytes()
 
 

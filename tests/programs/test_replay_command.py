@@ -1,18 +1,10 @@
-"""The replay program as a user calls it: exit codes, messages, and the trace's bytes.
-
-KELVANE_REPLAY names the command to test, words separated by blanks; by default it is scripts/replay.sh.
-"""
+"""The replay program as a user calls it: exit codes, messages, and the trace's bytes."""
 
 import os
 import pathlib
-import shlex
-import subprocess
 
 import pytest
-
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-COMMAND = shlex.split(os.environ.get("KELVANE_REPLAY", shlex.quote(str(ROOT / "scripts/replay.sh"))))
-HEADER = "time_ms,input,value\n"
+from conftest import HEADER, REPLAY, replay, run_command
 
 # Ends in the middle of start-up, so that the whole trace can be written out.
 NO_FRAMEWORK = HEADER + "0,status,INIT=3000\n"
@@ -27,16 +19,11 @@ NO_FRAMEWORK_TRACE = (
 RISING = HEADER + "0,power_mw,2000\n2000,power_mw,2900\n5000,power_mw,4000\n8000,stop,scaling\n"
 
 
-def replay(*arguments, cwd, timeout=120):
-    return subprocess.run([*COMMAND, *map(str, arguments)], cwd=cwd, stdin=subprocess.DEVNULL, capture_output=True,
-                          timeout=timeout, check=False)
-
-
-def complaint_of(run):
-    """The one line on standard error."""
-    lines = run.stderr.decode().splitlines()
-    assert len(lines) == 1, lines
-    return lines[0]
+def complaint_of(done, code):
+    """The one line on standard error, of a run that ended with this code and said nothing else."""
+    [line] = done.stderr.splitlines()
+    assert (done.returncode, done.stdout) == (code, "")
+    return line
 
 
 @pytest.fixture(name="scenario")
@@ -53,29 +40,32 @@ def trace_file(tmp_path):
 
 @pytest.mark.parametrize("arguments", [[], ["scenario.csv"], ["scenario.csv", "trace.csv", "more"]])
 def test_wrong_number_of_arguments_is_wrong_usage(tmp_path, scenario, trace, arguments):
-    run = replay(*arguments, cwd=tmp_path)
+    done = run_command(*REPLAY, *arguments, cwd=tmp_path)
 
-    assert run.returncode == 2
-    assert complaint_of(run) == "usage: kelvane-replay SCENARIO.csv TRACE.csv"
-    assert run.stdout == b""
+    assert complaint_of(done, 2) == "usage: kelvane-replay SCENARIO.csv TRACE.csv"
     assert not trace.exists()
     assert scenario.read_text() == RISING
 
 
-def test_replayed_scenario_leaves_its_trace_and_says_nothing(tmp_path, scenario, trace):
-    scenario.write_text(NO_FRAMEWORK)
+@pytest.mark.parametrize("folder, relative", [
+    ("in", True), ("in", False), ("with a blank", False), ("L\u00fcfter", False), ("\u6e2c\u5b9a", False),
+    ("it's (100%) & more", False)])
+def test_replayed_scenario_leaves_its_trace_and_says_nothing(tmp_path, folder, relative):
+    (tmp_path / folder).mkdir()
+    (tmp_path / folder / f"{folder}.csv").write_text(NO_FRAMEWORK)
+    base = pathlib.Path(os.pardir) if relative else tmp_path
 
-    run = replay(scenario, trace, cwd=tmp_path)
+    done = replay(base / folder / f"{folder}.csv", base / folder / f"{folder} trace.csv", cwd=tmp_path / folder)
 
-    assert (run.returncode, run.stdout, run.stderr) == (0, b"", b"")
-    assert trace.read_bytes() == NO_FRAMEWORK_TRACE
+    assert (done.returncode, done.stdout, done.stderr) == (0, "", "")
+    assert (tmp_path / folder / f"{folder} trace.csv").read_bytes() == NO_FRAMEWORK_TRACE
 
 
 def test_trace_holds_what_reached_the_processor(tmp_path, scenario, trace):
-    run = replay(scenario, trace, cwd=tmp_path)
+    done = replay(scenario, trace, cwd=tmp_path)
 
     rows = trace.read_text().splitlines()
-    assert run.returncode == 0
+    assert done.returncode == 0
     assert [row for row in rows if ",primitive,SET_PERF_PREFERENCE_MAX," in row] == [
         "0,primitive,SET_PERF_PREFERENCE_MAX,1200,0",
         "2000,primitive,SET_PERF_PREFERENCE_MAX,1800,0",
@@ -88,23 +78,6 @@ def test_trace_holds_what_reached_the_processor(tmp_path, scenario, trace):
     assert b"\r" not in trace.read_bytes()
 
 
-def test_two_runs_write_the_same_bytes(tmp_path, scenario):
-    for name in ("one.csv", "two.csv"):
-        assert replay(scenario, name, cwd=tmp_path).returncode == 0
-
-    assert (tmp_path / "one.csv").read_bytes() == (tmp_path / "two.csv").read_bytes()
-
-
-def test_crlf_scenario_gives_the_trace_of_the_lf_one(tmp_path, scenario, trace):
-    windows = tmp_path / "windows.csv"
-    windows.write_bytes(RISING.replace("\n", "\r\n").encode())
-
-    assert replay(scenario, trace, cwd=tmp_path).returncode == 0
-    assert replay(windows, "windows.trace.csv", cwd=tmp_path).returncode == 0
-
-    assert (tmp_path / "windows.trace.csv").read_bytes() == trace.read_bytes()
-
-
 def test_older_trace_is_replaced_as_a_whole(tmp_path, scenario, trace):
     scenario.write_text(NO_FRAMEWORK)
     trace.write_text("an older trace\n" * 1000)
@@ -114,65 +87,29 @@ def test_older_trace_is_replaced_as_a_whole(tmp_path, scenario, trace):
     assert trace.read_bytes() == NO_FRAMEWORK_TRACE
 
 
-@pytest.mark.parametrize("relative", [True, False])
-def test_paths_may_be_relative_or_absolute(tmp_path, scenario, relative):
-    scenario.write_text(NO_FRAMEWORK)
-    (tmp_path / "in").mkdir()
-    (tmp_path / "out").mkdir()
-    scenario.rename(tmp_path / "in/scenario.csv")
-    base = pathlib.Path(os.pardir) if relative else tmp_path
-
-    run = replay(base / "in/scenario.csv", base / "out/trace.csv", cwd=tmp_path / "in")
-
-    assert run.returncode == 0
-    assert (tmp_path / "out/trace.csv").read_bytes() == NO_FRAMEWORK_TRACE
-
-
-@pytest.mark.parametrize("name", ["with a blank", "L\u00fcfter", "\u6e2c\u5b9a", "it's (100%) & more"])
-def test_names_may_hold_blanks_and_letters_of_any_script(tmp_path, scenario, name):
-    folder = tmp_path / name
-    folder.mkdir()
-    scenario.write_text(NO_FRAMEWORK)
-    scenario.rename(folder / f"{name}.csv")
-
-    run = replay(folder / f"{name}.csv", folder / f"{name} trace.csv", cwd=tmp_path)
-
-    assert run.returncode == 0
-    assert (folder / f"{name} trace.csv").read_bytes() == NO_FRAMEWORK_TRACE
-
-
 @pytest.mark.parametrize("content, line, reason", [
     (b"", 1, ""),
     (b"time,input,value\n", 1, "time_ms,input,value"),
     (HEADER.encode() + b"0,power_mw,1500\n\n# comment\n0,fan_rpm,1\n", 5, "fan_rpm"),
-    (HEADER.encode() + b"0,power_mw,watt\n", 2, "watt"),
-    (HEADER.encode() + b"0,power_mw,4294967296\n", 2, "out of range"),
     (HEADER.encode() + b"5,power_mw,1\r\n4,power_mw,1\r\n", 3, "falls"),
-    (HEADER.encode() + b"0,power_mw\n", 2, "columns"),
     (HEADER.encode() + b'0,power_mw,"1500\n0,power_mw,1\n', 2, "quote"),
-    (HEADER.encode() + b"0,process_start,a.exe\n", 2, "process_start"),
-    (HEADER.encode() + b"0,standby,508\n", 2, "standby"),
     (bytes(range(256)), 1, ""),
     (HEADER.encode() + bytes(range(256)), 2, ""),
 ])
 def test_malformed_scenario_is_told_with_its_line_and_leaves_no_trace(tmp_path, scenario, trace, content, line, reason):
     scenario.write_bytes(content)
 
-    run = replay("scenario.csv", "trace.csv", cwd=tmp_path)
+    complaint = complaint_of(replay("scenario.csv", "trace.csv", cwd=tmp_path), 3)
 
-    assert run.returncode == 3
-    assert complaint_of(run).startswith(f"scenario.csv:{line}: ")
-    assert reason in complaint_of(run)
-    assert run.stdout == b""
+    assert complaint.startswith(f"scenario.csv:{line}: ") and reason in complaint
     assert not trace.exists()
 
 
 @pytest.mark.parametrize("name", ["missing.csv", ".", "no/such/folder.csv"])
 def test_scenario_that_cannot_be_read_is_told_and_leaves_no_trace(tmp_path, trace, name):
-    run = replay(name, "trace.csv", cwd=tmp_path)
+    complaint = complaint_of(replay(name, "trace.csv", cwd=tmp_path), 3)
 
-    assert run.returncode == 3
-    assert complaint_of(run).startswith(f"{name}:1: ")
+    assert complaint.startswith(f"{name}:1: ")
     assert not trace.exists()
 
 
@@ -180,20 +117,14 @@ def test_complaint_shows_the_path_as_it_was_given(tmp_path):
     path = tmp_path / "L\u00fcfter 1.csv"
     path.write_text(HEADER + "0,stop,now\n")
 
-    run = replay(path, "trace.csv", cwd=tmp_path)
-
-    assert run.returncode == 3
-    assert complaint_of(run).startswith(f"{path}:2: ")
+    assert complaint_of(replay(path, "trace.csv", cwd=tmp_path), 3).startswith(f"{path}:2: ")
 
 
 @pytest.mark.parametrize("name", ["missing/trace.csv", "folder", "/dev/full"])
 def test_trace_that_cannot_be_written_is_told(tmp_path, scenario, name):
     (tmp_path / "folder").mkdir()
 
-    run = replay(scenario, name, cwd=tmp_path)
-
-    assert run.returncode == 4
-    assert complaint_of(run).startswith(f"{name}: ")
+    assert complaint_of(replay(scenario, name, cwd=tmp_path), 4).startswith(f"{name}: ")
     assert not (tmp_path / "missing").exists()
 
 
@@ -206,11 +137,8 @@ def test_malformed_scenario_is_told_before_an_unwritable_trace(tmp_path, scenari
 def test_clock_that_stands_still_ends_the_run_and_keeps_the_trace(tmp_path, scenario, trace):
     scenario.write_text(HEADER + "0,power_mw,1500\n600,status,GET_IA_CLIP_REASONS=1000\n700,stop,service\n")
 
-    run = replay(scenario, trace, cwd=tmp_path)
-
+    assert "stands still" in complaint_of(replay(scenario, trace, cwd=tmp_path), 5)
     rows = trace.read_text().splitlines()
-    assert run.returncode == 5
-    assert "stands still" in complaint_of(run)
     assert sum(row.startswith("600,primitive,") for row in rows) == 100000
     assert rows[-1] == "600,primitive,GET_IA_CLIP_REASONS,,1000"
 
@@ -222,8 +150,5 @@ def test_trace_never_overwrites_its_scenario(tmp_path, scenario, trace_name):
     (tmp_path / "link.csv").symlink_to(scenario)
     (tmp_path / "hard.csv").hardlink_to(scenario)
 
-    run = replay(scenario, trace_name, cwd=tmp_path)
-
-    assert run.returncode == 2
-    assert "overwrite" in complaint_of(run)
+    assert "overwrite" in complaint_of(replay(scenario, trace_name, cwd=tmp_path), 2)
     assert scenario.read_text() == RISING

@@ -1,17 +1,13 @@
 """scripts/report.sh: the page as a reader sees it, in headless Chromium, and the command as a user calls it."""
 
-import os
-import pathlib
 import re
-import shlex
-import subprocess
 
 import pytest
-from report_page import (BURST, CLIP, DOWN, IDLE, IDLE_EXIT, RESTORED, ROOT, SLIDER, STANDBY, STARTS, STOPPED, STORY,
+from conftest import replay
+from report_page import (BURST, CLIP, DOWN, IDLE, IDLE_EXIT, RESTORED, ROOT, SLIDER, STARTS, STOPPED, STORY,
                          Page, headless_browser, log, made, primitive, report, step, write_trace)
 from selenium.webdriver.common.keys import Keys
 
-REPLAY = shlex.split(os.environ.get("KELVANE_REPLAY", shlex.quote(str(ROOT / "scripts/replay.sh"))))
 MIB = 1 << 20
 
 
@@ -27,6 +23,15 @@ def page_of_the_story(tmp_path_factory):
     return made(folder / "story.html", write_trace(folder / "story.trace.csv", STORY))
 
 
+@pytest.fixture(name="opened")
+def page_of_traces(driver, tmp_path):
+    """Opens the page of one trace, or of two, given by their rows and file names."""
+    def call(*traces, names=("a.trace.csv", "b.trace.csv")):
+        files = [write_trace(tmp_path / name, rows) for name, rows in zip(names, traces)]
+        return Page(driver, made(tmp_path / "page.html", *files))
+    return call
+
+
 @pytest.fixture(name="story")
 def opened_story(driver, story_file):
     return Page(driver, story_file)
@@ -35,7 +40,7 @@ def opened_story(driver, story_file):
 @pytest.fixture(scope="module", name="office")
 def trace_of_a_real_laptop(tmp_path_factory):
     trace = tmp_path_factory.mktemp("office") / "office-laptop.trace.csv"
-    subprocess.run([*REPLAY, str(ROOT / "scenarios/office-laptop.csv"), str(trace)], timeout=120, check=True)
+    assert replay(ROOT / "scenarios/office-laptop.csv", trace).returncode == 0
     return trace
 
 
@@ -94,10 +99,10 @@ def test_the_curves_show_what_was_drawn_and_allowed(story):
     assert story.titles() == ["Power, W", "Ceiling, preference 0 to 10000", "Marks", "PL1, W", "tier aims at"]
 
 
-def test_a_value_holds_until_the_next_also_where_the_step_is_small(driver, tmp_path):
+def test_a_value_holds_until_the_next_also_where_the_step_is_small(opened):
     rows = [primitive(0, "SET_PERF_PREFERENCE_MAX", 1800), primitive(4000, "SET_PERF_PREFERENCE_MAX", 1750),
             [9000, "sleep", "", 300, ""]]
-    page = Page(driver, made(tmp_path / "page.html", write_trace(tmp_path / "small.csv", rows)))
+    page = opened(rows)
     page.run("window.corners = []; const line = CanvasRenderingContext2D.prototype.lineTo;"
              "CanvasRenderingContext2D.prototype.lineTo = function (x, y) {"
              " corners.push([x, y]); line.call(this, x, y); }")
@@ -222,9 +227,9 @@ HOSTILE = ('</script><script>window.broken = 1</script><img src=x onerror="windo
            " \u2028 &amp;")
 
 
-def test_a_hostile_message_is_shown_as_text(driver, tmp_path):
+def test_a_hostile_message_is_shown_as_text(opened):
     rows = [*STORY[:-1], log(75000, HOSTILE), STORY[-1]]
-    page = Page(driver, made(tmp_path / "page.html", write_trace(tmp_path / "<b>&amp;.trace.csv", rows)))
+    page = opened(rows, names=["<b>&amp;.trace.csv"])
 
     marks = page.open_marks()
 
@@ -237,11 +242,11 @@ def test_a_hostile_message_is_shown_as_text(driver, tmp_path):
     assert page.console() == [] and page.requests() == []
 
 
-def test_power_demand_and_clock_of_a_simulated_processor_have_panels(driver, tmp_path):
+def test_power_demand_and_clock_of_a_simulated_processor_have_panels(opened):
     values = {"demand_core_ms": 1500.0, "served_core_ms": 250.0, "clock_permille": 640, "power_mw": 9100.5,
               "average_mw": 4200}
     rows = [*STORY[:-1], *([75000, "processor", name, value, ""] for name, value in values.items()), STORY[-1]]
-    page = Page(driver, made(tmp_path / "page.html", write_trace(tmp_path / "jobs.csv", rows)))
+    page = opened(rows)
 
     assert page.series("power, every 100 ms") == [[75000, 9.1], [80000, 9.1]]
     assert page.series("average that PL1 acts on") == [[75000, 4.2], [80000, 4.2]]
@@ -254,7 +259,7 @@ def test_power_demand_and_clock_of_a_simulated_processor_have_panels(driver, tmp
     assert (totals["energy drawn"], totals["work done"]) == ("0.9 J", "0.25 core s")  # 9.1 W for a tenth of a second
 
 
-def test_an_hour_with_processor_rows_stays_small_and_loses_no_mark_and_no_peak(driver, tmp_path):
+def test_an_hour_with_processor_rows_stays_small_and_loses_no_mark_and_no_peak(opened, tmp_path):
     rows = [STORY[0], log(0, STORY[1][3], 0)]
     for tenth in range(36000):
         time_ms = 100 * tenth
@@ -267,7 +272,7 @@ def test_an_hour_with_processor_rows_stays_small_and_loses_no_mark_and_no_peak(d
         rows += [[time_ms, "processor", name, power_mw + index, ""] for index, name in
                  enumerate(("demand_core_ms", "served_core_ms", "clock_permille", "power_mw", "average_mw"))]
     assert len(rows) > 218000
-    page = Page(driver, made(tmp_path / "page.html", write_trace(tmp_path / "hour.csv", rows)))
+    page = opened(rows)
 
     assert (tmp_path / "page.html").stat().st_size < 10 * MIB
     assert len(page.series("Process start")) == 120
@@ -277,9 +282,9 @@ def test_an_hour_with_processor_rows_stays_small_and_loses_no_mark_and_no_peak(d
     assert page.console() == []
 
 
-def test_a_trace_of_the_running_service_tells_what_it_cannot_know(driver, tmp_path):
+def test_a_trace_of_the_running_service_tells_what_it_cannot_know(opened):
     rows = [row for row in STORY if row[1] != "log" or row[2] != 2]
-    page = Page(driver, made(tmp_path / "page.html", write_trace(tmp_path / "service.trace.csv", rows)))
+    page = opened(rows)
 
     totals = {row[0]: row[1] for row in page.rows("#totals")[1:]}
     assert totals["process-start bursts"] == totals["clips"] == totals["of them in Active Idle"] == "not in this trace"
@@ -299,10 +304,8 @@ def changed_story():
             "SET_PERF_PREFERENCE_MAX", 3000] else row for row in rows]
 
 
-def test_two_traces_tell_what_differs_first_and_by_how_much(driver, tmp_path):
-    first = write_trace(tmp_path / "before.trace.csv", STORY)
-    second = write_trace(tmp_path / "after.trace.csv", changed_story())
-    page = Page(driver, made(tmp_path / "page.html", first, second))
+def test_two_traces_tell_what_differs_first_and_by_how_much(opened):
+    page = opened(STORY, changed_story(), names=["before.trace.csv", "after.trace.csv"])
 
     # The header is line 1, so the 21st row is line 22.
     assert "The first row that differs is number 21, at 0:30.000:" in page.text("#difference")
@@ -325,29 +328,24 @@ def test_two_traces_tell_what_differs_first_and_by_how_much(driver, tmp_path):
     assert page.console() == []
 
 
-def test_a_trace_that_ends_early_differs_where_it_ends(driver, tmp_path):
-    first = write_trace(tmp_path / "long.csv", STORY)
-    second = write_trace(tmp_path / "short.csv", STORY[:-1])
-    page = Page(driver, made(tmp_path / "page.html", first, second))
+def test_a_trace_that_ends_early_differs_where_it_ends(opened):
+    page = opened(STORY, STORY[:-1])
 
     assert page.rows("#difference table") == [["A", f"line {len(STORY) + 1}", f"80000,log,0,{STOPPED}".strip() + " ,"],
                                               ["B", "", "the trace has ended"]]
     assert "All writes to the processor are the same." in page.text("#difference")
 
 
-def test_a_message_more_is_no_other_write(driver, tmp_path):
-    first = write_trace(tmp_path / "one.csv", STORY)
-    second = write_trace(tmp_path / "two.csv", [STORY[0], log(0, HOSTILE), *STORY[1:]])
-    page = Page(driver, made(tmp_path / "page.html", first, second))
+def test_a_message_more_is_no_other_write(opened):
+    page = opened(STORY, [STORY[0], log(0, HOSTILE), *STORY[1:]])
 
     assert page.rows("#difference table") == [["A", "line 3", "0,log,0,KV scaling is started : ,"],
                                               ["B", "line 3", f"0,log,2,{HOSTILE},"]]
     assert "All writes to the processor are the same." in page.text("#difference")
 
 
-def test_equal_traces_are_called_equal(driver, tmp_path):
-    traces = [write_trace(tmp_path / name, STORY) for name in ("one.csv", "two.csv")]
-    page = Page(driver, made(tmp_path / "page.html", *traces))
+def test_equal_traces_are_called_equal(opened):
+    page = opened(STORY, STORY)
 
     assert page.text("#difference") == f"No difference\nBoth traces hold the same {len(STORY)} rows."
 
@@ -405,20 +403,15 @@ def test_a_malformed_trace_is_named_with_its_line_and_makes_no_page(tmp_path, co
     assert not (tmp_path / "page.html").exists()
 
 
-def test_a_trace_that_is_not_there_is_named(tmp_path):
-    result = report(tmp_path / "none.csv")
+@pytest.mark.parametrize("arguments, code, complaint", [
+    (["none.csv"], 3, "none.csv: cannot be read: No such file or directory\n"),
+    (["-o", "none/page.html", "story.csv"], 4, "none/page.html: cannot be written: No such file or directory\n")])
+def test_a_file_that_cannot_be_read_or_written_is_named(tmp_path, arguments, code, complaint):
+    write_trace(tmp_path / "story.csv", STORY)
 
-    assert result.returncode == 3
-    assert result.stderr == f"{tmp_path}/none.csv: cannot be read: No such file or directory\n"
+    result = report(*arguments, cwd=tmp_path)
 
-
-def test_a_page_that_cannot_be_written_is_named(tmp_path):
-    trace = write_trace(tmp_path / "story.csv", STORY)
-
-    result = report("-o", tmp_path / "no folder" / "page.html", trace)
-
-    assert result.returncode == 4
-    assert result.stderr == f"{tmp_path}/no folder/page.html: cannot be written: No such file or directory\n"
+    assert (result.returncode, result.stderr.removeprefix(f"{tmp_path}/")) == (code, complaint)
 
 
 @pytest.mark.parametrize("arguments", [(), ("-o",), ("a.csv", "b.csv", "c.csv"), ("--wide", "a.csv"),

@@ -1,27 +1,22 @@
 """scripts/run.sh --replay as a new user calls it; the live run is left to the tests of the installed service."""
 
-import os
-import pathlib
 import re
-import subprocess
 import xml.etree.ElementTree
 
 import pytest
+from conftest import HEADER, ROOT, run_command
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
 OUT = ROOT / "build" / "run"
 
 
-def run(*arguments, cwd=ROOT):
+def run_script(*arguments, cwd=ROOT):
     # The Wine server is shared with the tests that run at the same time.
-    environment = dict(os.environ, KELVANE_KEEP_WINE="1")
-    return subprocess.run([str(ROOT / "scripts/run.sh"), *map(str, arguments)], cwd=cwd, env=environment,
-                          capture_output=True, text=True, timeout=300, check=False)
+    return run_command(ROOT / "scripts/run.sh", *arguments, cwd=cwd, KELVANE_KEEP_WINE="1")
 
 
 @pytest.fixture(scope="module", name="office")
 def run_replay_without_a_scenario():
-    result = run("--replay")
+    result = run_script("--replay")
     assert result.returncode == 0, result.stderr
     return result.stdout
 
@@ -65,9 +60,9 @@ def test_the_report_is_named_and_is_a_page_of_this_trace(office):
 
 
 def test_another_scenario_is_replayed_from_any_folder(tmp_path):
-    (tmp_path / "quiet evening.csv").write_text("time_ms,input,value\n0,power_mw,3200\n9000,stop,scaling\n")
+    (tmp_path / "quiet evening.csv").write_text(HEADER + "0,power_mw,3200\n9000,stop,scaling\n")
 
-    result = run("--replay", "quiet evening.csv", cwd=tmp_path)
+    result = run_script("--replay", "quiet evening.csv", cwd=tmp_path)
 
     assert result.returncode == 0, result.stderr
     # Start-up, then the stop path: floor 0, full performance, PL1 as it was.
@@ -77,18 +72,18 @@ def test_another_scenario_is_replayed_from_any_folder(tmp_path):
 
 
 def test_a_framework_that_cannot_be_initialised_makes_no_step(tmp_path):
-    (tmp_path / "no-framework.csv").write_text("time_ms,input,value\n0,status,INIT=3000\n")
+    (tmp_path / "no-framework.csv").write_text(HEADER + "0,status,INIT=3000\n")
 
-    result = run("--replay", tmp_path / "no-framework.csv")
+    result = run_script("--replay", tmp_path / "no-framework.csv")
 
     assert result.returncode == 0, result.stderr
     assert "no control step was made" in result.stdout
 
 
 def test_a_malformed_scenario_is_named_with_its_line(tmp_path):
-    (tmp_path / "bad.csv").write_text("time_ms,input,value\n0,power,3200\n")
+    (tmp_path / "bad.csv").write_text(HEADER + "0,power,3200\n")
 
-    result = run("--replay", tmp_path / "bad.csv")
+    result = run_script("--replay", tmp_path / "bad.csv")
 
     assert result.returncode == 3
     assert 'bad.csv:2: unknown input "power"' in result.stderr
@@ -96,7 +91,7 @@ def test_a_malformed_scenario_is_named_with_its_line(tmp_path):
 
 @pytest.mark.parametrize("arguments", [("--replay", "a.csv", "b.csv"), ("--help",), ("a.csv",)])
 def test_wrong_usage_is_told(arguments):
-    result = run(*arguments)
+    result = run_script(*arguments)
 
     assert result.returncode == 2
     assert "usage: scripts/run.sh" in result.stderr

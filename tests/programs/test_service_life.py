@@ -1,5 +1,6 @@
 """Start and stop of the installed service, at every moment."""
 
+import shutil
 import time
 
 import pytest
@@ -39,8 +40,7 @@ def test_stop_while_scaling_leaves_the_limits_as_they_are(kelvane):
 
 
 def test_stop_while_the_engine_is_about_to_start(kelvane):
-    kelvane.start()
-    kelvane.wait_for_service_data("Capability key is present")
+    kelvane.start_to_wait()
     kelvane.write_control(2)
     time.sleep(POLL_S + 0.5)  # the gate was seen, the two seconds before the start run
 
@@ -50,8 +50,7 @@ def test_stop_while_the_engine_is_about_to_start(kelvane):
 
 
 def test_stop_during_the_pauses_of_active_idle(kelvane):
-    kelvane.set_scenario("time_ms,input,value\n0,power_mw,700\n")
-    kelvane.start_scaling()
+    kelvane.start_scaling("0,power_mw,700\n")
     kelvane.wait_for_message("processid Stop Service is Called", STEP_S)
 
     kelvane.stop(STOP_S)
@@ -126,20 +125,16 @@ def test_without_the_control_key_the_engine_never_starts(kelvane):
     assert stopped_cleanly(kelvane)
 
 
-@pytest.mark.parametrize("core", ["missing", "another library", "no image", "another record size"])
+@pytest.mark.parametrize("core", [None, "no image", "wevtapi.dll", "orqcore-othersize.dll"])
 def test_a_core_that_cannot_be_used_ends_scaling_and_leaves_the_service(kelvane, core):
     library = kelvane.core_folder / "orqcore.dll"
-    if core == "missing":
-        library.unlink()
-    elif core == "another library":
-        library.write_bytes((kelvane.home / "wevtapi.dll").read_bytes())
-    elif core == "no image":
+    library.unlink()
+    if core == "no image":
         library.write_text("not a library")
-    else:
-        library.write_bytes((kelvane.build / "standins/orqcore-othersize.dll").read_bytes())
+    elif core:
+        shutil.copy(kelvane.build / "standins" / core, library)
 
-    kelvane.start()
-    kelvane.wait_for_service_data("Capability key is present")
+    kelvane.start_to_wait()
     kelvane.write_control(2)
 
     kelvane.wait_for_message(" KV Start MS/CS is initializing the ORQ, Scaling is stopped ", SCALING_STARTS_S)

@@ -1,16 +1,11 @@
 """The long runs, made short: what they do to the service, and that they tell growth from what is deliberate."""
 
-import os
-import shlex
-import subprocess
-
 import pytest
-from conftest import ROOT, STEP_S, run_tool
+from conftest import REPLAY, ROOT, STEP_S, run_command, run_tool
 
 from tools.soak import service as soak_service
 from tools.soak import year as soak_year
 
-REPLAY = shlex.split(os.environ.get("KELVANE_REPLAY", shlex.quote(str(ROOT / "scripts/replay.sh"))))
 AT_REST = {"private_kib": 17000, "resident_kib": 31000, "descriptors": 39, "threads": 8, "handles": 54, "changes": 3}
 
 
@@ -25,10 +20,6 @@ def samples(**growth_per_cycle):
     """Of ten cycles, each measure growing by so much from each to the next."""
     return [{name: first + cycle * growth_per_cycle.get(name, 0) for name, first in AT_REST.items()}
             for cycle in range(10)]
-
-
-def year(*arguments):
-    return run_tool("soak.year", *arguments)
 
 
 def test_a_handle_for_each_change_of_the_control_key_is_no_growth(capsys):
@@ -60,11 +51,10 @@ def test_what_the_first_cycle_makes_is_no_growth():
 @pytest.mark.parametrize("arguments", [["0"], ["-1"], ["five"], ["1", "2"], ["--year", "0"], ["--year", "1", "2"],
                                        ["--fuzz", "x"], ["--fuzz", "1", "2"]])
 def test_a_length_that_makes_no_sense_is_wrong_usage(arguments):
-    run = subprocess.run([ROOT / "scripts/soak.sh", *arguments], capture_output=True, text=True, timeout=20,
-                         check=False)
+    done = run_command(ROOT / "scripts/soak.sh", *arguments, timeout=20)
 
-    assert run.returncode == 2
-    assert run.stderr.startswith("usage: scripts/soak.sh [MINUTES]")
+    assert done.returncode == 2
+    assert done.stderr.startswith("usage: scripts/soak.sh [MINUTES]")
 
 
 def growth_of_year(samples_kib):
@@ -82,23 +72,22 @@ def test_growth_of_a_year_is_that_behind_its_warm_up():
 
 
 def test_a_simulated_day_prints_its_figures(tmp_path):
-    run = year(1, tmp_path, *REPLAY)
+    done = run_tool("soak.year", 1, tmp_path, *REPLAY)
 
-    assert run.returncode == 0, run.stderr
-    assert run.stdout.startswith("simulated                      1 days\n")
+    assert done.returncode == 0, done.stderr
+    assert done.stdout.startswith("simulated                      1 days\n")
     assert (tmp_path / "year.csv").read_text().splitlines()[-1] == "86400000,stop,scaling"
 
 
 def test_a_replay_that_fails_is_a_failure(tmp_path):
-    run = year(1, tmp_path, "/usr/bin/false")
+    done = run_tool("soak.year", 1, tmp_path, "/usr/bin/false")
 
-    assert run.returncode == 1
-    assert "the replay ended with 1" in run.stderr
+    assert done.returncode == 1
+    assert "the replay ended with 1" in done.stderr
 
 
 def test_a_storm_of_process_starts_reaches_the_service(kelvane):
-    kelvane.set_scenario("time_ms,input,value\n0,power_mw,3000\n")
-    kelvane.start_scaling()
+    kelvane.start_scaling("0,power_mw,3000\n")
     written = len(kelvane.writes())
 
     (kelvane.home / "storm.txt").write_text("200", encoding="ascii")
@@ -109,8 +98,7 @@ def test_a_storm_of_process_starts_reaches_the_service(kelvane):
 
 def test_handles_of_the_service_can_be_counted(kelvane):
     kelvane.install_tool("handle_count.exe")
-    kelvane.start()
-    kelvane.wait_for_service_data("Capability key is present")
+    kelvane.start_to_wait()
     before = kelvane.handles()
 
     for value in (1, 3, 4):

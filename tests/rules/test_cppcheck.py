@@ -6,7 +6,8 @@ import pathlib
 import re
 import subprocess
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+from tools.shared.project import ROOT
+
 COMMANDS = pathlib.Path(os.environ["KELVANE_BUILD"]).parent / "release/compile_commands.json"
 
 PASSED = {

@@ -2,14 +2,12 @@
 
 import asyncio
 import os
-import pathlib
 import subprocess
 
 import pytest
 
-from tools.mutate import arguments, building, listed, operators, plant, project, running, source
-
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+from tools.mutate import arguments, building, listed, operators, project, running, source
+from tools.shared.project import ROOT
 
 EXAMPLE = """
 #include <array>
@@ -105,6 +103,22 @@ def fixture_example(tmp_path):
     return found_in(tmp_path, EXAMPLE)
 
 
+@pytest.fixture(name="compiled")
+def fixture_compiled(tmp_path, monkeypatch):
+    """Compiles a text with all its faults."""
+    monkeypatch.setattr(project, "TREE", tmp_path / "tree")
+    monkeypatch.setattr(project, "OUT", tmp_path)
+
+    def run(text):
+        file = found_in(tmp_path, text)
+        compiler = building.Compiler({file.name: file}, {file.name: [file.name]},
+                                     {file.name: (["g++", "-std=c++20"], None)})
+        asyncio.run(compiler.run())
+        return file, compiler
+
+    return run
+
+
 def test_operators_conditions_and_returned_values_change(example):
     assert changes(example, "isBetween") == {
         "return value > 0 && value < LIMIT -> return value >= 0 && value < LIMIT",
@@ -117,13 +131,8 @@ def test_operators_conditions_and_returned_values_change(example):
     }
 
 
-def test_a_pointer_can_be_a_condition(tmp_path, monkeypatch):
-    monkeypatch.setattr(project, "TREE", tmp_path / "tree")
-    monkeypatch.setattr(project, "OUT", tmp_path)
-    file = found_in(tmp_path, "int f(const int* p)\n{\n    if (!p) return 2;\n    return p ? 3 : 4;\n}\n")
-    compiler = building.Compiler({file.name: file}, {file.name: [file.name]},
-                                 {file.name: (["g++", "-std=c++20"], None)})
-    asyncio.run(compiler.run())
+def test_a_pointer_can_be_a_condition(compiled):
+    file, _ = compiled("int f(const int* p)\n{\n    if (!p) return 2;\n    return p ? 3 : 4;\n}\n")
 
     assert {"if (!p) return 2 -> if (!!p) return 2",
             "return p ? 3 : 4 -> return !(p) ? 3 : 4"} <= changes(file, "f")
@@ -209,16 +218,12 @@ def test_strings_keep_their_length_if_they_have_one(text, expected):
 class Program:
     """The example, compiled once with all its faults."""
 
-    def __init__(self, file, folder):
-        self.folder = folder
-        self.compiler = building.Compiler({file.name: file}, {file.name: [file.name]},
-                                          {file.name: (["g++", "-std=c++20"], None)})
-        self.faults = self.compiler.faults
-        asyncio.run(self.compiler.run())
+    def __init__(self, file, compiler, folder):
+        self.folder, self.faults = folder, compiler.faults
         (folder / "main.cpp").write_text(MAIN, encoding="ascii")
         (folder / "runtime.cpp").write_text(building.RUNTIME % (len(self.faults) + 1), encoding="ascii")
         subprocess.run(["g++", "-std=c++20", "-o", folder / "program", folder / "main.cpp", folder / "runtime.cpp",
-                        self.compiler.object_of(file.name)], check=True)
+                        compiler.object_of(file.name)], check=True)
 
     def output(self, fault=0, **environment):
         done = subprocess.run([self.folder / "program"], env={**os.environ, "KELVANE_FAULT": str(fault), **environment},
@@ -227,11 +232,9 @@ class Program:
 
 
 @pytest.fixture(name="program")
-def fixture_program(example, tmp_path, monkeypatch):
-    monkeypatch.setattr(project, "TREE", tmp_path / "tree")
-    monkeypatch.setattr(project, "OUT", tmp_path)
+def fixture_program(compiled, tmp_path, monkeypatch):
     monkeypatch.setattr(project, "ROOT", tmp_path)
-    return Program(example, tmp_path)
+    return Program(*compiled(EXAMPLE), tmp_path)
 
 
 UNHARMED = "-1 13 0 -1 1 5 hello! one green"
@@ -277,13 +280,8 @@ def test_a_program_notes_which_faults_it_has_reached(program, tmp_path):
     assert baseline.reaching[max(planted)] == {"program": ["Suite/One.Name/2"]}
 
 
-def test_what_does_not_compile_is_left_out_alone(tmp_path, monkeypatch):
-    monkeypatch.setattr(project, "TREE", tmp_path / "tree")
-    monkeypatch.setattr(project, "OUT", tmp_path)
-    file = found_in(tmp_path, "const char* a = 0;\nint b = 0;\nint f() { char text[] = \"x\"; return text[b] + 1; }\n")
-    compiler = building.Compiler({file.name: file}, {file.name: [file.name]},
-                                 {file.name: (["g++", "-std=c++20"], None)})
-    asyncio.run(compiler.run())
+def test_what_does_not_compile_is_left_out_alone(compiled):
+    file, _ = compiled("const char* a = 0;\nint b = 0;\nint f() { char text[] = \"x\"; return text[b] + 1; }\n")
 
     assert [fault.key for fault in file.faults if not fault.planted] == [
         "example.cpp | a | const char* a = 0 -> const char* a = 1",

@@ -13,7 +13,8 @@ import shlex
 import subprocess
 from concurrent.futures import ThreadPoolExecutor
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+from tools.shared.project import ROOT
+
 COMMANDS = pathlib.Path(os.environ["KELVANE_BUILD"]).parent / "release/compile_commands.json"
 
 FALSE_ALARMS = {

@@ -6,7 +6,8 @@ import pathlib
 import re
 import subprocess
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+from tools.shared.project import ROOT
+
 LISTED = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, capture_output=True, text=True,
                         check=True).stdout.splitlines()
 FILES = [ROOT / name for name in LISTED if (ROOT / name).is_file() and "/corpus/" not in name]  # those are bare bytes
@@ -70,20 +71,13 @@ def test_every_text_that_an_operator_may_meet_is_explained():
 
 
 def test_links_between_documents_lead_somewhere():
-    broken = []
-    for path in FILES:
-        if path.suffix == ".md":
-            for target in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", path.read_text()):
-                if not (path.parent / target).exists():
-                    broken.append(f"{path.name}: {target}")
-    assert broken == []
-
-
-def test_there_are_sources_to_check():
-    assert len(SOURCES) > 40
+    links = [(path, target) for path in FILES if path.suffix == ".md"
+             for target in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", path.read_text())]
+    assert [f"{path.name}: {target}" for path, target in links if not (path.parent / target).exists()] == []
 
 
 def test_no_source_is_too_long_to_be_read_in_one_go():
+    assert len(SOURCES) > 40
     lengths = {path: len(path.read_text().splitlines()) for path in SOURCES}
     limits = {path: PRODUCT_FILE_LINES_MAX if folder_of(path) in PRODUCT else FILE_LINES_MAX for path in SOURCES}
     assert {str(path): length for path, length in lengths.items() if length > limits[path]} == {}
@@ -99,12 +93,9 @@ def test_no_line_of_code_is_wider_than_120_columns():
 
 
 def test_no_line_ends_in_blanks_and_every_file_ends_in_a_line_feed():
-    faults = []
-    for path in FILES:
-        text = path.read_bytes()
-        if re.search(rb"[ \t]+(\r?\n|$)", text) or not text.endswith(b"\n"):
-            faults.append(str(path.relative_to(ROOT)))
-    assert faults == []
+    texts = {str(path.relative_to(ROOT)): path.read_bytes() for path in FILES}
+    assert [name for name, text in texts.items()
+            if re.search(rb"[ \t]+(\r?\n|$)", text) or not text.endswith(b"\n")] == []
 
 
 def test_sources_and_what_is_packaged_are_plain_ascii():
@@ -114,13 +105,9 @@ def test_sources_and_what_is_packaged_are_plain_ascii():
 
 
 def test_folders_include_only_what_lies_below_them():
-    faults = []
-    for path in SOURCES:
-        room = room_of(path.relative_to(ROOT))
-        for name in includes_of(path) if room in MAY_INCLUDE else []:
-            if room_of(name) not in {room, *MAY_INCLUDE[room]}:
-                faults.append(f"{path.relative_to(ROOT)} includes {name}")
-    assert faults == []
+    rooms = [(path, room_of(path.relative_to(ROOT))) for path in SOURCES]
+    assert [f"{path.relative_to(ROOT)} includes {name}" for path, room in rooms if room in MAY_INCLUDE
+            for name in includes_of(path) if room_of(name) not in {room, *MAY_INCLUDE[room]}] == []
 
 
 def test_every_source_of_the_simulator_is_in_one_of_its_rooms():

@@ -8,14 +8,6 @@
 
 namespace kelvane {
 
-namespace tests {
-
-std::function<void()>& onEngine = *new std::function<void()>;
-std::function<void()>& onRegistryNotify = *new std::function<void()>;
-std::function<void()>& onCapabilityCheck = *new std::function<void()>;
-
-}  // namespace tests
-
 int runEngine(int argument)
 {
     tests::note("runEngine " + std::to_string(argument));

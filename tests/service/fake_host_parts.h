@@ -7,8 +7,8 @@
 namespace kelvane::tests {
 
 // Each runs on the thread on which the host starts the part.
-extern std::function<void()>& onEngine;
-extern std::function<void()>& onRegistryNotify;
-extern std::function<void()>& onCapabilityCheck;
+inline std::function<void()>& onEngine = *new std::function<void()>;
+inline std::function<void()>& onRegistryNotify = *new std::function<void()>;
+inline std::function<void()>& onCapabilityCheck = *new std::function<void()>;
 
 }  // namespace kelvane::tests

@@ -4,14 +4,17 @@
 #include "diagnostics/ansi_text.h"
 #include "simulator/platform/import_slots.h"
 #include "tests/support/call_list.h"
+#include "tests/support/failing_calls.h"
 
 #include <cstring>
+#include <utility>
 
 namespace kelvane::tests {
 
 namespace {
 
-const auto changeEvent = reinterpret_cast<HANDLE>(0xE0E0);
+const auto changeEvent = reinterpret_cast<HANDLE>(0xE0E4);
+constexpr LSTATUS keyDeleted = 1018;
 FakeRegistry* registry;
 
 std::string nameOf(HKEY key) { return "key" + std::to_string(reinterpret_cast<std::uintptr_t>(key)); }
@@ -21,17 +24,20 @@ std::string nameOf(HKEY key) { return "key" + std::to_string(reinterpret_cast<st
 struct RegistryCalls {
     static LSTATUS WINAPI open(HKEY root, LPCWSTR subkey, DWORD options, REGSAM access, PHKEY key)
     {
-        const std::string name = toAnsi(subkey);
-        note((root == HKEY_LOCAL_MACHINE ? "open " : "open elsewhere ") + name + ", " + std::to_string(options) + ", " +
-             std::to_string(access));
-        const LSTATUS status = registry->onOpen ? registry->onOpen(name) : ERROR_SUCCESS;
-        if (status == ERROR_SUCCESS) *key = reinterpret_cast<HKEY>(++registry->opened);
-        return status;
+        if (registry->onOpen) registry->onOpen();
+        const std::string call = (root == HKEY_LOCAL_MACHINE ? "open " : "open elsewhere ") + toAnsi(subkey) + ", " +
+                                 std::to_string(options) + ", " + std::to_string(access);
+        note(call);
+        if (callFails(call)) return ERROR_FILE_NOT_FOUND;
+        registry->opened.push_back(call);
+        *key = reinterpret_cast<HKEY>(registry->opened.size());
+        return ERROR_SUCCESS;
     }
 
     static LSTATUS WINAPI closeKey(HKEY key)
     {
         note("close " + nameOf(key));
+        registry->closed.push_back(registry->opened.at(reinterpret_cast<std::uintptr_t>(key) - 1));
         return ERROR_SUCCESS;
     }
 
@@ -39,7 +45,7 @@ struct RegistryCalls {
     {
         note("query " + nameOf(key) + ", " + toAnsi(name) + ", " + std::to_string(*size) +
              (!reserved && type && data ? "" : ", unusual"));
-        if (!registry->valueExists) return ERROR_FILE_NOT_FOUND;
+        if (callFails("RegQueryValueExW") || !registry->valueExists) return ERROR_FILE_NOT_FOUND;
         const DWORD offered = *size;
         *size = static_cast<DWORD>(registry->value.size());
         if (*size > offered) return ERROR_MORE_DATA;
@@ -54,21 +60,27 @@ struct RegistryCalls {
         std::memcpy(&number, data, sizeof number);
         note("set " + nameOf(key) + ", " + toAnsi(name) + ", " + std::to_string(reserved) + ", " +
              std::to_string(type) + ", " + std::to_string(size) + " bytes: " + std::to_string(number));
-        return registry->setResult;
+        return callFails("RegSetValueExW") ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
     }
 
     static LSTATUS WINAPI notify(HKEY key, BOOL subtree, DWORD filter, HANDLE event, BOOL asynchronous)
     {
         note("notify " + nameOf(key) + ", " + std::to_string(subtree) + ", " + std::to_string(filter) +
              (event == changeEvent ? ", event, " : ", ?, ") + std::to_string(asynchronous));
+        const bool again = std::exchange(registry->watched, true);
+        if (callFails(again ? "RegNotifyChangeKeyValue again" : "RegNotifyChangeKeyValue")) return keyDeleted;
         return registry->onNotify ? registry->onNotify() : ERROR_SUCCESS;
     }
 
     static HANDLE WINAPI createEvent(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL signalled, LPCWSTR name)
     {
+        // The run-time library makes events without manual reset, others before any key is open.
+        if (!manualReset || registry->opened.empty()) {
+            return registry->createEvent.real()(attributes, manualReset, signalled, name);
+        }
         note("create event " + std::to_string(manualReset) + ", " + std::to_string(signalled) +
              (!attributes && !name ? "" : ", unusual"));
-        return registry->makesEvent ? changeEvent : nullptr;
+        return callFails("CreateEventW, change") ? nullptr : changeEvent;
     }
 
     static DWORD WINAPI wait(HANDLE handle, DWORD ms)
@@ -98,8 +110,6 @@ FakeRegistry::FakeRegistry()
 {
     registry = this;
 }
-
-FakeRegistry::~FakeRegistry() = default;
 
 std::string dword(std::uint32_t number)
 {

@@ -1,7 +1,7 @@
 // tests/service/fake_registry.h: the registry, and the event and the wait of those who watch it.
 //
-// Every call is noted. Handles count up from 1 with each successful opening; all calls succeed until a test says
-// otherwise.
+// Every call is noted. Handles count up from 1 with each successful opening. A call that can fail asks failing_calls.h
+// under its function's name, an opening under what is noted: "open PATH, OPTIONS, ACCESS".
 #pragma once
 
 #include "tests/support/import_swap.h"
@@ -10,22 +10,21 @@
 
 #include <deque>
 #include <functional>
-#include <map>
 #include <string>
+#include <vector>
 
 namespace kelvane::tests {
 
 class FakeRegistry {
 public:
     FakeRegistry();  // one at a time
-    ~FakeRegistry();
     FakeRegistry(const FakeRegistry&) = delete;
     FakeRegistry& operator=(const FakeRegistry&) = delete;
 
-    std::function<LSTATUS(const std::string& subkey)> onOpen;
+    std::function<void()> onOpen;
     std::function<LSTATUS()> onNotify;
-    LSTATUS setResult = ERROR_SUCCESS;
-    bool makesEvent = true;
+    std::vector<std::string> opened;  // the calls that opened the keys
+    std::vector<std::string> closed;  // those of them whose keys have been closed
 
     // The one value that a query finds.
     bool valueExists = true;
@@ -36,21 +35,25 @@ public:
     std::deque<std::function<DWORD()>> waits;
 
 private:
-    template<class Function>
-    using Swap = ImportSwap<Function>;
-
-    Swap<decltype(&RegOpenKeyExW)> open;
-    Swap<decltype(&RegCloseKey)> closeKey;
-    Swap<decltype(&RegQueryValueExW)> query;
-    Swap<decltype(&RegSetValueExW)> set;
-    Swap<decltype(&RegNotifyChangeKeyValue)> notify;
-    Swap<decltype(&CreateEventW)> createEvent;
-    Swap<decltype(&WaitForSingleObject)> wait;
-    Swap<decltype(&CloseHandle)> closeHandle;
-    std::uintptr_t opened = 0;
+    ImportSwap<decltype(&RegOpenKeyExW)> open;
+    ImportSwap<decltype(&RegCloseKey)> closeKey;
+    ImportSwap<decltype(&RegQueryValueExW)> query;
+    ImportSwap<decltype(&RegSetValueExW)> set;
+    ImportSwap<decltype(&RegNotifyChangeKeyValue)> notify;
+    ImportSwap<decltype(&CreateEventW)> createEvent;
+    ImportSwap<decltype(&WaitForSingleObject)> wait;
+    ImportSwap<decltype(&CloseHandle)> closeHandle;
+    bool watched = false;
 
     friend struct RegistryCalls;
 };
+
+// Openings of the keys that the service looks at. KEY_NOTIFY is 16, KEY_READ 131097, KEY_ALL_ACCESS 983103.
+constexpr char openToWatch[] = "open SYSTEM\\CurrentControlSet\\Services\\LITSSVC\\IC\\KV, 0, 16";
+constexpr char openToRead[] = "open SYSTEM\\CurrentControlSet\\Services\\LITSSVC\\IC\\KV, 0, 131097";
+constexpr char openAcpi[] = "open SYSTEM\\CurrentControlSet\\Services\\orq_acpi, 0, 131097";
+constexpr char openCpu[] = "open SYSTEM\\CurrentControlSet\\Services\\orq_cpu, 0, 131097";
+constexpr char openKv[] = "open SOFTWARE\\Tarvo\\KV, 0, 983103";
 
 // The bytes of a REG_DWORD and of a text with its terminator.
 std::string dword(std::uint32_t number);

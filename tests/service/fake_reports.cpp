@@ -10,13 +10,6 @@
 
 namespace kelvane {
 
-namespace tests {
-
-std::function<void(const std::wstring&)>& onServiceEvent = *new std::function<void(const std::wstring&)>;
-std::function<void(const std::string&)>& onServiceData = *new std::function<void(const std::string&)>;
-
-}  // namespace tests
-
 const wchar_t serviceName[] = L"Tarvo(R) Kelvane";
 
 void writeServiceData(std::string message)

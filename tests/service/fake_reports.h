@@ -7,7 +7,7 @@
 namespace kelvane::tests {
 
 // Called before an event, or a line of data, is noted: the place to throw something.
-extern std::function<void(const std::wstring& message)>& onServiceEvent;
-extern std::function<void(const std::string& message)>& onServiceData;
+inline std::function<void(const std::wstring&)>& onServiceEvent = *new std::function<void(const std::wstring&)>;
+inline std::function<void(const std::string&)>& onServiceData = *new std::function<void(const std::string&)>;
 
 }  // namespace kelvane::tests

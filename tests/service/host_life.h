@@ -8,10 +8,12 @@
 // service data file lies in a folder of its own.
 #pragma once
 
+#include "tests/diagnostics/fake_event_log.h"
+#include "tests/service/fake_registry.h"
+#include "tests/service/fake_service_manager.h"
 #include "tests/support/data_file.h"
 #include "tests/support/failing_calls.h"
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,44 +21,37 @@ namespace kelvane::tests {
 
 class HostLife {
 public:
-    HostLife();  // one at a time, and one in each process
-    ~HostLife();
-    HostLife(const HostLife&) = delete;
-    HostLife& operator=(const HostLife&) = delete;
+    // Without drivers the capability check has something to report.
+    explicit HostLife(bool driversPresent);  // one at a time, and one in each process
 
-    // Lives it, from the process entry to its return. Without drivers the capability check has something to report.
-    void live(FailurePlan plan, bool driversPresent);
+    // Lives it, from the process entry to its return.
+    void live(FailurePlan plan);
     int exitCode = -1;
 
     // "event TEXT" of the event log, then "data TEXT" of the service data file.
     std::vector<std::string> reports() const;
 
-    // States that the control manager was told, failed reports among them.
-    static std::vector<std::string> states();
-
-    // Keys that were opened, and those of them that are still open; "control", "driver" or "capability".
-    static int opened(const std::string& key);
-    static int open(const std::string& key);
-
-    // The other things that are still open: events, sources of the event log, the handle of the worker's thread.
-    static int events();
-    static int sources();
-    static int threads();
-
-    static bool watcherWaits();
-
     // Virtual time that the worker slept, in ms. A stop that is never noticed is made to be noticed after patienceMs.
-    static unsigned slept();
+    unsigned slept = 0;
     static constexpr unsigned patienceMs = 60000;
 
     // Engines that were started, when `count` of them or ten seconds have come.
-    static int engineStarts(int count);
+    static std::size_t engineStarts(std::size_t count);
+
+    FakeServiceManager manager;
+    FakeRegistry registry;
 
 private:
-    struct Imports;
+    void passTime(DWORD ms);
+    DWORD poll() const;
+    DWORD waitForChange();
 
+    bool settingChanged = false;
+    FakeEventLog eventLog;
     DataFile file;
-    std::unique_ptr<Imports> imports;
+    FailingImport<__imp_RegisterEventSourceW> registerSource{ "RegisterEventSourceW", nullptr };
+    FailingImport<__imp_ReportEventW> report{ "ReportEventW", FALSE };
+    ImportSwap<std::FILE* (*)(const char*, const char*)> open;
 };
 
 }  // namespace kelvane::tests

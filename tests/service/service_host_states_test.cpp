@@ -3,6 +3,8 @@
 #include "tests/service/fake_reports.h"
 #include "tests/service/fake_service_manager.h"
 #include "tests/support/call_list.h"
+#include "tests/support/failing_calls.h"
+#include "tests/support/rows.h"
 #include "tests/support/standard_error.h"
 
 #include <gmock/gmock.h>
@@ -11,126 +13,102 @@ namespace kelvane::tests {
 namespace {
 
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-// Status reports: type, state, controls, exit code, specific code, check point, hint.
 constexpr char registerHandler[] = "register handler Tarvo(R) Kelvane";
-constexpr char startPending[] = "status 16 2 0 0 0 0 0";
 constexpr char createEvent[] = "create event 1, 0";
-constexpr char running[] = "status 16 4 65 0 0 0 0";
-constexpr char stopPending[] = "status 16 3 0 0 0 4 0";
-constexpr char stopped[] = "status 16 1 0 0 0 3 0";
+constexpr char waitForWorker[] = "wait for worker without limit";
+constexpr char closeEvent[] = "close event";
+constexpr char notStopped[] = "event Unable to set service status to STOP";
 
 constexpr DWORD stop = 1;
+
+using Texts = std::vector<std::string>;
 
 class ServiceStates : public testing::Test {
 protected:
     FakeServiceManager manager;
 };
 
-TEST_F(ServiceStates, EntryHandsTheProcessToTheServiceManager)
+struct EntryRow {
+    bool refused = true;
+    DWORD error;
+    int exitCode;
+    std::string standardError = "";
+};
+
+class ServiceEntry : public WithRow<ServiceStates, EntryRow> {};
+
+TEST_ROWS(ServiceEntry, ROW(.refused = false, .error = 1063, .exitCode = 0), ROW(.error = 1056, .exitCode = 1056),
+          // started by hand
+          ROW(.error = 1063, .exitCode = 1063,
+              .standardError = "kelvane.exe is the Windows service \"Tarvo(R) Kelvane\": install it by "
+                               "kelvane-1.0.11406.42226-x64.msi and start it by net start \"Tarvo(R) Kelvane\".\n"));
+
+TEST_P(ServiceEntry, HandsTheProcessToTheServiceManagerAndReportsItsRefusal)
 {
-    EXPECT_EQ(runService(), 0);
-
-    EXPECT_THAT(noted(), ElementsAre("dispatch Tarvo(R) Kelvane"));
-}
-
-TEST_F(ServiceStates, EntryThatIsRefusedReportsItAndEndsWithTheErrorCode)
-{
-    manager.dispatches = false;
-    manager.lastError = 1063;
-
-    EXPECT_EQ(runService(), 1063);
-
-    EXPECT_THAT(noted(), ElementsAre("dispatch Tarvo(R) Kelvane",
-                                     "event Kelvane: Main: StartServiceCtrlDispatcher returned error"));
-}
-
-TEST_F(ServiceStates, EntryStartedByHandSaysOnOneLineHowToInstallAndStartTheService)
-{
-    manager.dispatches = false;
-    manager.lastError = 1063;
+    if (row().refused) failCalls({ "StartServiceCtrlDispatcherW" });
+    manager.lastError = row().error;
     StandardError errors;
 
-    EXPECT_EQ(runService(), 1063);
+    EXPECT_EQ(runService(), row().exitCode);
 
-    EXPECT_EQ(errors.text(), "kelvane.exe is the Windows service \"Tarvo(R) Kelvane\": install it by "
-                             "kelvane-1.0.11406.42226-x64.msi and start it by net start \"Tarvo(R) Kelvane\".\n");
+    EXPECT_EQ(errors.text(), row().standardError);
+    Texts expected = { "dispatch Tarvo(R) Kelvane" };
+    if (row().refused) expected.emplace_back("event Kelvane: Main: StartServiceCtrlDispatcher returned error");
+    EXPECT_EQ(noted(), expected);
 }
 
-TEST_F(ServiceStates, EntryRefusedForAnotherReasonOrEndedByAStopSaysNothing)
+// A life from start to end, perhaps with a STOP while the worker works.
+struct LifeRow {
+    std::set<std::string> failing = {};
+    bool stopped = false;
+    Texts calls;
+};
+
+class ServiceLife : public WithRow<ServiceStates, LifeRow> {};
+
+TEST_ROWS(
+    ServiceLife,
+    ROW(.calls = { registerHandler, startPending, createEvent, running, "create worker", waitForWorker, closeEvent,
+                   stopped, "close worker" }),
+    ROW(.stopped = true, .calls = { registerHandler, startPending, createEvent, running, "create worker", waitForWorker,
+                                    stopPending, "set event", closeEvent, stopped, "close worker" }),
+    // without a handler the service does not start, and nothing is reported
+    ROW(.failing = { "RegisterServiceCtrlHandlerW" }, .calls = { registerHandler }),
+    // the service goes on after reports that are refused
+    ROW(.failing = { "SetServiceStatus, 1", "SetServiceStatus, 2", "SetServiceStatus, 4" },
+        .calls = { registerHandler, startPending,
+                   "event ServiceMain: Unable to start the service after registering with SCM", createEvent, running,
+                   "event ServiceMain: unable to set the service status", "create worker", waitForWorker, closeEvent,
+                   stopped, "event ServiceMain: Unable to STOP the service", "close worker" }),
+    // without a stop event it ends with the error; the message about that belongs to the report that is refused
+    ROW(.failing = { "CreateEventW, stop" }, .calls = { registerHandler, startPending, createEvent, stoppedByError }),
+    ROW(.failing = { "CreateEventW, stop", "SetServiceStatus, 1" },
+        .calls = { registerHandler, startPending, createEvent, stoppedByError,
+                   "event ServiceMain: Unable to create a STOP event for service" }),
+    // a worker that does not start is waited for all the same, and not closed
+    ROW(.failing = { "CreateThread" }, .calls = { registerHandler, startPending, createEvent, running, "create worker",
+                                                  "wait for nothing without limit", closeEvent, stopped }),
+    // the one text for two failures of a STOP
+    ROW(.failing = { "SetServiceStatus, 3", "SetEvent" }, .stopped = true,
+        .calls = { registerHandler, startPending, createEvent, running, "create worker", waitForWorker, stopPending,
+                   notStopped, "set event", notStopped, closeEvent, stopped, "close worker" }),
+    ROW(.failing = { "SetEvent" }, .stopped = true,
+        .calls = { registerHandler, startPending, createEvent, running, "create worker", waitForWorker, stopPending,
+                   "set event", notStopped, closeEvent, stopped, "close worker" }));
+
+TEST_P(ServiceLife, IsReportedInThisOrder)
 {
-    StandardError errors;
-
-    EXPECT_EQ(runService(), 0);
-    manager.dispatches = false;
-    manager.lastError = 1056;
-    EXPECT_EQ(runService(), 1056);
-
-    EXPECT_EQ(errors.text(), "");
-}
-
-TEST_F(ServiceStates, LifeFromStartToStopIsReportedInThisOrder)
-{
-    ServiceMain(0, nullptr);
-
-    EXPECT_THAT(noted(), ElementsAre(registerHandler, startPending, createEvent, running, "create worker",
-                                     "wait for worker without limit", "close event", stopped, "close worker"));
-    EXPECT_EQ(g_stopEvent, fakeStopEvent);
-}
-
-TEST_F(ServiceStates, WithoutAHandlerTheServiceDoesNotStartAndNothingIsReported)
-{
-    manager.registersHandler = false;
-
-    ServiceMain(0, nullptr);
-
-    EXPECT_THAT(noted(), ElementsAre(registerHandler));
-}
-
-TEST_F(ServiceStates, ReportsThatAreRefusedAreReportedAndTheServiceGoesOn)
-{
-    manager.refusedStates = { 1, 2, 4 };
-
-    ServiceMain(0, nullptr);
-
-    EXPECT_THAT(noted(), ElementsAre(registerHandler, startPending,
-                                     "event ServiceMain: Unable to start the service after registering with SCM",
-                                     createEvent, running, "event ServiceMain: unable to set the service status",
-                                     "create worker", "wait for worker without limit", "close event", stopped,
-                                     "event ServiceMain: Unable to STOP the service", "close worker"));
-}
-
-TEST_F(ServiceStates, WithoutAStopEventTheServiceEndsWithItsErrorCodeAndNoMessage)
-{
-    manager.makesEvent = false;
-    manager.lastError = 1450;
-
-    ServiceMain(0, nullptr);
-
-    EXPECT_THAT(noted(), ElementsAre(registerHandler, startPending, createEvent, "status 16 1 0 1450 0 1 0"));
-}
-
-TEST_F(ServiceStates, MessageAboutTheStopEventBelongsToTheReportThatIsRefused)
-{
-    manager.makesEvent = false;
-    manager.lastError = 1450;
-    manager.refusedStates = { 1 };
+    failCalls(row().failing);
+    if (row().stopped) manager.onThreadWait = [] { serviceControlHandler(stop); };
 
     ServiceMain(0, nullptr);
 
-    EXPECT_THAT(noted(), ElementsAre(registerHandler, startPending, createEvent, "status 16 1 0 1450 0 1 0",
-                                     "event ServiceMain: Unable to create a STOP event for service"));
-}
-
-TEST_F(ServiceStates, WorkerThatDoesNotStartIsWaitedForAllTheSameAndNotClosed)
-{
-    manager.makesThread = false;
-
-    ServiceMain(0, nullptr);
-
-    EXPECT_THAT(noted(), ElementsAre(registerHandler, startPending, createEvent, running, "create worker",
-                                     "wait for nothing without limit", "close event", stopped));
+    EXPECT_THAT(noted(), ElementsAreArray(row().calls));
+    EXPECT_EQ(g_serviceRunning, !row().stopped);
+    EXPECT_EQ(g_stopEvent == fakeStopEvent, !notedOf(running).empty());
 }
 
 TEST_F(ServiceStates, SecondLifeBeginsWithAnEmptyStatus)
@@ -145,7 +123,7 @@ TEST_F(ServiceStates, SecondLifeBeginsWithAnEmptyStatus)
     EXPECT_THAT(notedOf("status"), ElementsAre(startPending, running, stopped));
 }
 
-TEST_F(ServiceStates, StopWhileRunningStopsTheEngineReportsAndSetsTheEvent)
+TEST_F(ServiceStates, StopAsksTheEngineToStopBeforeItIsReported)
 {
     int stateAtReport = -1;
     bool runningAtReport = true;
@@ -160,100 +138,48 @@ TEST_F(ServiceStates, StopWhileRunningStopsTheEngineReportsAndSetsTheEvent)
 
     ServiceMain(0, nullptr);
 
-    EXPECT_THAT(noted(), ElementsAre(registerHandler, startPending, createEvent, running, "create worker",
-                                     "wait for worker without limit", stopPending, "set event", "close event", stopped,
-                                     "close worker"));
     EXPECT_EQ(stateAtReport, 0);
     EXPECT_EQ(stoppingAtReport, 1);
     EXPECT_FALSE(runningAtReport);
-    EXPECT_FALSE(g_serviceRunning);
 }
 
-TEST_F(ServiceStates, StopWhoseReportAndEventBothFailIsReportedTwice)
+// A control that comes while a state is reported.
+struct ControlRow {
+    DWORD control = stop;
+    DWORD state = SERVICE_RUNNING;
+};
+
+class IgnoredControl : public WithRow<ServiceStates, ControlRow> {};
+
+TEST_ROWS(IgnoredControl, ROW(.state = SERVICE_START_PENDING), ROW(.state = SERVICE_STOP_PENDING),
+          ROW(.state = SERVICE_STOPPED),
+          // anything but a stop
+          ROW(.control = 0), ROW(.control = 2), ROW(.control = 3), ROW(.control = 4), ROW(.control = 5),
+          ROW(.control = 6), ROW(.control = 13), ROW(.control = 128), ROW(.control = 0xFFFFFFFF));
+
+TEST_P(IgnoredControl, ChangesNothingAndIsNotReported)
 {
-    manager.refusedStates = { 3 };
-    manager.setsEvent = false;
-    manager.onThreadWait = [] {
+    int sent = 0;
+    manager.onStatus = [&](DWORD state) {
+        if (state != row().state) return;
+        sent += 1;
         forgetNotes();
-        serviceControlHandler(stop);
-        EXPECT_THAT(noted(), ElementsAre(stopPending, "event Unable to set service status to STOP", "set event",
-                                         "event Unable to set service status to STOP"));
+        requestEngineStop(false);
+        g_engineState = 3;
+        const bool runningBefore = g_serviceRunning;
+
+        serviceControlHandler(row().control);
+
+        EXPECT_THAT(noted(), IsEmpty());
+        EXPECT_EQ(g_serviceStopping, 0);
+        EXPECT_EQ(g_engineState, 3);
+        EXPECT_EQ(g_serviceRunning, runningBefore);
     };
-
-    ServiceMain(0, nullptr);
-
-    EXPECT_EQ(noted().size(), 7U);
-}
-
-TEST_F(ServiceStates, EventThatCannotBeSetAloneIsReportedOnce)
-{
-    manager.setsEvent = false;
     manager.onThreadWait = [] { serviceControlHandler(stop); };
 
     ServiceMain(0, nullptr);
 
-    EXPECT_THAT(notedOf("event"), ElementsAre("event Unable to set service status to STOP"));
-}
-
-TEST_F(ServiceStates, SecondStopIsIgnored)
-{
-    manager.onThreadWait = [] {
-        serviceControlHandler(stop);
-        forgetNotes();
-        requestEngineStop(false);
-
-        serviceControlHandler(stop);
-
-        EXPECT_THAT(noted(), IsEmpty());
-        EXPECT_EQ(g_serviceStopping, 0);
-    };
-
-    ServiceMain(0, nullptr);
-
-    EXPECT_THAT(notedOf("close"), ElementsAre("close event", "close worker"));
-}
-
-TEST_F(ServiceStates, StopWhileStillStartingIsIgnored)
-{
-    manager.onStatus = [](DWORD state) {
-        if (state == 2) serviceControlHandler(stop);
-    };
-
-    ServiceMain(0, nullptr);
-
-    EXPECT_THAT(notedOf("status"), ElementsAre(startPending, running, stopped));
-    EXPECT_TRUE(g_serviceRunning);
-    EXPECT_EQ(g_serviceStopping, 0);
-    EXPECT_EQ(g_engineState, 3);
-}
-
-TEST_F(ServiceStates, StopAfterTheEndIsIgnored)
-{
-    ServiceMain(0, nullptr);
-    forgetNotes();
-
-    serviceControlHandler(stop);
-
-    EXPECT_THAT(noted(), IsEmpty());
-    EXPECT_TRUE(g_serviceRunning);
-}
-
-TEST_F(ServiceStates, EveryOtherControlIsIgnoredWithoutAReport)
-{
-    manager.onThreadWait = [] {
-        forgetNotes();
-        for (const DWORD control : { DWORD{ 0 }, DWORD{ 2 }, DWORD{ 3 }, DWORD{ 4 }, DWORD{ 5 }, DWORD{ 6 },
-                                     DWORD{ 13 }, DWORD{ 128 }, DWORD{ 0xFFFFFFFF } }) {
-            serviceControlHandler(control);
-        }
-        EXPECT_THAT(noted(), IsEmpty());
-    };
-
-    ServiceMain(0, nullptr);
-
-    EXPECT_TRUE(g_serviceRunning);
-    EXPECT_EQ(g_engineState, 3);
-    EXPECT_THAT(notedOf("status"), ElementsAre(stopped));
+    EXPECT_EQ(sent, 1);
 }
 
 }  // namespace

@@ -3,17 +3,19 @@
 #include "tests/service/fake_host_parts.h"
 #include "tests/service/fake_service_manager.h"
 #include "tests/support/call_list.h"
+#include "tests/support/rows.h"
 
 #include <gmock/gmock.h>
 
 #include <deque>
+#include <optional>
 #include <thread>
 
 namespace kelvane::tests {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAreArray;
 
 // Without Sleep, which notes: at most ten seconds.
 bool waitUntil(const std::function<bool()>& holds)
@@ -23,6 +25,7 @@ bool waitUntil(const std::function<bool()>& holds)
     return holds();
 }
 
+// Nobody waits for the watcher and the engines: they run on until the worker has ended.
 class Worker : public testing::Test {
 protected:
     Worker()
@@ -30,6 +33,8 @@ protected:
         g_stopEvent = fakeStopEvent;
         // The watcher's thread has to be on its way before the check is over, so each test sees one order.
         onCapabilityCheck = [] { watcherStarted = waitUntil([] { return !notedOf("registryNotify").empty(); }); };
+        onRegistryNotify = [] { watcherSawTheEnd = waitUntil([] { return workerEnded.load(); }); };
+        onEngine = [] { waitUntil([] { return workerEnded.load(); }); };
         manager.onPoll = [this] {
             if (polls.empty()) return DWORD{ WAIT_OBJECT_0 };
             const DWORD result = polls.front();
@@ -38,7 +43,19 @@ protected:
         };
     }
 
-    // What the worker's own thread did: the two other threads' notes come at any place.
+    void work(std::size_t engines)
+    {
+        EXPECT_EQ(serviceWorker(nullptr), 0U);
+
+        EXPECT_TRUE(watcherStarted);
+        EXPECT_FALSE(watcherSawTheEnd);
+        EXPECT_TRUE(waitUntil([=] { return notedOf("runEngine").size() == engines; }));
+        EXPECT_EQ(notedOf("runEngine 3").size(), engines);
+        workerEnded = true;
+        EXPECT_TRUE(waitUntil([] { return watcherSawTheEnd.load(); }));
+    }
+
+    // What the worker's own thread did: the other threads' notes come at any place.
     static std::vector<std::string> workersNotes()
     {
         std::vector<std::string> calls = noted();
@@ -46,170 +63,88 @@ protected:
         return calls;
     }
 
-    static bool enginesStarted(std::size_t count)
-    {
-        return waitUntil([count] { return notedOf("runEngine").size() == count; });
-    }
-
     static inline bool watcherStarted = false;
+    static inline std::atomic<bool> watcherSawTheEnd = false;
+    static inline std::atomic<bool> workerEnded = false;
     std::deque<DWORD> polls;  // results of the polls; then the event is set
     FakeServiceManager manager;
 };
 
-TEST_F(Worker, StartsTheWatcherBeforeItChecksTheCapabilityAndThenPolls)
-{
-    EXPECT_EQ(serviceWorker(nullptr), 0U);
+// The gate as it is at first, and as it becomes during the first sleep of the poll and during the delay of a start.
+struct PollRow {
+    std::deque<DWORD> polls;
+    int gate = 1;
+    std::optional<int> gateInPoll = std::nullopt;
+    std::optional<int> gateInDelay = std::nullopt;
+    std::vector<std::string> sleepsAndPolls;
+    std::size_t engines = 0;
+    int gateAtTheEnd = 1;
+};
 
-    EXPECT_TRUE(watcherStarted);
-    EXPECT_THAT(workersNotes(), ElementsAre("capabilityCheck", "poll 0"));
+class WorkerPoll : public WithRow<Worker, PollRow> {};
+
+TEST_ROWS(
+    WorkerPoll,
+    // no engine is started when the stop event is set after the check
+    ROW(.polls = {}, .sleepsAndPolls = { "poll 0" }),
+    ROW(.polls = {}, .gate = 0, .sleepsAndPolls = { "poll 0" }, .gateAtTheEnd = 0),
+    // only the set event ends the loop
+    ROW(.polls = { WAIT_FAILED, WAIT_ABANDONED, WAIT_TIMEOUT },
+        .sleepsAndPolls = { "poll 0", "sleep 3000", "poll 0", "sleep 3000", "poll 0", "sleep 3000", "poll 0" }),
+    // any value but one opens the gate
+    ROW(.polls = { WAIT_TIMEOUT, WAIT_TIMEOUT }, .gate = 0,
+        .sleepsAndPolls = { "poll 0", "sleep 2000", "sleep 3000", "poll 0", "sleep 3000", "poll 0" }, .engines = 1),
+    ROW(.polls = { WAIT_TIMEOUT }, .gate = 2, .sleepsAndPolls = { "poll 0", "sleep 2000", "sleep 3000", "poll 0" },
+        .engines = 1),
+    ROW(.polls = { WAIT_TIMEOUT }, .gate = -1, .sleepsAndPolls = { "poll 0", "sleep 2000", "sleep 3000", "poll 0" },
+        .engines = 1),
+    // while the first engine runs, a second one is started
+    ROW(.polls = { WAIT_TIMEOUT, WAIT_TIMEOUT }, .gate = 0, .gateInPoll = 0,
+        .sleepsAndPolls = { "poll 0", "sleep 2000", "sleep 3000", "poll 0", "sleep 2000", "sleep 3000", "poll 0" },
+        .engines = 2),
+    // several openings between two polls start one
+    ROW(.polls = { WAIT_TIMEOUT, WAIT_TIMEOUT }, .gateInPoll = 0, .gateInDelay = 0,
+        .sleepsAndPolls = { "poll 0", "sleep 3000", "poll 0", "sleep 2000", "sleep 3000", "poll 0" }, .engines = 1),
+    // a gate that is shut again during the delay no longer matters
+    ROW(.polls = { WAIT_TIMEOUT }, .gate = 0, .gateInDelay = 1,
+        .sleepsAndPolls = { "poll 0", "sleep 2000", "sleep 3000", "poll 0" }, .engines = 1));
+
+TEST_P(WorkerPoll, StartsAnEngineWheneverItFindsTheGateOpen)
+{
+    polls = row().polls;
+    g_engineGate = row().gate;
+    manager.onSleep = [&](DWORD ms) {
+        const bool firstPoll = ms == 3000 && notedOf("sleep 3000").size() == 1;
+        if (firstPoll && row().gateInPoll) g_engineGate = *row().gateInPoll;
+        if (ms == 2000 && row().gateInDelay) g_engineGate = *row().gateInDelay;
+    };
+
+    work(row().engines);
+
+    std::vector<std::string> expected = row().sleepsAndPolls;
+    expected.insert(expected.begin(), "capabilityCheck");
+    EXPECT_THAT(workersNotes(), ElementsAreArray(expected));
+    EXPECT_EQ(g_engineGate, row().gateAtTheEnd);
 }
 
-TEST_F(Worker, DoesNotWaitForTheWatcher)
+TEST_F(Worker, ShutsTheGateAndStartsTheEngineAfterTheDelayAlsoWhenItWasAskedToStopMeanwhile)
 {
-    std::atomic<bool> workerEnded = false;
-    std::atomic<bool> watcherSawTheEnd = false;
-    onRegistryNotify = [&] { watcherSawTheEnd = waitUntil([&] { return workerEnded.load(); }); };
-
-    serviceWorker(nullptr);
-    workerEnded = true;
-
-    EXPECT_TRUE(waitUntil([&] { return watcherSawTheEnd.load(); }));
-}
-
-TEST_F(Worker, NeverStartsTheEngineWhenTheStopEventIsSetAfterTheCheck)
-{
+    polls = { WAIT_TIMEOUT };
     g_engineGate = 0;
-
-    serviceWorker(nullptr);
-
-    EXPECT_THAT(workersNotes(), ElementsAre("capabilityCheck", "poll 0"));
-    EXPECT_THAT(notedOf("runEngine"), IsEmpty());
-    EXPECT_EQ(g_engineGate, 0);
-}
-
-TEST_F(Worker, PollsEveryThreeSecondsWhileTheGateIsShut)
-{
-    polls = { WAIT_TIMEOUT, WAIT_TIMEOUT, WAIT_TIMEOUT };
-
-    serviceWorker(nullptr);
-
-    EXPECT_THAT(workersNotes(), ElementsAre("capabilityCheck", "poll 0", "sleep 3000", "poll 0", "sleep 3000", "poll 0",
-                                            "sleep 3000", "poll 0"));
-    EXPECT_THAT(notedOf("runEngine"), IsEmpty());
-    EXPECT_EQ(g_engineGate, 1);
-}
-
-TEST_F(Worker, OnlyTheSetEventEndsTheLoop)
-{
-    polls = { WAIT_FAILED, WAIT_ABANDONED, WAIT_TIMEOUT };
-
-    serviceWorker(nullptr);
-
-    EXPECT_EQ(notedOf("sleep 3000").size(), 3U);
-}
-
-TEST_F(Worker, StartsTheEngineTwoSecondsAfterItFoundTheGateOpenAndShutsTheGate)
-{
-    polls = { WAIT_TIMEOUT, WAIT_TIMEOUT };
-    g_engineGate = 0;
-    int gateDuringTheDelay = -1;
+    std::vector<int> gates;
     std::size_t enginesDuringTheDelay = 9;
-    int gateDuringThePoll = -1;
     manager.onSleep = [&](DWORD ms) {
-        if (ms == 2000) {
-            gateDuringTheDelay = g_engineGate;
-            enginesDuringTheDelay = notedOf("runEngine").size();
-        } else {
-            gateDuringThePoll = g_engineGate;
-        }
+        gates.push_back(g_engineGate);
+        if (ms != 2000) return;
+        enginesDuringTheDelay = notedOf("runEngine").size();
+        requestEngineStop(true);
     };
 
-    serviceWorker(nullptr);
+    work(1);
 
-    EXPECT_THAT(workersNotes(),
-                ElementsAre("capabilityCheck", "poll 0", "sleep 2000", "sleep 3000", "poll 0", "sleep 3000", "poll 0"));
-    EXPECT_TRUE(enginesStarted(1));
-    EXPECT_THAT(notedOf("runEngine"), ElementsAre("runEngine 3"));
-    EXPECT_EQ(gateDuringTheDelay, 0);
+    EXPECT_THAT(gates, ElementsAre(0, 1));
     EXPECT_EQ(enginesDuringTheDelay, 0U);
-    EXPECT_EQ(gateDuringThePoll, 1);
-}
-
-TEST_F(Worker, AnyValueButOneOpensTheGate)
-{
-    for (const int gate : { 0, 2, -1 }) {
-        SCOPED_TRACE(gate);
-        forgetNotes();
-        polls = { WAIT_TIMEOUT };
-        g_engineGate = gate;
-
-        serviceWorker(nullptr);
-
-        EXPECT_TRUE(enginesStarted(1));
-        EXPECT_EQ(g_engineGate, 1);
-    }
-}
-
-TEST_F(Worker, StartsASecondEngineWhenTheGateOpensAgainWhileTheFirstRuns)
-{
-    static std::atomic<bool> firstMayEnd = false;  // the engines are waited for by nobody
-    onEngine = [] { waitUntil([] { return firstMayEnd.load(); }); };
-    polls = { WAIT_TIMEOUT, WAIT_TIMEOUT };
-    g_engineGate = 0;
-    int sleepsOfThePoll = 0;
-    manager.onSleep = [&](DWORD ms) {
-        if (ms == 3000 && ++sleepsOfThePoll == 1) g_engineGate = 0;
-    };
-
-    serviceWorker(nullptr);
-
-    EXPECT_TRUE(enginesStarted(2));
-    EXPECT_THAT(workersNotes(), ElementsAre("capabilityCheck", "poll 0", "sleep 2000", "sleep 3000", "poll 0",
-                                            "sleep 2000", "sleep 3000", "poll 0"));
-    firstMayEnd = true;
-}
-
-TEST_F(Worker, SeveralOpeningsBetweenTwoPollsStartOneEngine)
-{
-    polls = { WAIT_TIMEOUT, WAIT_TIMEOUT };
-    int sleepsOfThePoll = 0;
-    manager.onSleep = [&](DWORD ms) {
-        if (ms == 3000 && ++sleepsOfThePoll == 1) g_engineGate = 0;
-        if (ms == 2000) g_engineGate = 0;
-    };
-
-    serviceWorker(nullptr);
-
-    EXPECT_TRUE(enginesStarted(1));
-    EXPECT_EQ(notedOf("sleep 2000").size(), 1U);
-}
-
-TEST_F(Worker, StopDuringTheDelayStillStartsTheEngineAndEndsAtTheNextPoll)
-{
-    polls = { WAIT_TIMEOUT };
-    g_engineGate = 0;
-    manager.onSleep = [](DWORD ms) {
-        if (ms == 2000) requestEngineStop(true);
-    };
-
-    serviceWorker(nullptr);
-
-    EXPECT_TRUE(enginesStarted(1));
     EXPECT_EQ(g_serviceStopping, 1);
-    EXPECT_THAT(workersNotes(), ElementsAre("capabilityCheck", "poll 0", "sleep 2000", "sleep 3000", "poll 0"));
-}
-
-TEST_F(Worker, GateThatIsShutAgainDuringTheDelayStillStartsTheEngine)
-{
-    polls = { WAIT_TIMEOUT };
-    g_engineGate = 0;
-    manager.onSleep = [](DWORD ms) {
-        if (ms == 2000) g_engineGate = 1;
-    };
-
-    serviceWorker(nullptr);
-
-    EXPECT_TRUE(enginesStarted(1));
 }
 
 TEST(ServiceHost, AtItsStartTheGateIsShutAndTheServiceCountsAsRunning)

@@ -1,8 +1,8 @@
 #include "simulator/model/processor_model.h"
 
-#include <gmock/gmock.h>
+#include "tests/support/rows.h"
 
-#include <cmath>
+#include <gmock/gmock.h>
 
 namespace kelvane::tests {
 namespace {
@@ -15,99 +15,102 @@ constexpr double tolerance = 1e-6;
 
 // Four cores in round figures: a busy core draws 2000 mW at full clock and 2.2 W x 0.36 = 816 mW at 0.6 of it.
 constexpr ProcessorSpec round = { "round", 4, 0.2, 1.0, 1000, 1000, 1000, 100000, 200000, 8000 };
+constexpr std::uint32_t endlessMs = 1000000;
 
-void tickUntil(ProcessorModel& processor, std::uint64_t endMs)
-{
-    while (processor.nowMs() < endMs) processor.tick();
-}
+class SimulatedProcessor : public testing::Test {
+protected:
+    void tickUntil(std::uint64_t endMs)
+    {
+        while (processor.nowMs() < endMs) processor.tick();
+    }
 
-TEST(ProcessorWork, OneCoreAtFullClockDoesACoreMillisecondInAMillisecond)
+    // In the last tick, it alone.
+    void expectFinished(std::size_t job, double atMs) const
+    {
+        ASSERT_THAT(processor.finished(), SizeIs(1));
+        EXPECT_EQ(processor.finished()[0].job, job);
+        EXPECT_NEAR(processor.finished()[0].atMs, atMs, tolerance);
+    }
+
+    void expectDrawn(double powerMw, double clock, std::uint32_t clipReasons) const
+    {
+        EXPECT_NEAR(processor.powerMw(), powerMw, tolerance);
+        EXPECT_NEAR(processor.clock(), clock, tolerance);
+        EXPECT_EQ(processor.clipReasons(), clipReasons);
+    }
+
+    ProcessorModel processor{ round };
+};
+
+TEST_F(SimulatedProcessor, DoesACoreMillisecondInAMillisecondOnOneCoreAtFullClock)
 {
-    ProcessorModel processor(round);
     processor.addJob(0, 100, 1);
 
-    tickUntil(processor, 90);
-    EXPECT_NEAR(90, processor.servedCoreMs(), tolerance);
-    EXPECT_NEAR(10, processor.unfinishedCoreMs(), tolerance);
+    tickUntil(90);
+    EXPECT_NEAR(processor.servedCoreMs(), 90, tolerance);
+    EXPECT_NEAR(processor.unfinishedCoreMs(), 10, tolerance);
     EXPECT_THAT(processor.finished(), IsEmpty());
     processor.tick();
 
-    ASSERT_THAT(processor.finished(), SizeIs(1));
-    EXPECT_EQ(0u, processor.finished()[0].job);
-    EXPECT_NEAR(100, processor.finished()[0].atMs, tolerance);
-    EXPECT_EQ(0u, processor.unfinishedJobs());
+    expectFinished(0, 100);
+    EXPECT_EQ(processor.unfinishedJobs(), 0u);
 }
 
-TEST(ProcessorWork, JobOfSeveralThreadsUsesAsManyCores)
+TEST_F(SimulatedProcessor, UsesAsManyCoresAsAJobHasThreads)
 {
-    ProcessorModel processor(round);
     processor.addJob(0, 300, 3);
 
-    tickUntil(processor, 50);
+    tickUntil(50);
 
-    EXPECT_NEAR(150, processor.servedCoreMs(), tolerance);
-    EXPECT_NEAR(3, processor.busyCores(), tolerance);
+    EXPECT_NEAR(processor.servedCoreMs(), 150, tolerance);
+    EXPECT_NEAR(processor.busyCores(), 3, tolerance);
 }
 
-TEST(ProcessorWork, ThreadsBeyondTheCoresGetEqualShares)
+TEST_F(SimulatedProcessor, GivesThreadsBeyondItsCoresEqualShares)
 {
-    ProcessorModel processor(round);
     processor.addJob(0, 10, 2);  // one of the four cores in effect: 10 core-ms a tick
     processor.addJob(0, 60, 6);  // three: 30 a tick
 
     processor.tick();
-    ASSERT_THAT(processor.finished(), SizeIs(1));
-    EXPECT_EQ(0u, processor.finished()[0].job);
-    EXPECT_NEAR(30, processor.unfinishedCoreMs(), tolerance);
+    expectFinished(0, 10);
+    EXPECT_NEAR(processor.unfinishedCoreMs(), 30, tolerance);
     processor.tick();  // alone now, on four cores: 30 of the 40 that fit
 
-    ASSERT_THAT(processor.finished(), SizeIs(1));
-    EXPECT_EQ(1u, processor.finished()[0].job);
-    EXPECT_NEAR(17.5, processor.finished()[0].atMs, tolerance);
+    expectFinished(1, 17.5);
 }
 
-TEST(ProcessorWork, JobIsTakenUpWithTheFirstTickAfterItsArrival)
+struct ArrivalRow {
+    std::uint64_t arrivalMs;
+    double doneMs;
+};
+
+class SimulatedProcessorJob : public WithRow<SimulatedProcessor, ArrivalRow> {};
+
+TEST_ROWS(SimulatedProcessorJob, ROW(.arrivalMs = 10, .doneMs = 20), ROW(.arrivalMs = 14, .doneMs = 30));
+
+TEST_P(SimulatedProcessorJob, IsTakenUpWithTheFirstTickAtItsArrivalOrLater)
 {
-    ProcessorModel processor(round);
     processor.tick();
-    processor.addJob(14, 10, 1);
+    processor.addJob(row().arrivalMs, 10, 1);
 
-    processor.tick();
-    EXPECT_NEAR(0, processor.servedCoreMs(), tolerance);
-    processor.tick();
+    while (processor.unfinishedJobs() > 0) processor.tick();
 
-    ASSERT_THAT(processor.finished(), SizeIs(1));
-    EXPECT_NEAR(30, processor.finished()[0].atMs, tolerance);
+    expectFinished(0, row().doneMs);
 }
 
-TEST(ProcessorWork, JobThatArrivesOnATickIsTakenUpAtOnce)
+TEST_F(SimulatedProcessor, LeavesTheCoreIdleBehindAJobThatEndsInsideATick)
 {
-    ProcessorModel processor(round);
-    processor.tick();
-    processor.addJob(10, 10, 1);
-
-    processor.tick();
-
-    ASSERT_THAT(processor.finished(), SizeIs(1));
-    EXPECT_NEAR(20, processor.finished()[0].atMs, tolerance);
-}
-
-TEST(ProcessorWork, JobThatEndsInsideATickSaysWhenAndLeavesTheCoreIdle)
-{
-    ProcessorModel processor(round);
     processor.addJob(0, 25, 1);
 
-    tickUntil(processor, 30);
+    tickUntil(30);
 
-    ASSERT_THAT(processor.finished(), SizeIs(1));
-    EXPECT_NEAR(25, processor.finished()[0].atMs, tolerance);
-    EXPECT_NEAR(0.5, processor.busyCores(), tolerance);
-    EXPECT_NEAR(2000, processor.powerMw(), tolerance);
+    expectFinished(0, 25);
+    EXPECT_NEAR(processor.busyCores(), 0.5, tolerance);
+    EXPECT_NEAR(processor.powerMw(), 2000, tolerance);
 }
 
-TEST(ProcessorWork, BacklogIsKeptAndEverythingIsDoneInTheEnd)
+TEST_F(SimulatedProcessor, KeepsABacklogAndDoesEverythingInTheEnd)
 {
-    ProcessorModel processor(round);
     processor.setCeiling(0);  // a fifth of full clock: 8 core-ms a tick on four cores
     for (std::uint64_t arrivalMs = 0; arrivalMs < 100; arrivalMs += 10) {
         processor.addJob(arrivalMs, 12, 4);
@@ -115,33 +118,39 @@ TEST(ProcessorWork, BacklogIsKeptAndEverythingIsDoneInTheEnd)
     }
     EXPECT_LE(processor.servedCoreMs(), 80 + tolerance);
     EXPECT_GE(processor.servedCoreMs(), 70);
-    EXPECT_NEAR(120, processor.servedCoreMs() + processor.unfinishedCoreMs(), tolerance);
+    EXPECT_NEAR(processor.servedCoreMs() + processor.unfinishedCoreMs(), 120, tolerance);
 
-    tickUntil(processor, 300);
+    tickUntil(300);
 
-    EXPECT_NEAR(120, processor.servedCoreMs(), tolerance);
-    EXPECT_EQ(0u, processor.unfinishedJobs());
+    EXPECT_NEAR(processor.servedCoreMs(), 120, tolerance);
+    EXPECT_EQ(processor.unfinishedJobs(), 0u);
 }
 
-TEST(ProcessorClock, FollowsTheCeilingFromLowestToFull)
+struct ClockRow {
+    std::uint32_t ceiling;
+    std::uint32_t threads = 0;
+    double clock;
+    double powerMw = 1000;
+};
+
+class SimulatedProcessorClock : public WithRow<SimulatedProcessor, ClockRow> {};
+
+TEST_ROWS(SimulatedProcessorClock, ROW(.ceiling = 0, .clock = 0.2), ROW(.ceiling = 1250, .clock = 0.3),
+          ROW(.ceiling = 5000, .clock = 0.6), ROW(.ceiling = 10000, .clock = 1), ROW(.ceiling = 20000, .clock = 1),
+          // 1000 + 2 x (600 + 216)
+          ROW(.ceiling = 5000, .threads = 2, .clock = 0.6, .powerMw = 2632));
+
+TEST_P(SimulatedProcessorClock, FollowsTheCeilingAndPowerItsCube)
 {
-    const struct {
-        std::uint32_t ceiling;
-        double clock;
-    } rows[] = { { 0, 0.2 }, { 1250, 0.3 }, { 5000, 0.6 }, { 10000, 1 }, { 20000, 1 } };
+    if (row().threads > 0) processor.addJob(0, endlessMs, row().threads);
+    processor.setCeiling(row().ceiling);
 
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.ceiling);
-        ProcessorModel processor(round);
-        processor.setCeiling(row.ceiling);
+    processor.tick();
 
-        processor.tick();
-
-        EXPECT_NEAR(row.clock, processor.clock(), tolerance);
-    }
+    expectDrawn(row().powerMw, row().clock, 0);
 }
 
-TEST(ProcessorClock, OfTheThinLaptopRisesMostWithTheFirstSteps)
+TEST(ThinLaptop, GainsMostFromTheCeilingsFirstSteps)
 {
     ProcessorModel processor(*findProcessorPreset("thin-laptop"));
     processor.addJob(0, 1000, 1);
@@ -149,156 +158,130 @@ TEST(ProcessorClock, OfTheThinLaptopRisesMostWithTheFirstSteps)
 
     processor.tick();
 
-    EXPECT_NEAR(0.6, processor.clock(), tolerance);     // 0.2 + 0.8 x 0.5
-    EXPECT_NEAR(3296, processor.powerMw(), tolerance);  // 800 + 1200 + 6000 x 0.216
-    EXPECT_NEAR(6, processor.servedCoreMs(), tolerance);
+    EXPECT_NEAR(processor.clock(), 0.6, tolerance);     // 0.2 + 0.8 x 0.5
+    EXPECT_NEAR(processor.powerMw(), 3296, tolerance);  // 800 + 1200 + 6000 x 0.216
+    EXPECT_NEAR(processor.servedCoreMs(), 6, tolerance);
 }
 
-TEST(ProcessorClock, CeilingForAClockIsTheInverse)
+TEST(ThinLaptop, KnowsTheCeilingForAClock)
 {
-    const ProcessorModel thin(*findProcessorPreset("thin-laptop"));
-    EXPECT_EQ(0u, thin.ceilingFor(0.1));
-    EXPECT_EQ(2500u, thin.ceilingFor(0.6));
-    EXPECT_EQ(10000u, thin.ceilingFor(1.0));
-    EXPECT_EQ(10000u, thin.ceilingFor(7.0));
+    const ProcessorModel processor(*findProcessorPreset("thin-laptop"));
+    EXPECT_EQ(processor.ceilingFor(0.1), 0u);
+    EXPECT_EQ(processor.ceilingFor(0.6), 2500u);
+    EXPECT_EQ(processor.ceilingFor(1.0), 10000u);
+    EXPECT_EQ(processor.ceilingFor(7.0), 10000u);
 }
 
-TEST(ProcessorPower, IsIdlePowerWithNothingToDo)
+TEST_F(SimulatedProcessor, DrawsItsIdlePowerWithNothingToDo)
 {
-    ProcessorModel processor(round);
+    tickUntil(1000);
 
-    tickUntil(processor, 1000);
-
-    EXPECT_NEAR(1000, processor.powerMw(), tolerance);
-    EXPECT_NEAR(1000, processor.meanPowerMw(), tolerance);
-    EXPECT_NEAR(1000, processor.averagePowerMw(), tolerance);
-    EXPECT_EQ(0u, processor.clipReasons());
+    EXPECT_NEAR(processor.powerMw(), 1000, tolerance);
+    EXPECT_NEAR(processor.meanPowerMw(), 1000, tolerance);
+    EXPECT_NEAR(processor.averagePowerMw(), 1000, tolerance);
+    EXPECT_EQ(processor.clipReasons(), 0u);
 }
 
-TEST(ProcessorPower, GrowsWithTheBusyCoresLinearlyAndWithTheCubeOfTheClock)
+TEST_F(SimulatedProcessor, TellsTheMeanPowerOfTheLastHundredMilliseconds)
 {
-    ProcessorModel processor(round);
-    processor.addJob(0, 1000, 2);
-    processor.setCeiling(5000);
-
-    processor.tick();
-
-    EXPECT_NEAR(2632, processor.powerMw(), tolerance);  // 1000 + 2 x (600 + 216)
-}
-
-TEST(ProcessorPower, ReadingIsTheMeanOfTheLastHundredMilliseconds)
-{
-    ProcessorModel processor(round);
     processor.addJob(0, 60, 1);
 
-    tickUntil(processor, 100);  // 6 ticks of 3000, 4 of 1000
-    EXPECT_NEAR(2200, processor.meanPowerMw(), tolerance);
-    tickUntil(processor, 130);  // 3 of 3000, 7 of 1000
+    tickUntil(100);  // 6 ticks of 3000, 4 of 1000
+    EXPECT_NEAR(processor.meanPowerMw(), 2200, tolerance);
+    tickUntil(130);  // 3 of 3000, 7 of 1000
 
-    EXPECT_NEAR(1600, processor.meanPowerMw(), tolerance);
+    EXPECT_NEAR(processor.meanPowerMw(), 1600, tolerance);
 }
 
-TEST(ProcessorPower, AverageComesWithinOneEthOfAStepInEightSeconds)
+TEST_F(SimulatedProcessor, TellsTheBusiestCoresShareOfTheLastHundredMilliseconds)
 {
-    ProcessorModel processor(round);
-    processor.addJob(0, 1000000, 1);
+    processor.addJob(0, 20, 1);
+    processor.addJob(0, 20, 1);
 
-    tickUntil(processor, 8000);
+    tickUntil(100);
 
-    EXPECT_NEAR(2264.241, processor.averagePowerMw(), 0.001);  // 1000 + 2000 x (1 - 1/e)
+    EXPECT_NEAR(processor.meanLoad(), 0.2, tolerance);
 }
 
-TEST(ProcessorLimits, Pl1CutsTheClockOnceTheAverageIsAboveIt)
+TEST_F(SimulatedProcessor, AveragesToWithinOneEthOfAStepInEightSeconds)
 {
-    ProcessorModel processor(round);
+    processor.addJob(0, endlessMs, 1);
+
+    tickUntil(8000);
+
+    EXPECT_NEAR(processor.averagePowerMw(), 2264.241, 0.001);  // 1000 + 2000 x (1 - 1/e)
+}
+
+TEST_F(SimulatedProcessor, CutsItsClockToPl1OnceTheAverageIsAboveIt)
+{
     processor.setPl1(2000);
-    processor.addJob(0, 1000000, 1);
+    processor.addJob(0, endlessMs, 1);
 
-    tickUntil(processor, 5550);  // the average of 1000 and 3000 W passes the middle after 8000 x ln 2 = 5545 ms
-    EXPECT_EQ(0u, processor.clipReasons());
-    EXPECT_NEAR(3000, processor.powerMw(), tolerance);
+    tickUntil(5550);  // the average of 1000 and 3000 mW passes the middle after 8000 x ln 2 = 5545 ms
+    EXPECT_EQ(processor.clipReasons(), 0u);
+    EXPECT_NEAR(processor.powerMw(), 3000, tolerance);
     processor.tick();
 
-    EXPECT_EQ(0x400u, processor.clipReasons());
-    EXPECT_NEAR(2000, processor.powerMw(), tolerance);
-    EXPECT_NEAR(0.682328, processor.clock(), tolerance);  // f + f^3 = 1
+    expectDrawn(2000, 0.682328, 0x400);  // f + f^3 = 1
 }
 
-TEST(ProcessorLimits, ClipEndsWithTheWorkThatCausedIt)
+TEST_F(SimulatedProcessor, IsClippedNoLongerThanItWorks)
 {
-    ProcessorModel processor(round);
     processor.setPl1(2000);
     processor.addJob(0, 6000, 1);
-    tickUntil(processor, 6000);
-    ASSERT_EQ(0x400u, processor.clipReasons());
+    tickUntil(6000);
+    ASSERT_EQ(processor.clipReasons(), 0x400u);
 
-    tickUntil(processor, 7000);
+    tickUntil(7000);
 
     EXPECT_GT(processor.averagePowerMw(), 1700);
-    EXPECT_EQ(0u, processor.clipReasons());
+    EXPECT_EQ(processor.clipReasons(), 0u);
 }
 
-TEST(ProcessorLimits, LowCeilingBelowTheLimitIsNoClip)
+TEST_F(SimulatedProcessor, IsNotClippedWhereTheCeilingIsLowerThanTheLimit)
 {
-    ProcessorModel processor(round);
     processor.setPl1(2000);
-    processor.addJob(0, 1000000, 1);
-    tickUntil(processor, 6000);
+    processor.addJob(0, endlessMs, 1);
+    tickUntil(6000);
 
-    processor.setCeiling(5000);  // 0.6 of full clock, 1816 mW
+    processor.setCeiling(5000);
     processor.tick();
 
-    EXPECT_EQ(0u, processor.clipReasons());
-    EXPECT_NEAR(1816, processor.powerMw(), tolerance);
+    expectDrawn(1816, 0.6, 0);
 }
 
-TEST(ProcessorLimits, Pl2IsNeverPassed)
+TEST_F(SimulatedProcessor, NeverPassesPl2)
 {
     ProcessorSpec spec = round;
     spec.pl2Mw = 5000;
-    ProcessorModel processor(spec);
-    processor.addJob(0, 1000000, 4);
+    ProcessorModel limited(spec);
+    limited.addJob(0, endlessMs, 4);
 
-    processor.tick();
+    limited.tick();
 
-    EXPECT_NEAR(5000, processor.powerMw(), tolerance);  // 1000 a core, as above
-    EXPECT_NEAR(0.682328, processor.clock(), tolerance);
-    EXPECT_EQ(0x800u, processor.clipReasons());
+    EXPECT_NEAR(limited.powerMw(), 5000, tolerance);  // 1000 a core: f + f^3 = 1 again
+    EXPECT_NEAR(limited.clock(), 0.682328, tolerance);
+    EXPECT_EQ(limited.clipReasons(), 0x800u);
 }
 
-TEST(ProcessorLimits, StopAtTheLowestClock)
+TEST_F(SimulatedProcessor, IsNotCutBelowItsLowestClock)
 {
-    ProcessorModel processor(round);
     processor.setPl1(500);
-    processor.addJob(0, 1000000, 1);
+    processor.addJob(0, endlessMs, 1);
 
     processor.tick();
 
-    EXPECT_NEAR(0.2, processor.clock(), tolerance);
-    EXPECT_NEAR(1208, processor.powerMw(), tolerance);  // 1000 + 200 + 8
-    EXPECT_EQ(0x400u, processor.clipReasons());
+    expectDrawn(1208, 0.2, 0x400);  // 1000 + 200 + 8
 }
 
-TEST(ProcessorLoad, IsTheBusiestCoresShareOfTheLastHundredMilliseconds)
+TEST_F(SimulatedProcessor, NeedsTheTimeOfTheLongestJobOrOfAllTogetherToEmptyItsQueue)
 {
-    ProcessorModel processor(round);
-    processor.addJob(0, 20, 1);
-    processor.addJob(0, 20, 1);
-
-    tickUntil(processor, 100);
-
-    EXPECT_NEAR(0.2, processor.meanLoad(), tolerance);
-}
-
-TEST(ProcessorQueue, EmptyingTimeIsThatOfTheLongestJobOrOfAllTogether)
-{
-    ProcessorModel processor(round);
     processor.addJob(0, 100, 1);
-    EXPECT_NEAR(100, processor.emptyingMs(), tolerance);
+    EXPECT_NEAR(processor.emptyingMs(), 100, tolerance);
 
     processor.addJob(0, 500, 8);
 
-    EXPECT_NEAR(150, processor.emptyingMs(), tolerance);
+    EXPECT_NEAR(processor.emptyingMs(), 150, tolerance);
 }
 
 TEST(ProcessorPresets, AreFoundByTheirNames)

@@ -1,5 +1,4 @@
 #include "simulator/formats/demand.h"
-#include "tests/simulator/replay_rows.h"
 #include "tests/simulator/trace_rows.h"
 
 #include <gmock/gmock.h>
@@ -12,7 +11,7 @@ namespace {
 using namespace simulator;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::Field;
 using testing::SizeIs;
 
 Scenario scenarioOf(const std::string& rows)
@@ -21,56 +20,57 @@ Scenario scenarioOf(const std::string& rows)
     return readScenario(file, "scenario.csv");
 }
 
-// The process starts that follow from a scenario's launches, as "NAME ID"; their delays in `delaysMs`.
-std::vector<std::string> startsOf(const std::string& rows, std::vector<std::uint64_t>* delaysMs = nullptr,
-                                  std::uint64_t arrivalMs = 0)
+struct Start {
+    std::string program;  // "NAME ID"
+    std::uint64_t timeMs;
+
+    bool operator==(const Start&) const = default;
+};
+
+// The process starts that follow from a scenario's launches.
+std::vector<Start> startsOf(const std::string& rows)
 {
-    std::vector<std::string> starts;
+    std::vector<Start> starts;
     for (const ScenarioLine& line : withProcessStarts(scenarioOf(rows))) {
         if (const auto* start = std::get_if<ProcessStart>(&line.input)) {
-            starts.push_back(start->name + " " + std::to_string(start->id));
-            if (delaysMs) delaysMs->push_back(line.timeMs - arrivalMs);
+            starts.push_back({ start->name + " " + std::to_string(start->id), line.timeMs });
         }
     }
     return starts;
 }
 
-std::string launches(int count)
+// Of as many launches at 5000.
+std::vector<Start> startsOfLaunches(int count, const std::string& before = "")
 {
-    std::string rows;
+    std::string rows = before;
     for (int index = 0; index < count; ++index) rows += "5000,job,a.exe:10:1:launch\n";
-    return rows;
+    return startsOf(rows);
 }
 
 TEST(LaunchNotification, ComesForLaunchesAlone)
 {
-    EXPECT_THAT(startsOf("0,job,editor.exe:10:1:launch\n5000,job,compile:10:1\n9000,job,mail.exe:10:1:launch\n"),
-                ElementsAre("editor.exe 4000", "mail.exe 4004"));
+    const auto starts =
+        startsOf("0,job,editor.exe:10:1:launch\n5000,job,compile:10:1\n9000,job,mail.exe:10:1:launch\n");
+
+    EXPECT_THAT(starts,
+                ElementsAre(Field(&Start::program, "editor.exe 4000"), Field(&Start::program, "mail.exe 4004")));
 }
 
 TEST(LaunchNotification, ComesWithinTheWatchersSecondSpreadEvenly)
 {
-    std::vector<std::uint64_t> delaysMs;
+    const std::vector<Start> starts = startsOfLaunches(1000);
 
-    startsOf(launches(1000), &delaysMs, 5000);
-
-    ASSERT_THAT(delaysMs, SizeIs(1000));
-    EXPECT_LT(delaysMs.back(), 1000u);
+    ASSERT_THAT(starts, SizeIs(1000));
+    EXPECT_LT(starts.back().timeMs, 6000u);
     int tenths[10] = {};
-    for (const std::uint64_t delayMs : delaysMs) tenths[delayMs / 100] += 1;
+    for (const Start& start : starts) tenths[(start.timeMs - 5000) / 100] += 1;
     for (const int count : tenths) EXPECT_NEAR(100, count, 50);
 }
 
 TEST(LaunchNotification, DelayHangsOnTheSeedAlone)
 {
-    std::vector<std::uint64_t> first, again, other;
-
-    startsOf("0,seed,7\n" + launches(20), &first, 5000);
-    startsOf("0,seed,7\n" + launches(20), &again, 5000);
-    startsOf("0,seed,8\n" + launches(20), &other, 5000);
-
-    EXPECT_EQ(first, again);
-    EXPECT_NE(first, other);
+    EXPECT_EQ(startsOfLaunches(20, "0,seed,7\n"), startsOfLaunches(20, "0,seed,7\n"));
+    EXPECT_NE(startsOfLaunches(20, "0,seed,7\n"), startsOfLaunches(20, "0,seed,8\n"));
 }
 
 TEST(LaunchNotification, StandsInTheOrderOfTime)
@@ -105,11 +105,6 @@ TEST(DemandReplay, RowsTellEachHundredMillisecondsOfWorkClockAndPower)
     EXPECT_THAT(rowsAt(rows, 200), Contains("200,processor,served_core_ms,47,"));
     EXPECT_THAT(rowsAt(rows, 200), Contains("200,primitive,GET_RAPL_POWER,2406,0"));
     EXPECT_THAT(rowsWith(rows, ",demand_core_ms,"), SizeIs(20));
-}
-
-TEST(DemandReplay, ScriptedPowerHasNoProcessorRows)
-{
-    EXPECT_THAT(rowsWith(replayRows("0,power_mw,1500\n2000,stop,service\n"), ",processor,"), IsEmpty());
 }
 
 TEST(DemandReplay, LaunchIsNoticedAndItsCeilingQuickensTheClock)

@@ -1,5 +1,7 @@
 #include "simulator/formats/scenario.h"
 
+#include "tests/support/rows.h"
+
 #include <gmock/gmock.h>
 
 #include <sstream>
@@ -58,150 +60,104 @@ std::vector<std::string> linesOf(const std::string& text)
 const std::string header = "time_ms,input,value\n";
 
 struct InputRow {
-    const char* text;
+    const char* line;
     const char* read;
 };
 
-void expectRead(std::initializer_list<InputRow> rows)
+class ScenarioInput : public WithRow<testing::Test, InputRow> {};
+
+TEST_ROWS(ScenarioInput,
+          // a process start ends in its id, behind the last colon
+          ROW(.line = "5,process_start,a.exe:1004", .read = "5 start a.exe 1004"),
+          ROW(.line = "5,process_start,C:\\x:0x10", .read = "5 start C:\\x 16"),
+          ROW(.line = "5,process_start,\"a, b.exe:4294967295\"", .read = "5 start a, b.exe 4294967295"),
+          ROW(.line = "5,process_start,:7", .read = "5 start  7"),
+          // a job is a name, its work and the cores that it can use
+          ROW(.line = "5,job,build:60000:6", .read = "5 job build 60000 6"),
+          ROW(.line = "5,job,editor.exe:2500:2:launch", .read = "5 job editor.exe 2500 2 launch"),
+          ROW(.line = "5,job,C:\\x:0x10:1", .read = "5 job C:\\x 16 1"),
+          ROW(.line = "5,job,\"a, b:4294967295:4294967295\"", .read = "5 job a, b 4294967295 4294967295"),
+          ROW(.line = "5,job,launch:1:1", .read = "5 job launch 1 1"),
+          ROW(.line = "5,job,:1:1:launch", .read = "5 job  1 1 launch"),
+          // processor and seed stand at the start
+          ROW(.line = "0,processor,thin-laptop", .read = "0 processor thin-laptop"),
+          ROW(.line = "0,processor,workstation-laptop", .read = "0 processor workstation-laptop"),
+          ROW(.line = "0,processor,desktop", .read = "0 processor desktop"),
+          ROW(.line = "0,seed,4294967295", .read = "0 seed 4294967295"), ROW(.line = "0,seed,0", .read = "0 seed 0"),
+          // standby is entry or exit
+          ROW(.line = "5,standby,506", .read = "5 standby 506"), ROW(.line = "5,standby,507", .read = "5 standby 507"),
+          // a reading takes any word, in decimal or hex
+          ROW(.line = "0,power_mw,0", .read = "0 GET_RAPL_POWER 0"),
+          ROW(.line = "7,power_mw,1500", .read = "7 GET_RAPL_POWER 1500"),
+          ROW(.line = "7,power_mw,4294967295", .read = "7 GET_RAPL_POWER 4294967295"),
+          ROW(.line = "7,power_mw,0x5DC", .read = "7 GET_RAPL_POWER 1500"),
+          ROW(.line = "7,power_mw,0xfFfFfFfF", .read = "7 GET_RAPL_POWER 4294967295"),
+          ROW(.line = "7,power_mw,007", .read = "7 GET_RAPL_POWER 7"),
+          ROW(.line = "7,clip_reasons,0x400", .read = "7 GET_IA_CLIP_REASONS 1024"),
+          ROW(.line = "7,soc_workload,3", .read = "7 GET_SOC_WORKLOAD 3"),
+          // the power source is a line's state, or asking for it fails
+          ROW(.line = "7,ac_line,0", .read = "7 source 0"), ROW(.line = "7,ac_line,1", .read = "7 source 1"),
+          ROW(.line = "7,ac_line,255", .read = "7 source 255"), ROW(.line = "7,ac_line,0xFF", .read = "7 source 255"),
+          ROW(.line = "7,ac_line,fail", .read = "7 source unknown"),
+          // a status names an operation and its signed code
+          ROW(.line = "7,status,INIT=3000", .read = "7 INIT answers 3000"),
+          ROW(.line = "7,status,SESSION_CREATE=1", .read = "7 SESSION_CREATE answers 1"),
+          ROW(.line = "7,status,SESSION_CONNECT=0", .read = "7 SESSION_CONNECT answers 0"),
+          ROW(.line = "7,status,GET_SOC_WORKLOAD=2", .read = "7 GET_SOC_WORKLOAD answers 2"),
+          ROW(.line = "7,status,SET_PERF_PREFERENCE_MAX=-1", .read = "7 SET_PERF_PREFERENCE_MAX answers -1"),
+          ROW(.line = "7,status,SET_PERF_PREFERENCE_MIN=2147483647",
+              .read = "7 SET_PERF_PREFERENCE_MIN answers 2147483647"),
+          ROW(.line = "7,status,GET_IA_CLIP_REASONS=-2147483648", .read = "7 GET_IA_CLIP_REASONS answers -2147483648"),
+          ROW(.line = "7,status,GET_RAPL_POWER=0x10", .read = "7 GET_RAPL_POWER answers 16"),
+          ROW(.line = "7,status,SET_RAPL_POWER_LIMIT_1=1800", .read = "7 SET_RAPL_POWER_LIMIT_1 answers 1800"),
+          ROW(.line = "7,status,REGISTER_EVENT/34=1", .read = "7 REGISTER_EVENT/34 answers 1"),
+          ROW(.line = "7,status,REGISTER_EVENT/10000=1", .read = "7 REGISTER_EVENT/10000 answers 1"),
+          ROW(.line = "7,status,REGISTER_EVENT/0xB7=1", .read = "7 REGISTER_EVENT/183 answers 1"),
+          // an event has the value that its type needs
+          ROW(.line = "7,event,5", .read = "7 event 5 0"), ROW(.line = "7,event,6", .read = "7 event 6 0"),
+          ROW(.line = "7,event,34:3", .read = "7 event 34 3"), ROW(.line = "7,event,44", .read = "7 event 44 0"),
+          ROW(.line = "7,event,72:0x8C5E7FDA", .read = "7 event 72 2355003354"),
+          ROW(.line = "7,event,106:4294967295", .read = "7 event 106 4294967295"),
+          ROW(.line = "7,event,183:2", .read = "7 event 183 2"), ROW(.line = "7,event,0xB7:2", .read = "7 event 183 2"),
+          ROW(.line = "7,event,10000", .read = "7 event 10000 0"),
+          // a stop names what stops
+          ROW(.line = "7,stop,scaling", .read = "7 stop scaling"),
+          // columns may be quoted; time is decimal
+          ROW(.line = "\"7\",\"event\",\"183:4\"", .read = "7 event 183 4"),
+          ROW(.line = "6,stop,\"scaling\"", .read = "6 stop scaling"),
+          ROW(.line = "007,ac_line,1", .read = "7 source 1"));
+
+TEST_P(ScenarioInput, IsReadFromItsLine)
 {
-    for (const InputRow& row : rows) {
-        SCOPED_TRACE(row.text);
-        EXPECT_THAT(linesOf(header + row.text + "\n7,stop,service\n"), ElementsAre(row.read, "7 stop service"));
-    }
+    EXPECT_THAT(linesOf(header + row().line + "\n7,stop,service\n"), ElementsAre(row().read, "7 stop service"));
 }
 
-TEST(ScenarioInput, ProcessStartEndsInItsIdBehindTheLastColon)
-{
-    expectRead({ { "5,process_start,a.exe:1004", "5 start a.exe 1004" },
-                 { "5,process_start,C:\\x:0x10", "5 start C:\\x 16" },
-                 { "5,process_start,\"a, b.exe:4294967295\"", "5 start a, b.exe 4294967295" },
-                 { "5,process_start,:7", "5 start  7" } });
-}
+struct FileRow {
+    std::string text;
+    std::vector<std::string> lines;
+};
 
-TEST(ScenarioInput, JobIsANameItsWorkAndTheCoresItCanUse)
-{
-    expectRead({ { "5,job,build:60000:6", "5 job build 60000 6" },
-                 { "5,job,editor.exe:2500:2:launch", "5 job editor.exe 2500 2 launch" },
-                 { "5,job,C:\\x:0x10:1", "5 job C:\\x 16 1" },
-                 { "5,job,\"a, b:4294967295:4294967295\"", "5 job a, b 4294967295 4294967295" },
-                 { "5,job,launch:1:1", "5 job launch 1 1" },
-                 { "5,job,:1:1:launch", "5 job  1 1 launch" } });
-}
+class ScenarioLines : public WithRow<testing::Test, FileRow> {};
 
-TEST(ScenarioInput, ProcessorAndSeedStandAtTheStart)
-{
-    expectRead({ { "0,processor,thin-laptop", "0 processor thin-laptop" },
-                 { "0,processor,workstation-laptop", "0 processor workstation-laptop" },
-                 { "0,processor,desktop", "0 processor desktop" },
-                 { "0,seed,4294967295", "0 seed 4294967295" },
-                 { "0,seed,0", "0 seed 0" } });
-}
+TEST_ROWS(ScenarioLines,
+          // the file's order is kept, also at one time
+          ROW(.text = header + "0,power_mw,1\n5,power_mw,2\n5,ac_line,0\n18446744073709551615,stop,service\n",
+              .lines = { "0 GET_RAPL_POWER 1", "5 GET_RAPL_POWER 2", "5 source 0",
+                         "18446744073709551615 stop service" }),
+          // comments and blank lines are skipped; CRLF is read as LF is
+          ROW(.text = header + "\n# 1,power_mw,1\n5,power_mw,2\n   \n#\n6,stop,service\n# end",
+              .lines = { "5 GET_RAPL_POWER 2", "6 stop service" }),
+          ROW(.text = "time_ms,input,value\r\n# comment\r\n\r\n5,power_mw,2\r\n6,stop,scaling\r\n",
+              .lines = { "5 GET_RAPL_POWER 2", "6 stop scaling" }),
+          // a stop of the service is added at the last line's time, unless a stop stands anywhere
+          ROW(.text = header + "5,power_mw,2\n9000,power_mw,3\n# end\n",
+              .lines = { "5 GET_RAPL_POWER 2", "9000 GET_RAPL_POWER 3", "9000 stop service" }),
+          ROW(.text = header, .lines = { "0 stop service" }),
+          ROW(.text = "time_ms,input,value", .lines = { "0 stop service" }),
+          ROW(.text = header + "5,stop,scaling\n6,power_mw,2\n", .lines = { "5 stop scaling", "6 GET_RAPL_POWER 2" }),
+          ROW(.text = header + "0,stop,service\n6,power_mw,2\n", .lines = { "0 stop service", "6 GET_RAPL_POWER 2" }));
 
-TEST(ScenarioInput, StandbyIsEntryOrExit)
-{
-    expectRead({ { "5,standby,506", "5 standby 506" }, { "5,standby,507", "5 standby 507" } });
-}
-
-TEST(ScenarioInput, ReadingTakesAnyWordInDecimalOrHex)
-{
-    expectRead({ { "0,power_mw,0", "0 GET_RAPL_POWER 0" },
-                 { "7,power_mw,1500", "7 GET_RAPL_POWER 1500" },
-                 { "7,power_mw,4294967295", "7 GET_RAPL_POWER 4294967295" },
-                 { "7,power_mw,0x5DC", "7 GET_RAPL_POWER 1500" },
-                 { "7,power_mw,0xfFfFfFfF", "7 GET_RAPL_POWER 4294967295" },
-                 { "7,power_mw,007", "7 GET_RAPL_POWER 7" },
-                 { "7,clip_reasons,0x400", "7 GET_IA_CLIP_REASONS 1024" },
-                 { "7,soc_workload,3", "7 GET_SOC_WORKLOAD 3" } });
-}
-
-TEST(ScenarioInput, PowerSourceIsALineStateOrFails)
-{
-    expectRead({ { "7,ac_line,0", "7 source 0" },
-                 { "7,ac_line,1", "7 source 1" },
-                 { "7,ac_line,255", "7 source 255" },
-                 { "7,ac_line,0xFF", "7 source 255" },
-                 { "7,ac_line,fail", "7 source unknown" } });
-}
-
-TEST(ScenarioInput, StatusNamesAnOperationAndItsSignedCode)
-{
-    expectRead({ { "7,status,INIT=3000", "7 INIT answers 3000" },
-                 { "7,status,SESSION_CREATE=1", "7 SESSION_CREATE answers 1" },
-                 { "7,status,SESSION_CONNECT=0", "7 SESSION_CONNECT answers 0" },
-                 { "7,status,GET_SOC_WORKLOAD=2", "7 GET_SOC_WORKLOAD answers 2" },
-                 { "7,status,SET_PERF_PREFERENCE_MAX=-1", "7 SET_PERF_PREFERENCE_MAX answers -1" },
-                 { "7,status,SET_PERF_PREFERENCE_MIN=2147483647", "7 SET_PERF_PREFERENCE_MIN answers 2147483647" },
-                 { "7,status,GET_IA_CLIP_REASONS=-2147483648", "7 GET_IA_CLIP_REASONS answers -2147483648" },
-                 { "7,status,GET_RAPL_POWER=0x10", "7 GET_RAPL_POWER answers 16" },
-                 { "7,status,SET_RAPL_POWER_LIMIT_1=1800", "7 SET_RAPL_POWER_LIMIT_1 answers 1800" },
-                 { "7,status,REGISTER_EVENT/34=1", "7 REGISTER_EVENT/34 answers 1" },
-                 { "7,status,REGISTER_EVENT/10000=1", "7 REGISTER_EVENT/10000 answers 1" },
-                 { "7,status,REGISTER_EVENT/0xB7=1", "7 REGISTER_EVENT/183 answers 1" } });
-}
-
-TEST(ScenarioInput, EventHasTheValueThatItsTypeNeeds)
-{
-    expectRead({ { "7,event,5", "7 event 5 0" },
-                 { "7,event,6", "7 event 6 0" },
-                 { "7,event,34:3", "7 event 34 3" },
-                 { "7,event,44", "7 event 44 0" },
-                 { "7,event,72:0x8C5E7FDA", "7 event 72 2355003354" },
-                 { "7,event,106:4294967295", "7 event 106 4294967295" },
-                 { "7,event,183:2", "7 event 183 2" },
-                 { "7,event,0xB7:2", "7 event 183 2" },
-                 { "7,event,10000", "7 event 10000 0" } });
-}
-
-TEST(ScenarioInput, StopNamesWhatStops) { expectRead({ { "7,stop,scaling", "7 stop scaling" } }); }
-
-TEST(ScenarioInput, MayBeQuoted)
-{
-    expectRead({ { "\"7\",\"event\",\"183:2\"", "7 event 183 2" }, { "7,stop,\"scaling\"", "7 stop scaling" } });
-}
-
-TEST(ScenarioInput, TimeIsDecimal) { expectRead({ { "007,ac_line,1", "7 source 1" } }); }
-
-TEST(Scenario, KeepsTheFilesOrderAlsoAtOneTime)
-{
-    const std::string rows =
-        "0,power_mw,1\n5,power_mw,2\n5,power_mw,3\n5,ac_line,0\n18446744073709551615,stop,service\n";
-
-    EXPECT_THAT(linesOf(header + rows), ElementsAre("0 GET_RAPL_POWER 1", "5 GET_RAPL_POWER 2", "5 GET_RAPL_POWER 3",
-                                                    "5 source 0", "18446744073709551615 stop service"));
-}
-
-TEST(Scenario, SkipsCommentsAndBlankLines)
-{
-    const std::string rows = "\n# 1,power_mw,1\n5,power_mw,2\n   \n#\n6,stop,service\n# end";
-
-    EXPECT_THAT(linesOf(header + rows), ElementsAre("5 GET_RAPL_POWER 2", "6 stop service"));
-}
-
-TEST(Scenario, ReadsTheSameFromCrlfAsFromLf)
-{
-    EXPECT_THAT(linesOf("time_ms,input,value\r\n# comment\r\n\r\n5,power_mw,2\r\n6,stop,scaling\r\n"),
-                ElementsAre("5 GET_RAPL_POWER 2", "6 stop scaling"));
-}
-
-TEST(ScenarioStop, IsAddedForTheServiceAtTheLastLinesTime)
-{
-    EXPECT_THAT(linesOf(header + "5,power_mw,2\n9000,power_mw,3\n# end\n"),
-                ElementsAre("5 GET_RAPL_POWER 2", "9000 GET_RAPL_POWER 3", "9000 stop service"));
-}
-
-TEST(ScenarioStop, IsAddedAtZeroWhenThereAreNoLines)
-{
-    EXPECT_THAT(linesOf(header), ElementsAre("0 stop service"));
-    EXPECT_THAT(linesOf("time_ms,input,value"), ElementsAre("0 stop service"));
-}
-
-TEST(ScenarioStop, IsNotAddedWhenOneStandsAnywhere)
-{
-    EXPECT_THAT(linesOf(header + "5,stop,scaling\n6,power_mw,2\n"),
-                ElementsAre("5 stop scaling", "6 GET_RAPL_POWER 2"));
-    EXPECT_THAT(linesOf(header + "0,stop,service\n6,power_mw,2\n"),
-                ElementsAre("0 stop service", "6 GET_RAPL_POWER 2"));
-}
+TEST_P(ScenarioLines, AreThoseOfTheFile) { EXPECT_EQ(row().lines, linesOf(row().text)); }
 
 }  // namespace
 }  // namespace kelvane::tests

@@ -1,8 +1,5 @@
-#include "simulator/replay/replay.h"
 #include "state/state.h"
-#include "tests/simulator/replay_rows.h"
 #include "tests/simulator/trace_rows.h"
-#include "tests/support/simulated_machine.h"
 
 #include <gmock/gmock.h>
 
@@ -21,10 +18,7 @@ using testing::StartsWith;
 
 TEST(VirtualClock, InputTakesEffectBeforeTheSleepThatReachesItReturns)
 {
-    const Rows rows = replayRows("0,power_mw,1500\n"
-                                 "199,power_mw,1501\n"
-                                 "400,power_mw,1502\n"
-                                 "601,power_mw,1503\n"
+    const Rows rows = replayRows("0,power_mw,1500\n199,power_mw,1501\n400,power_mw,1502\n601,power_mw,1503\n"
                                  "2000,stop,service\n");
 
     EXPECT_THAT(rowsAt(rows, 200), Contains("200,primitive,GET_RAPL_POWER,1501,0"));
@@ -35,12 +29,8 @@ TEST(VirtualClock, InputTakesEffectBeforeTheSleepThatReachesItReturns)
 
 TEST(VirtualClock, ShowsEachInputItsOwnTime)
 {
-    const Rows rows = replayRows("0,power_mw,1500\n"
-                                 "1,event,106:1\n"
-                                 "199,event,106:2\n"
-                                 "200,event,106:3\n"
-                                 "201,event,106:4\n"
-                                 "2000,stop,service\n");
+    const Rows rows = replayRows("0,power_mw,1500\n1,event,106:1\n199,event,106:2\n200,event,106:3\n"
+                                 "201,event,106:4\n2000,stop,service\n");
 
     EXPECT_THAT(messages(rows, "Event powerSlider"),
                 ElementsAre("1 2 Event powerSlider type =1", "199 2 Event powerSlider type =2",
@@ -49,13 +39,8 @@ TEST(VirtualClock, ShowsEachInputItsOwnTime)
 
 TEST(VirtualClock, GivesInputsOfOneTimeInTheFilesOrder)
 {
-    const Rows rows = replayRows("0,power_mw,1500\n"
-                                 "0,power_mw,1501\n"
-                                 "200,power_mw,1502\n"
-                                 "200,event,106:20\n"
-                                 "200,event,106:10\n"
-                                 "200,power_mw,1503\n"
-                                 "2000,stop,service\n");
+    const Rows rows = replayRows("0,power_mw,1500\n0,power_mw,1501\n200,power_mw,1502\n200,event,106:20\n"
+                                 "200,event,106:10\n200,power_mw,1503\n2000,stop,service\n");
 
     EXPECT_THAT(rowsWith(rowsAt(rows, 0), "GET_RAPL_POWER"), Each("0,primitive,GET_RAPL_POWER,1501,0"));
     EXPECT_THAT(messages(rows, "Event powerSlider"),
@@ -63,29 +48,9 @@ TEST(VirtualClock, GivesInputsOfOneTimeInTheFilesOrder)
     EXPECT_THAT(rowsAt(rows, 200), Contains("200,primitive,GET_RAPL_POWER,1503,0"));
 }
 
-TEST(VirtualClock, StartsAfterTheInputsOfTimeZero)
-{
-    const Rows rows = replayRows("0,power_mw,1500\n"
-                                 "0,status,INIT=3000\n");
-
-    EXPECT_EQ("0,call,INIT,,3000", rows.at(0));
-}
-
-TEST(VirtualClock, WritesASleepAtTheTimeBeforeIt)
-{
-    const Rows rows = replayRows("0,power_mw,1500\n600,stop,service\n");
-
-    EXPECT_THAT(sleeps(rows), ElementsAre("0 200", "200 200", "400 200", "600 200", "800 200", "1000 200", "1200 200",
-                                          "1400 200", "1600 200", "1800 200"));
-    EXPECT_EQ("2000,log,0,KV Windows service is stopped ,", rows.back());
-}
-
 TEST(VirtualClock, KeepsTheLastInputsUntilTheLoopEnds)
 {
-    const Rows rows = replayRows("0,power_mw,1500\n"
-                                 "0,soc_workload,3\n"
-                                 "0,clip_reasons,2\n"
-                                 "0,ac_line,255\n"
+    const Rows rows = replayRows("0,power_mw,1500\n0,soc_workload,3\n0,clip_reasons,2\n0,ac_line,255\n"
                                  "100,stop,service\n");
 
     EXPECT_THAT(rowsAt(rows, 1800), ElementsAre("1800,primitive,GET_IA_CLIP_REASONS,2,0",
@@ -99,29 +64,22 @@ TEST(VirtualClock, BeginsWithReadingsOfZeroOnMains)
 {
     const Rows rows = replayRows("100,power_mw,1500\n");
 
-    EXPECT_THAT(rowsWith(rowsAt(rows, 0), "GET_"),
-                ElementsAre("0,primitive,GET_RAPL_POWER,0,0", "0,primitive,GET_RAPL_POWER,0,0",
-                            "0,primitive,GET_RAPL_POWER,0,0", "0,primitive,GET_RAPL_POWER,0,0",
-                            "0,primitive,GET_RAPL_POWER,0,0", "0,primitive,GET_SOC_WORKLOAD,0,0",
-                            "0,primitive,GET_IA_CLIP_REASONS,0,0", "0,primitive,GET_RAPL_POWER,0,0"));
+    Rows readings(5, "0,primitive,GET_RAPL_POWER,0,0");
+    readings.insert(readings.end(), { "0,primitive,GET_SOC_WORKLOAD,0,0", "0,primitive,GET_IA_CLIP_REASONS,0,0",
+                                      "0,primitive,GET_RAPL_POWER,0,0" });
+    EXPECT_EQ(rowsWith(rowsAt(rows, 0), "GET_"), readings);
     EXPECT_THAT(messages(rows, " ** AC Mode = 1 "), SizeIs(1));
 }
 
 // A reading that fails before the first Sleep: nothing can heal it any more.
 TEST(VirtualClock, StandsStillAfterAHundredThousandPrimitivesWithoutASleep)
 {
-    std::istringstream file("time_ms,input,value\n"
-                            "0,power_mw,1500\n"
-                            "0,status,GET_IA_CLIP_REASONS=1000\n"
-                            "5,status,GET_IA_CLIP_REASONS=0\n");
-    std::ostringstream out;
+    simulator::ReplayEnd end{};
 
-    const auto end = simulator::replay(simulator::readScenario(file, "scenario"), out);
+    const Rows rows =
+        replayRows("0,power_mw,1500\n0,status,GET_IA_CLIP_REASONS=1000\n5,status,GET_IA_CLIP_REASONS=0\n", &end);
 
     EXPECT_EQ(simulator::ReplayEnd::clockStoodStill, end);
-    std::istringstream lines(out.str());
-    Rows rows;
-    for (std::string line; std::getline(lines, line);) rows.push_back(line);
     EXPECT_THAT(rowsWith(rows, ",primitive,"), SizeIs(100000));
     EXPECT_THAT(rowsWith(rows, ",sleep,"), IsEmpty());
     // Nine primitives at start-up, then three a step.
@@ -131,30 +89,20 @@ TEST(VirtualClock, StandsStillAfterAHundredThousandPrimitivesWithoutASleep)
 // Two primitives of the sample at 600, then three a step.
 TEST(VirtualClock, CountsPrimitivesFromTheLastSleep)
 {
-    const Rows rows = replayRows("0,power_mw,1500\n"
-                                 "500,status,GET_IA_CLIP_REASONS=1000\n"
-                                 "700,stop,service\n");
+    const Rows rows = replayRows("0,power_mw,1500\n500,status,GET_IA_CLIP_REASONS=1000\n700,stop,service\n");
 
     EXPECT_THAT(rowsWith(rowsAt(rows, 600), ",primitive,"), SizeIs(100000));
     EXPECT_THAT(sleeps(rows), ElementsAre("0 200", "200 200", "400 200"));
     EXPECT_EQ("600,primitive,GET_IA_CLIP_REASONS,,1000", rows.back());
 }
 
-TEST(Replay, TellsThatTheLoopEnded)
-{
-    std::istringstream file("time_ms,input,value\n");
-    std::ostringstream out;
-
-    const auto end = simulator::replay(simulator::readScenario(file, "scenario"), out);
-
-    EXPECT_EQ(simulator::ReplayEnd::loopEnded, end);
-    EXPECT_THAT(out.str(), StartsWith("time_ms,kind,name,value,status\n0,call,INIT,,0\n"));
-}
-
 TEST(Replay, RunsWithTheFlagsOfAnEngineWhoseProcessWatcherRuns)
 {
-    replayRows("");
+    simulator::ReplayEnd end{};
 
+    replayRows("", &end);
+
+    EXPECT_EQ(simulator::ReplayEnd::loopEnded, end);
     EXPECT_EQ(1, g_wmiConnected);
     EXPECT_EQ(1, g_wmiQueryIssued);
     EXPECT_EQ(1u, g_sessionHandle);

@@ -2,14 +2,14 @@
 #include "framework/primitives.h"
 #include "framework/session.h"
 #include "simulator/platform/simulated_core.h"
-#include "tests/simulator/replay_rows.h"
 #include "tests/simulator/trace_rows.h"
+#include "tests/support/rows.h"
 #include "tests/support/simulated_machine.h"
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <string_view>
+#include <iomanip>
+#include <sstream>
 
 namespace kelvane::tests {
 namespace {
@@ -17,53 +17,48 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The last delivery to keepDelivery, "participant bytes-in-hex", and how many there were.
-std::string delivered;
-int deliveries = 0;
+// What was delivered to keepDelivery, as "type participant bytes-in-hex".
+Rows delivered;
 
 std::uint32_t keepDelivery(std::uint64_t context, std::uint32_t eventType, const char* participant,
                            const OrqData* payload)
 {
-    constexpr char digits[] = "0123456789ABCDEF";
-    deliveries += 1;
-    delivered = std::to_string(eventType) + " " + (participant ? participant : "null") + " ";
+    std::ostringstream text;
+    text << eventType << ' ' << (participant ? participant : "null") << ' ' << (payload ? "" : "none");
     if (payload) {
         EXPECT_EQ(payload->buf_len, payload->data_len);
         const auto* const bytes = static_cast<const unsigned char*>(payload->buf_ptr);
-        for (std::uint32_t i = 0; i < payload->buf_len; ++i) {
-            delivered += digits[bytes[i] >> 4];
-            delivered += digits[bytes[i] & 15];
-        }
-    } else {
-        delivered += "none";
+        text << std::hex << std::uppercase << std::setfill('0');
+        for (std::uint32_t i = 0; i < payload->buf_len; ++i) text << std::setw(2) << unsigned{ bytes[i] };
     }
+    delivered.push_back(text.str());
     EXPECT_EQ(0u, context);
     return 0;
 }
 
-TEST(SimulatedEvents, CarryThePayloadOfTheirType)
+struct EventRow {
+    std::uint32_t type;
+    std::uint32_t value = 0;
+    const char* delivery;
+};
+
+class SimulatedEvent : public WithRow<testing::Test, EventRow> {};
+
+TEST_ROWS(SimulatedEvent, ROW(.type = 34, .value = 3, .delivery = "34 null 03000000"),
+          ROW(.type = 106, .value = 0xFFFFFFFE, .delivery = "106 null FEFFFFFF"),
+          ROW(.type = 183, .value = 2, .delivery = "183 TCPU 02000000"),
+          ROW(.type = 72, .value = 0x8C5E7FDA, .delivery = "72 null DA7F5E8C000000000000000000000000"),
+          ROW(.type = 5, .delivery = "5 TCPU none"), ROW(.type = 6, .delivery = "6 TCPU none"),
+          ROW(.type = 44, .delivery = "44 null none"), ROW(.type = 10000, .delivery = "10000 null none"));
+
+TEST_P(SimulatedEvent, CarriesThePayloadOfItsType)
 {
     const SimulatedMachine machine;
+    RegisterEvent(1, row().type, nullptr, keepDelivery, 0);
 
-    const struct {
-        std::uint32_t type;
-        std::uint32_t value;
-        const char* delivery;
-    } rows[] = {
-        { 34, 3, "34 null 03000000" },   { 106, 0xFFFFFFFE, "106 null FEFFFFFF" },
-        { 183, 2, "183 TCPU 02000000" }, { 72, 0x8C5E7FDA, "72 null DA7F5E8C000000000000000000000000" },
-        { 5, 0, "5 TCPU none" },         { 6, 0, "6 TCPU none" },
-        { 44, 0, "44 null none" },       { 10000, 0, "10000 null none" },
-    };
+    simulator::deliverEvent({ row().type, row().value });
 
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.type);
-        RegisterEvent(1, row.type, nullptr, keepDelivery, 0);
-
-        simulator::deliverEvent({ row.type, row.value });
-
-        EXPECT_EQ(row.delivery, delivered);
-    }
+    EXPECT_THAT(delivered, ElementsAre(row().delivery));
 }
 
 TEST(SimulatedEvents, ReachNobodyWhoIsNotRegistered)
@@ -78,14 +73,12 @@ TEST(SimulatedEvents, ReachNobodyWhoIsNotRegistered)
     RegisterEvent(1, 34, nullptr, keepDelivery, 0);
     simulator::deliverEvent({ 34, 1 });
 
-    EXPECT_EQ(0, deliveries);
+    EXPECT_THAT(delivered, IsEmpty());
 }
 
 TEST(SimulatedEvents, AtTimeZeroComeBeforeAnyRegistration)
 {
-    const Rows rows = replayRows("0,event,106:30\n"
-                                 "0,event,10000\n"
-                                 "0,event,183:4294967295\n");
+    const Rows rows = replayRows("0,event,106:30\n0,event,10000\n0,event,183:4294967295\n");
 
     EXPECT_THAT(messages(rows, "Slider type"), IsEmpty());
     EXPECT_THAT(messages(rows, "Disconnected"), IsEmpty());
@@ -94,32 +87,18 @@ TEST(SimulatedEvents, AtTimeZeroComeBeforeAnyRegistration)
 // The service never registers for participants, and its registration for the log verbosity fails here.
 TEST(SimulatedEvents, OfTypesThatTheServiceHasNotRegisteredDoNothing)
 {
-    const Rows rows = replayRows("0,power_mw,1500\n"
-                                 "0,status,REGISTER_EVENT/34=1000\n"
-                                 "100,event,5\n"
-                                 "100,event,6\n"
-                                 "100,event,34:2\n"
-                                 "100,event,10000\n"
-                                 "2000,stop,service\n");
+    const Rows rows = replayRows("0,power_mw,1500\n0,status,REGISTER_EVENT/34=1000\n100,event,5\n100,event,6\n"
+                                 "100,event,34:2\n100,event,10000\n2000,stop,service\n");
 
     EXPECT_THAT(rowsAt(rows, 100), IsEmpty());
 }
 
 TEST(SimulatedEvents, EndWithTheStopPath)
 {
-    const Rows rows = replayRows("0,power_mw,1500\n"
-                                 "100,stop,scaling\n"
-                                 "9000,event,106:30\n");
+    const Rows rows = replayRows("0,power_mw,1500\n100,stop,scaling\n9000,event,106:30\n");
 
     EXPECT_THAT(messages(rows, "Slider type"), IsEmpty());
     EXPECT_EQ("2000,log,0,Stop is called from the registry ,", rows.back());
-}
-
-TEST(SimulatedSessions, HaveTheHandleOne)
-{
-    const SimulatedMachine machine;
-
-    EXPECT_EQ(1u, SessionCreate(applicationRecord()));
 }
 
 TEST(SimulatedSessions, AreRefusedWithAllOnesWhenCreationFails)
@@ -179,35 +158,33 @@ TEST(SimulatedPrimitives, ShowNoValueForAGetterThatFails)
     EXPECT_THAT(machine.happened(), ElementsAre("GET_RAPL_POWER 1000", "SET_PERF_PREFERENCE_MAX 1200 1001"));
 }
 
+struct CommandRow {
+    std::string text;
+    std::uint32_t type = 8;
+};
+
+class SimulatedCommand : public WithRow<testing::Test, CommandRow> {};
+
+TEST_ROWS(SimulatedCommand,
+          // without its NUL, for another participant, of an unknown name, a longer one, none, and as another type
+          ROW(.text = "execute-primitive TCPU GET_RAPL_POWER"),
+          ROW(.text = std::string("execute-primitive IETM GET_RAPL_POWER\0", 38)),
+          ROW(.text = std::string("execute-primitive TCPU GET_RAPL_POWE\0", 37)),
+          ROW(.text = std::string("execute-primitive TCPU GET_RAPL_POWERS\0", 39)), ROW(.text = ""),
+          ROW(.text = std::string("execute-primitive TCPU GET_RAPL_POWER\0", 38), .type = 3));
+
 // What a core would not understand must not look like a command in the trace.
-TEST(SimulatedPrimitives, AreRecognisedByTheirWholeCommandAlone)
+TEST_P(SimulatedCommand, IsRecognisedAsAWholeAlone)
 {
     SimulatedMachine machine;
     machine.power(1500);
+    std::string text = row().text;
+    const auto bytes = static_cast<std::uint32_t>(text.size());
+    const OrqData command = { row().type, text.data(), bytes, bytes };
     std::uint32_t word = 0;
+    OrqData response = { 26, &word, 4, 0 };
 
-    const struct {
-        const char* description;
-        std::string_view text;
-        std::uint32_t type;
-    } rows[] = {
-        { "no NUL", { "execute-primitive TCPU GET_RAPL_POWER", 37 }, 8 },
-        { "other participant", { "execute-primitive IETM GET_RAPL_POWER\0", 38 }, 8 },
-        { "unknown name", { "execute-primitive TCPU GET_RAPL_POWE\0", 37 }, 8 },
-        { "longer name", { "execute-primitive TCPU GET_RAPL_POWERS\0", 39 }, 8 },
-        { "no text", { "", 0 }, 8 },
-        { "other type", { "execute-primitive TCPU GET_RAPL_POWER\0", 38 }, 3 },
-    };
-
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.description);
-        std::string text(row.text);
-        const auto bytes = static_cast<std::uint32_t>(text.size());
-        const OrqData command = { row.type, text.data(), bytes, bytes };
-        OrqData response = { 26, &word, 4, 0 };
-
-        EXPECT_NE(0, SessionExecute(1, &command, nullptr, &response));
-    }
+    EXPECT_NE(0, SessionExecute(1, &command, nullptr, &response));
     EXPECT_THAT(machine.happened(), IsEmpty());
     EXPECT_EQ(0u, word);
 }

@@ -2,6 +2,7 @@
 #include "tests/simulator/trace_rows.h"
 
 #include "simulator/formats/csv.h"
+#include "simulator/formats/scenario.h"
 
 #include <sstream>
 #include <stdexcept>
@@ -12,27 +13,41 @@ namespace {
 
 enum Column { time, kind, name, value, status };
 
-std::vector<std::string> columnsOf(const std::string& row)
+// The named columns of a row, those that are empty left out.
+std::string columnsOf(const std::string& row, const std::vector<Column>& columns)
 {
     std::istringstream in(row);
     const std::vector<simulator::CsvRecord> records = simulator::readCsv(in);
     if (records.size() != 1 || records[0].fields.size() != status + 1) {
         throw std::runtime_error("not a row of a trace: " + row);
     }
-    return records[0].fields;
+    std::string texts;
+    for (const Column column : columns) {
+        const std::string& text = records[0].fields[column];
+        if (!text.empty()) texts += (texts.empty() ? "" : " ") + text;
+    }
+    return texts;
 }
 
-Rows valuesOf(const Rows& rows, const std::string& primitive)
+Rows columnsOfAll(Rows rows, const std::vector<Column>& columns)
 {
-    Rows values;
-    for (const std::string& row : rowsWith(rows, ",primitive," + primitive + ",")) {
-        const auto columns = columnsOf(row);
-        values.push_back(columns[time] + " " + columns[value]);
-    }
-    return values;
+    for (std::string& row : rows) row = columnsOf(row, columns);
+    return rows;
 }
 
 }  // namespace
+
+Rows replayRows(const std::string& scenarioRows, simulator::ReplayEnd* end)
+{
+    std::istringstream file("time_ms,input,value\n" + scenarioRows);
+    std::stringstream trace;
+    const simulator::ReplayEnd found = simulator::replay(simulator::readScenario(file, "scenario"), trace);
+    if (end) *end = found;
+    Rows rows;
+    for (std::string row; std::getline(trace, row);) rows.push_back(row);
+    rows.erase(rows.begin());
+    return rows;
+}
 
 Rows rowsWith(const Rows& rows, const std::string& text)
 {
@@ -52,39 +67,23 @@ Rows rowsAt(const Rows& rows, std::uint64_t timeMs)
     return found;
 }
 
-Rows ceilings(const Rows& rows) { return valuesOf(rows, "SET_PERF_PREFERENCE_MAX"); }
-
-Rows powerLimits(const Rows& rows) { return valuesOf(rows, "SET_RAPL_POWER_LIMIT_1"); }
-
-Rows sleeps(const Rows& rows)
+Rows ceilings(const Rows& rows)
 {
-    Rows pauses;
-    for (const std::string& row : rowsWith(rows, ",sleep,,")) {
-        const auto columns = columnsOf(row);
-        pauses.push_back(columns[time] + " " + columns[value]);
-    }
-    return pauses;
+    return columnsOfAll(rowsWith(rows, ",primitive,SET_PERF_PREFERENCE_MAX,"), { time, value });
 }
+
+Rows powerLimits(const Rows& rows)
+{
+    return columnsOfAll(rowsWith(rows, ",primitive,SET_RAPL_POWER_LIMIT_1,"), { time, value });
+}
+
+Rows sleeps(const Rows& rows) { return columnsOfAll(rowsWith(rows, ",sleep,,"), { time, value }); }
 
 Rows messages(const Rows& rows, const std::string& text)
 {
-    Rows texts;
-    for (const std::string& row : rowsWith(rowsWith(rows, ",log,"), text)) {
-        const auto columns = columnsOf(row);
-        texts.push_back(columns[time] + " " + columns[name] + " " + columns[value]);
-    }
-    return texts;
+    return columnsOfAll(rowsWith(rowsWith(rows, ",log,"), text), { time, name, value });
 }
 
-Rows calls(const Rows& rows)
-{
-    Rows made;
-    for (const std::string& row : rowsWith(rows, ",call,")) {
-        const auto columns = columnsOf(row);
-        const std::string type = columns[value].empty() ? "" : columns[value] + " ";
-        made.push_back(columns[time] + " " + columns[name] + " " + type + columns[status]);
-    }
-    return made;
-}
+Rows calls(const Rows& rows) { return columnsOfAll(rowsWith(rows, ",call,"), { time, name, value, status }); }
 
 }  // namespace kelvane::tests

@@ -1,5 +1,8 @@
-// tests/simulator/trace_rows.h: picks what a test is about out of a trace's rows ("TIME,KIND,NAME,VALUE,STATUS").
+// tests/simulator/trace_rows.h: replays whole scenarios, and picks what a test is about out of a trace's rows
+// ("TIME,KIND,NAME,VALUE,STATUS").
 #pragma once
+
+#include "simulator/replay/replay.h"
 
 #include <cstdint>
 #include <string>
@@ -8,6 +11,10 @@
 namespace kelvane::tests {
 
 using Rows = std::vector<std::string>;
+
+// Runs the scaling loop on a scenario, whose rows are given without the header, by the replay program's own code.
+// Returns the trace's rows without the header. Once per process.
+Rows replayRows(const std::string& scenarioRows, simulator::ReplayEnd* end = nullptr);
 
 // The rows that contain `text`.
 Rows rowsWith(const Rows& rows, const std::string& text);

@@ -2,6 +2,7 @@
 
 #include "diagnostics/diagnostic_log.h"
 #include "simulator/replay/recorded_log.h"
+#include "tests/support/rows.h"
 
 #include <gmock/gmock.h>
 
@@ -16,19 +17,11 @@ using testing::ElementsAre;
 
 const std::string header = "time_ms,kind,name,value,status\n";
 
-TEST(TraceFile, BeginsWithItsColumns)
-{
-    std::ostringstream out;
-
-    const Trace trace(out, TraceFlush::eachRow);
-
-    EXPECT_EQ(header, out.str());
-}
-
 TEST(TraceRows, HoldWhatTheirKindHas)
 {
     std::ostringstream out;
     Trace trace(out, TraceFlush::eachRow);
+    EXPECT_EQ(header, out.str());
 
     trace.call(0, "INIT", std::nullopt, 0);
     trace.call(7, "REGISTER_EVENT", 10000, -1);
@@ -50,30 +43,27 @@ TEST(TraceRows, HoldWhatTheirKindHas)
               out.str());
 }
 
-TEST(TraceLogRows, AreQuotedOnlyWhereCsvNeedsIt)
+struct TextRow {
+    const char* text;
+    const char* column;
+};
+
+class TraceLogText : public WithRow<testing::Test, TextRow> {};
+
+TEST_ROWS(TraceLogText, ROW(.text = "", .column = ""),
+          ROW(.text = "plain = 1; *** == :", .column = "plain = 1; *** == :"),
+          ROW(.text = " blanks ", .column = " blanks "), ROW(.text = "a,b", .column = "\"a,b\""),
+          ROW(.text = "say \"hi\"", .column = "\"say \"\"hi\"\"\""), ROW(.text = "a\nb", .column = "\"a\nb\""),
+          ROW(.text = "a\rb", .column = "\"a\rb\""));
+
+TEST_P(TraceLogText, IsQuotedOnlyWhereCsvNeedsIt)
 {
-    const struct {
-        const char* text;
-        const char* column;
-    } rows[] = {
-        { "", "" },
-        { "plain = 1; *** == :", "plain = 1; *** == :" },
-        { " blanks ", " blanks " },
-        { "a,b", "\"a,b\"" },
-        { "say \"hi\"", "\"say \"\"hi\"\"\"" },
-        { "a\nb", "\"a\nb\"" },
-        { "a\rb", "\"a\rb\"" },
-    };
+    std::ostringstream out;
+    Trace trace(out, TraceFlush::eachRow);
 
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.text);
-        std::ostringstream out;
-        Trace trace(out, TraceFlush::eachRow);
+    trace.log(5, 2, row().text);
 
-        trace.log(5, 2, row.text);
-
-        EXPECT_EQ(header + "5,log,2," + row.column + ",\n", out.str());
-    }
+    EXPECT_EQ(header + "5,log,2," + row().column + ",\n", out.str());
 }
 
 TEST(TraceRows, AreGatheredUntilTheTraceEnds)

@@ -1,6 +1,7 @@
 // One count per process.
 #include "tests/support/failing_calls.h"
 
+#include <algorithm>
 #include <mutex>
 
 namespace kelvane::tests {
@@ -9,6 +10,7 @@ namespace {
 
 struct Count {
     std::mutex lock;
+    std::set<std::string> named;
     bool counts = false;
     FailurePlan plan;
     std::vector<std::string> made;
@@ -18,6 +20,12 @@ struct Count {
 Count& count = *new Count;
 
 }  // namespace
+
+void failCalls(const std::set<std::string>& names)
+{
+    const std::lock_guard hold(count.lock);
+    count.named = names;
+}
 
 void planFailures(FailurePlan plan)
 {
@@ -31,6 +39,7 @@ void planFailures(FailurePlan plan)
 bool callFails(const std::string& name)
 {
     const std::lock_guard hold(count.lock);
+    if (count.named.contains(name)) return true;
     if (!count.counts) return false;
     count.made.push_back(name);
     const int number = static_cast<int>(count.made.size());
@@ -49,6 +58,12 @@ std::vector<std::string> callsFailed()
 {
     const std::lock_guard hold(count.lock);
     return count.failed;
+}
+
+bool callFailed(const std::string& name)
+{
+    const std::vector<std::string> failed = callsFailed();
+    return std::ranges::find(failed, name) != failed.end();
 }
 
 }  // namespace kelvane::tests

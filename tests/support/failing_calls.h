@@ -1,12 +1,14 @@
-// tests/support/failing_calls.h: which calls of the platform fail, counted over everything that a test does.
+// tests/support/failing_calls.h: which calls of the platform fail, by name or counted over everything that a test does.
 //
-// Fakes ask callFails once in each call that can fail. Without a plan none fails and nothing is counted. Any thread.
+// Fakes ask callFails once in each call that can fail. Without a plan nothing is counted, and only named calls fail.
+// Any thread.
 #pragma once
 
 #include "simulator/platform/import_slot.h"
 
 #include <windows.h>
 
+#include <set>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -18,6 +20,9 @@ struct FailurePlan {
     bool onward = false;  // and all after it
 };
 
+// From now on the calls of these names fail, and no others.
+void failCalls(const std::set<std::string>& names);
+
 // From now on calls are counted, and fail as planned.
 void planFailures(FailurePlan plan);
 
@@ -27,6 +32,9 @@ bool callFails(const std::string& name);
 // The names of all calls since the plan, and of those that failed.
 std::vector<std::string> callsMade();
 std::vector<std::string> callsFailed();
+
+// Whether one of this name has failed.
+bool callFailed(const std::string& name);
 
 // Makes one imported function fail as planned, for the life of a scope; otherwise it does what it did before. A failure
 // answers `failure`, sets the last error and touches nothing else.

@@ -37,7 +37,9 @@ protected:
     const Fields& row() const { return this->GetParam().fields; }
 };
 
-// What may stand in a test's name of ".power = -1, .floor = 2": "powerminus1_floor2".
+// What may stand in a test's name of ".power = -1, .floor = 2": "powerminus1_floor2". The end of a long row is left
+// out, for files are named after tests.
+constexpr std::size_t longestNameOfRow = 150;
 inline constexpr auto nameOfRow = [](const auto& row) {
     std::string name;
     for (const char* c = row.param.text; *c != '\0'; ++c) {
@@ -45,7 +47,7 @@ inline constexpr auto nameOfRow = [](const auto& row) {
         if (*c == '-') name += "minus";
         if (*c == ',') name += '_';
     }
-    return name;
+    return name.substr(0, longestNameOfRow);
 };
 
 }  // namespace kelvane::tests

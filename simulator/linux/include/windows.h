@@ -120,7 +120,6 @@ WINDOWS_IMPORT(DWORD, GetFileAttributesA, (LPCSTR path), (path))
 WINDOWS_IMPORT(BOOL, DeleteFileA, (LPCSTR path), (path))
 WINDOWS_IMPORT(BOOL, RemoveDirectoryA, (LPCSTR path), (path))
 WINDOWS_IMPORT(BOOL, CreateDirectoryW, (LPCWSTR path, LPSECURITY_ATTRIBUTES attributes), (path, attributes))
-BOOL CreateDirectoryA(LPCSTR path, LPSECURITY_ATTRIBUTES attributes);
 
 // Modules.
 constexpr DWORD LOAD_LIBRARY_SEARCH_DEFAULT_DIRS = 0x1000;

@@ -1,21 +1,13 @@
-#include "controller/scaling_loop.h"
-#include "controller/state.h"
-#include "state/state.h"
-
-#include "framework/session.h"
-#include "simulator/replay/imports.h"
-#include "tests/controller/loop/scripted_loop.h"
-#include "tests/simulator/trace_rows.h"
-
-#include <gmock/gmock.h>
+// The start of the scaling loop: call by call, with each call that can fail.
+#include "tests/controller/loop/loop_test.h"
+#include "tests/support/rows.h"
 
 namespace kelvane::tests {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::EndsWith;
-using testing::IsEmpty;
 
 Rows operator+(Rows rows, const Rows& more)
 {
@@ -24,8 +16,7 @@ Rows operator+(Rows rows, const Rows& more)
 }
 
 // What a start does, part by part; each part depends on what the one before it met.
-const Rows begun = { "call INIT 0", "log 0 KV scaling is started : " };
-const Rows created = { "call SESSION_CREATE 0" };
+const Rows created = { "call INIT 0", "log 0 KV scaling is started : ", "call SESSION_CREATE 0" };
 const Rows connected = { "call SESSION_CONNECT 0",        "GET_RAPL_POWER 1500 0", "GET_RAPL_POWER 1500 0",
                          "GET_RAPL_POWER 1500 0",         "GET_RAPL_POWER 1500 0", "GET_RAPL_POWER 1500 0",
                          "log 2 pkg power data is : 1500" };
@@ -39,44 +30,82 @@ const Rows registered = { "call REGISTER_EVENT 10000 0",
                           "call REGISTER_EVENT 106 0",
                           "log 2 Powerslider classification EVENT Register",
                           "log 2 workload classification is success : " };
-const Rows unregistered = { "log 2 UnregisterEvents() called", "call UNREGISTER_EVENT 44 0",
-                            "call UNREGISTER_EVENT 34 0",      "call UNREGISTER_EVENT 10000 0",
-                            "call UNREGISTER_EVENT 183 0",     "call UNREGISTER_EVENT 72 0",
-                            "call UNREGISTER_EVENT 106 0" };
-const Rows registrationFailed = { "log 4 OrqCore workload classification SessionExecute failed" };
-const Rows firstLimit = { "SET_RAPL_POWER_LIMIT_1 37000 0", "log 2  **** Current CPU PL1 == : 17000" };
-const Rows secondLimit = { "SET_RAPL_POWER_LIMIT_1 17000 0", "log 2  **** Current CPU PL1 == : 17000" };
-const Rows preferences = { "SET_PERF_PREFERENCE_MAX 1200 0", "SET_PERF_PREFERENCE_MIN 0 0",
-                           "log 2  ** Default Init Pref ==1200" };
-const Rows endOfService = { "log 0 KV Windows service is stopped " };
-const Rows setPerfmaxFailure = {
-    "log 2 OrqCore setPerfmax SessionExecute failed : first 2 times expeted in MS/startup"
+const Rows unregistered = {
+    "log 2 UnregisterEvents() called", "call UNREGISTER_EVENT 44 0",
+    "call UNREGISTER_EVENT 34 0",      "call UNREGISTER_EVENT 10000 0",
+    "call UNREGISTER_EVENT 183 0",     "call UNREGISTER_EVENT 72 0",
+    "call UNREGISTER_EVENT 106 0",     "log 4 OrqCore workload classification SessionExecute failed"
 };
+const Rows firstLimit = { "SET_RAPL_POWER_LIMIT_1 37000 0", "log 2  **** Current CPU PL1 == : 1" };
+const Rows secondLimit = { "SET_RAPL_POWER_LIMIT_1 17000 0", "log 2  **** Current CPU PL1 == : 17000" };
+const Rows firstLimitFailed = { "SET_RAPL_POWER_LIMIT_1 37000 1000",
+                                "log 4 OrqCore CpuPowerLimit1 SessionExecute failed" };
+const Rows secondLimitFailed = { "SET_RAPL_POWER_LIMIT_1 17000 1000",
+                                 "log 4 OrqCore CpuPowerLimit1 SessionExecute failed" };
+const Rows ceiling = { "SET_PERF_PREFERENCE_MAX 1200 0" };
+const Rows ended = { "SET_PERF_PREFERENCE_MIN 0 0", "log 2  ** Default Init Pref ==1200",
+                     "log 0 KV Windows service is stopped " };
+const Rows setterFailed = { "log 2 OrqCore setPerfmax SessionExecute failed : first 2 times expeted in MS/startup" };
 
 // A start with nothing behind it: the service already stops, so there is no step.
-class ScalingLoopStart : public testing::Test {
+class ScalingLoopStart : public LoopTest {
 protected:
     ScalingLoopStart()
     {
         loop.power(1500);
         g_serviceStopping = 1;
+        cpuPL1 = 1;
+        pl1ResetLevel = 2;
     }
-
-    ScriptedLoop loop;
 };
 
-TEST_F(ScalingLoopStart, GoesFromInitToTheDefaultPreference)
-{
-    const std::uint32_t result = loop.run();
+struct StartRow {
+    int failing = 0;  // the call that fails; 0: none
+    Rows happened;
+    int power = 1500;
+    int sessionOpen = 1;
+    int retries = 0;
+    int status = 0;
+};
 
-    EXPECT_EQ(0xFFFFFFFFu, result);
-    EXPECT_THAT(loop.happened(), ElementsAreArray(begun + created + connected + registered + firstLimit + secondLimit +
-                                                  preferences + endOfService));
-    EXPECT_EQ(0, g_orqStatus);
+using ScalingLoopStarts = WithRow<ScalingLoopStart, StartRow>;
+
+TEST_ROWS(
+    ScalingLoopStarts, ROW(.happened = created + connected + registered + firstLimit + secondLimit + ceiling + ended),
+    // without a connection, tried once
+    ROW(.failing = 3,
+        .happened = created + Rows{ "call SESSION_CONNECT 1000" } + registered + firstLimit + secondLimit + ceiling +
+                    ended,
+        .power = -1, .sessionOpen = 0, .retries = 1),
+    // without the last of the first power readings
+    ROW(.failing = 8,
+        .happened = created + Rows(connected.begin(), connected.end() - 2) +
+                    Rows{ "GET_RAPL_POWER 1000", "log 4 OrqCore pkgPower SessionExecute failed" } + registered +
+                    firstLimit + secondLimit + ceiling + ended,
+        .power = -1),
+    // each failing limit is logged, and the other is written
+    ROW(.failing = 15, .happened = created + connected + registered + firstLimitFailed + secondLimit + ceiling + ended),
+    ROW(.failing = 16, .happened = created + connected + registered + firstLimit + secondLimitFailed + ceiling + ended),
+    // and so is each preference
+    ROW(.failing = 17, .happened = created + connected + registered + firstLimit + secondLimit +
+                                   Rows{ "SET_PERF_PREFERENCE_MAX 1200 1000" } + setterFailed + ended),
+    ROW(.failing = 18,
+        .happened = created + connected + registered + firstLimit + secondLimit + ceiling +
+                    Rows{ "SET_PERF_PREFERENCE_MIN 0 1000" } + setterFailed + Rows(ended.begin() + 1, ended.end()),
+        .status = 1000));
+
+TEST_P(ScalingLoopStarts, GoesFromInitToTheDefaultPreference)
+{
+    loop.failCall(row().failing, 1000);
+
+    EXPECT_EQ(0xFFFFFFFFu, loop.run());
+
+    EXPECT_THAT(loop.happened(), ElementsAreArray(row().happened));
+    EXPECT_EQ(row().status, g_orqStatus);
     EXPECT_EQ(1u, g_sessionHandle);
-    EXPECT_EQ(1, g_sessionOpen);
-    EXPECT_EQ(0, sessionRetry);
-    EXPECT_EQ(1500, pkgPower);
+    EXPECT_EQ(row().sessionOpen, g_sessionOpen);
+    EXPECT_EQ(row().retries, sessionRetry);
+    EXPECT_EQ(row().power, pkgPower);
     EXPECT_EQ(17000, cpuPL1);
     EXPECT_EQ(17000, pl1ResetLevel);
     EXPECT_EQ(1u, acMode);
@@ -87,9 +116,8 @@ TEST_F(ScalingLoopStart, FailingInitEndsTheLoopWithNothingElseTouched)
 {
     loop.failCall(1, 3000);
 
-    const std::uint32_t result = loop.run();
+    EXPECT_EQ(0xFFFFFFFFu, loop.run());
 
-    EXPECT_EQ(0xFFFFFFFFu, result);
     EXPECT_THAT(loop.happened(), ElementsAre("call INIT 3000", "log 0 KV scaling is started : ",
                                              "log 0  KV Start MS/CS is initializing the ORQ, Scaling is stopped "));
     EXPECT_EQ(3000, g_orqStatus);
@@ -100,53 +128,31 @@ TEST_F(ScalingLoopStart, FailingInitEndsTheLoopWithNothingElseTouched)
     EXPECT_EQ(1, g_serviceStopping);
 }
 
-TEST_F(ScalingLoopStart, StatusOfAnEarlierRunIsGoneWhileInitRuns)
-{
-    g_orqStatus = 1800;
-    int duringInit = -1;
-    loop.beforeCall(1, [&] { duringInit = g_orqStatus; });
-
-    loop.run();
-
-    EXPECT_EQ(0, duringInit);
-}
-
 TEST_F(ScalingLoopStart, FailingSessionCreationEndsTheLoop)
 {
     g_sessionHandle = 7;
     loop.failCall(2, 5);
 
-    const std::uint32_t result = loop.run();
+    EXPECT_EQ(0xFFFFFFFFu, loop.run());
 
-    EXPECT_EQ(0xFFFFFFFFu, result);
-    EXPECT_THAT(loop.happened(), ElementsAreArray(begun + Rows{ "call SESSION_CREATE 5" }));
+    EXPECT_THAT(loop.happened(), ElementsAre("call INIT 0", "log 0 KV scaling is started : ", "call SESSION_CREATE 5"));
     EXPECT_EQ(0, g_sessionOpen);
     EXPECT_EQ(7u, g_sessionHandle);
     EXPECT_EQ(0, appliedPrefMax);
 }
 
-TEST_F(ScalingLoopStart, SessionCountsAsClosedBeforeItIsCreated)
+TEST_F(ScalingLoopStart, StatusOfAnEarlierRunIsGoneForInitAndTheSessionClosedForItsCreation)
 {
-    int duringCreation = -1;
-    loop.beforeCall(2, [&] { duringCreation = g_sessionOpen; });
+    g_orqStatus = 1800;
+    int statusDuringInit = -1;
+    int openDuringCreation = -1;
+    loop.beforeCall(1, [&] { statusDuringInit = g_orqStatus; });
+    loop.beforeCall(2, [&] { openDuringCreation = g_sessionOpen; });
 
     loop.run();
 
-    EXPECT_EQ(0, duringCreation);
-}
-
-TEST_F(ScalingLoopStart, FailingConnectIsTriedOnceAndDoesNotStopTheStart)
-{
-    loop.failCall(3, 1000);
-
-    loop.run();
-
-    EXPECT_THAT(loop.happened(), ElementsAreArray(begun + created + Rows{ "call SESSION_CONNECT 1000" } + registered +
-                                                  firstLimit + secondLimit + preferences + endOfService));
-    EXPECT_EQ(0, g_sessionOpen);
-    EXPECT_EQ(1, sessionRetry);
-    EXPECT_EQ(-1, pkgPower);
-    EXPECT_EQ(1u, g_sessionHandle);
+    EXPECT_EQ(0, statusDuringInit);
+    EXPECT_EQ(0, openDuringCreation);
 }
 
 TEST_F(ScalingLoopStart, OnlyTheLastOfTheFirstPowerReadingsCounts)
@@ -156,139 +162,45 @@ TEST_F(ScalingLoopStart, OnlyTheLastOfTheFirstPowerReadingsCounts)
     loop.run();
 
     EXPECT_EQ(1500, pkgPower);
-    EXPECT_THAT(loop.messages(), testing::Contains("2 pkg power data is : 1500"));
+    EXPECT_THAT(loop.messages(), Contains("2 pkg power data is : 1500"));
 }
 
-TEST_F(ScalingLoopStart, FailingLastPowerReadingIsLoggedAsAnError)
+struct RegistrationRow {
+    int failing;  // the call
+    std::ptrdiff_t done;
+    const char* event;
+};
+
+using ScalingLoopWithoutEvents = WithRow<ScalingLoopStart, RegistrationRow>;
+
+TEST_ROWS(ScalingLoopWithoutEvents, ROW(.failing = 9, .done = 0, .event = "10000"),
+          ROW(.failing = 10, .done = 1, .event = "34"), ROW(.failing = 11, .done = 2, .event = "44"),
+          ROW(.failing = 12, .done = 3, .event = "183"), ROW(.failing = 13, .done = 5, .event = "72"),
+          ROW(.failing = 14, .done = 7, .event = "106"));
+
+TEST_P(ScalingLoopWithoutEvents, UnregistersAllAndGoesOn)
 {
-    loop.failCall(8, 1000);
+    loop.failCall(row().failing, 1000);
+    int duringFirstLimit = -1;
+    // The six unregistrations come before it.
+    loop.beforeCall(row().failing + 7, [&] { duringFirstLimit = g_orqStatus; });
 
     loop.run();
 
-    const Rows reads = { "call SESSION_CONNECT 0", "GET_RAPL_POWER 1500 0", "GET_RAPL_POWER 1500 0",
-                         "GET_RAPL_POWER 1500 0",  "GET_RAPL_POWER 1500 0", "GET_RAPL_POWER 1000" };
-    EXPECT_THAT(loop.happened(),
-                ElementsAreArray(begun + created + reads + Rows{ "log 4 OrqCore pkgPower SessionExecute failed" } +
-                                 registered + firstLimit + secondLimit + preferences + endOfService));
-    EXPECT_EQ(-1, pkgPower);
-    EXPECT_EQ(1, g_sessionOpen);
-}
-
-TEST_F(ScalingLoopStart, FailingRegistrationUnregistersAllAndGoesOnWithoutEvents)
-{
-    const struct {
-        int call;
-        Rows before;
-        const char* failing;
-    } cases[] = {
-        { 9, {}, "call REGISTER_EVENT 10000 1000" },
-        { 10, { registered.begin(), registered.begin() + 1 }, "call REGISTER_EVENT 34 1000" },
-        { 11, { registered.begin(), registered.begin() + 2 }, "call REGISTER_EVENT 44 1000" },
-        { 12, { registered.begin(), registered.begin() + 3 }, "call REGISTER_EVENT 183 1000" },
-        { 13, { registered.begin(), registered.begin() + 5 }, "call REGISTER_EVENT 72 1000" },
-        { 14, { registered.begin(), registered.begin() + 7 }, "call REGISTER_EVENT 106 1000" },
-    };
-
-    int callsBefore = 0;
-    for (const auto& failure : cases) {
-        SCOPED_TRACE(failure.failing);
-        // Each run starts like the first one of its process.
-        appliedPrefMax = 0;
-        minPrefReset = -1;
-        loop.failCall(callsBefore + failure.call, 1000);
-        int duringFirstLimit = -1;
-        // The six unregistrations come before it.
-        loop.beforeCall(callsBefore + failure.call + 7, [&] { duringFirstLimit = g_orqStatus; });
-        loop.forget();
-        g_serviceStopping = 1;
-
-        loop.run();
-
-        EXPECT_THAT(loop.happened(), ElementsAreArray(begun + created + connected + failure.before +
-                                                      Rows{ failure.failing } + unregistered + registrationFailed +
-                                                      firstLimit + secondLimit + preferences + endOfService));
-        EXPECT_EQ(1000, duringFirstLimit);
-        callsBefore += failure.call + 6 + 4;
-    }
-}
-
-TEST_F(ScalingLoopStart, EachFailingLimitWriteIsLoggedAndTheOtherIsMade)
-{
-    const Rows before = begun + created + connected + registered;
-    const Rows after = preferences + endOfService;
-    const Rows failureLine = { "log 4 OrqCore CpuPowerLimit1 SessionExecute failed" };
-    loop.failCall(15, 1000);
-
-    loop.run();
-
-    EXPECT_THAT(loop.happened(), ElementsAreArray(before + Rows{ "SET_RAPL_POWER_LIMIT_1 37000 1000" } + failureLine +
-                                                  secondLimit + after));
-    EXPECT_EQ(17000, cpuPL1);
-}
-
-TEST_F(ScalingLoopStart, FailingWorkingLimitIsKeptAsIfWritten)
-{
-    const Rows before = begun + created + connected + registered;
-    cpuPL1 = 1;
-    pl1ResetLevel = 2;
-    loop.failCall(16, 1000);
-
-    loop.run();
-
-    EXPECT_THAT(loop.happened(),
-                ElementsAreArray(before +
-                                 Rows{ "SET_RAPL_POWER_LIMIT_1 37000 0", "log 2  **** Current CPU PL1 == : 1",
-                                       "SET_RAPL_POWER_LIMIT_1 17000 1000",
-                                       "log 4 OrqCore CpuPowerLimit1 SessionExecute failed" } +
-                                 preferences + endOfService));
-    EXPECT_EQ(17000, cpuPL1);
-    EXPECT_EQ(17000, pl1ResetLevel);
-}
-
-TEST_F(ScalingLoopStart, FailingPreferenceCeilingIsLoggedAndKeptAsIfWritten)
-{
-    loop.failCall(17, 1000);
-
-    loop.run();
-
-    EXPECT_THAT(loop.happened(),
-                ElementsAreArray(begun + created + connected + registered + firstLimit + secondLimit +
-                                 Rows{ "SET_PERF_PREFERENCE_MAX 1200 1000" } + setPerfmaxFailure +
-                                 Rows{ "SET_PERF_PREFERENCE_MIN 0 0", "log 2  ** Default Init Pref ==1200" } +
-                                 endOfService));
-    EXPECT_EQ(1200, appliedPrefMax);
-}
-
-TEST_F(ScalingLoopStart, FailingPreferenceFloorIsLogged)
-{
-    loop.failCall(18, 1000);
-
-    loop.run();
-
-    EXPECT_THAT(loop.happened(),
-                ElementsAreArray(begun + created + connected + registered + firstLimit + secondLimit +
-                                 Rows{ "SET_PERF_PREFERENCE_MAX 1200 0", "SET_PERF_PREFERENCE_MIN 0 1000" } +
-                                 setPerfmaxFailure + Rows{ "log 2  ** Default Init Pref ==1200" } + endOfService));
-    EXPECT_EQ(1000, g_orqStatus);
-}
-
-TEST_F(ScalingLoopStart, UnknownPowerSourceLeavesTheOneBefore)
-{
-    simulator::setPowerSource({ false, 0 });
-    acMode = 255;
-
-    loop.run();
-
-    EXPECT_EQ(255u, acMode);
+    const Rows before = { registered.begin(), registered.begin() + row().done };
+    const Rows failing = { std::string("call REGISTER_EVENT ") + row().event + " 1000" };
+    EXPECT_THAT(loop.happened(), ElementsAreArray(created + connected + before + failing + unregistered + firstLimit +
+                                                  secondLimit + ceiling + ended));
+    EXPECT_EQ(1000, duringFirstLimit);
 }
 
 TEST_F(ScalingLoopStart, SessionIsCreatedWithTheApplicationRecord)
 {
     loop.run();
 
-    ASSERT_EQ(&g_application, ScriptedLoop::application());
-    EXPECT_STREQ("Kelvane", ScriptedLoop::application()->name);
-    EXPECT_EQ(1u, ScriptedLoop::application()->revision);
+    ASSERT_EQ(&g_application, loop.application());
+    EXPECT_STREQ("Kelvane", loop.application()->name);
+    EXPECT_EQ(1u, loop.application()->revision);
 }
 
 TEST_F(ScalingLoopStart, SessionIsCreatedWithoutARecordWhenTheApplicationHasNoName)
@@ -297,28 +209,8 @@ TEST_F(ScalingLoopStart, SessionIsCreatedWithoutARecordWhenTheApplicationHasNoNa
 
     loop.run();
 
-    EXPECT_EQ(nullptr, ScriptedLoop::application());
+    EXPECT_EQ(nullptr, loop.application());
     EXPECT_EQ(1u, g_sessionHandle);
-}
-
-TEST_F(ScalingLoopStart, ServiceThatStopsBeforeTheFirstStepEndsWithoutOne)
-{
-    loop.run();
-
-    EXPECT_THAT(loop.sleeps(), IsEmpty());
-    EXPECT_THAT(loop.messages().back(), EndsWith("KV Windows service is stopped "));
-    EXPECT_EQ(3, g_engineState);
-}
-
-TEST_F(ScalingLoopStart, FirstStepSleepsForTwoHundredMillisecondsAndTheNextForThree)
-{
-    g_serviceStopping = 0;
-    loop.at(5000, [] { requestEngineStop(true); });
-
-    loop.run();
-
-    EXPECT_THAT(loop.sleeps(), ElementsAre(200, 200, 200, 200, 200, 200, 200, 200, 200, 200, 300, 300, 300, 300, 300,
-                                           300, 300, 300, 300, 300));
 }
 
 }  // namespace

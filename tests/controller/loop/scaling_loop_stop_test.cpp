@@ -1,12 +1,6 @@
-#include "controller/scaling_loop.h"
-#include "controller/state.h"
-#include "state/state.h"
-
-#include "framework/session.h"
-#include "tests/controller/loop/scripted_loop.h"
-#include "tests/simulator/trace_rows.h"
-
-#include <gmock/gmock.h>
+// The two ways in which the scaling loop ends: the stop of scaling with its stop path, and the end of the service.
+#include "tests/controller/loop/loop_test.h"
+#include "tests/support/rows.h"
 
 #include <chrono>
 #include <thread>
@@ -15,13 +9,10 @@ namespace kelvane::tests {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 // What the stop path does when 1200 is already in force.
 const Rows stopPath = {
@@ -35,61 +26,53 @@ const Rows stopPath = {
 };
 
 // At 1500 mW on mains: a first step of two seconds, then steps of three; none of them changes the ceiling of 1200.
-class ScalingLoopStop : public testing::Test {
+class ScalingLoopStop : public LoopTest {
 protected:
     ScalingLoopStop() { loop.power(1500); }
 
-    // What happened since the given time was reached.
-    Rows rowsFrom(std::uint64_t ms)
+    // The run ended with the stop path; returns what happened right before it.
+    std::string rowBeforeStopPath() const
     {
-        loop.at(ms, [this] { loop.forget(); });
-        loop.run();
-        return loop.happened();
+        Rows rows = lastRows(stopPath.size() + 1);
+        const std::string before = rows.front();
+        rows.erase(rows.begin());
+        EXPECT_THAT(rows, ElementsAreArray(stopPath));
+        return before;
     }
 
-    ScriptedLoop loop;
+    // The service's end came; returns what happened right before it.
+    std::string rowBeforeEndOfService() const
+    {
+        EXPECT_EQ("log 0 KV Windows service is stopped ", loop.happened().back());
+        return lastRows(2).front();
+    }
 };
-
-void stopScaling() { requestEngineStop(false); }
-
-void stopService() { requestEngineStop(true); }
 
 TEST_F(ScalingLoopStop, OfScalingFinishesTheStepThenRestoresLimitsAndClosesTheSession)
 {
+    g_wmiConnected = 1;
+    g_wmiQueryIssued = 1;
     loop.at(3000, stopScaling);
-    loop.at(5000, [this] { loop.forget(); });
 
-    const std::uint32_t result = loop.run();
+    EXPECT_EQ(0xFFFFFFFFu, loop.run());
 
-    Rows rows = loop.happened();
-    ASSERT_THAT(rows.size(), testing::Ge(stopPath.size()));
-    EXPECT_THAT(Rows(rows.end() - static_cast<int>(stopPath.size()), rows.end()), ElementsAreArray(stopPath));
-    rows.resize(rows.size() - stopPath.size());
-    EXPECT_THAT(rows.back(), HasSubstr("PIDx- 1 Down"));
+    EXPECT_THAT(rowBeforeStopPath(), HasSubstr("PIDx- 1 Down"));
     EXPECT_EQ(5000u, loop.now());
-    EXPECT_EQ(0xFFFFFFFFu, result);
-}
-
-TEST_F(ScalingLoopStop, OfScalingLeavesTheStateOfAnEndedRun)
-{
-    loop.at(3000, stopScaling);
-
-    loop.run();
-
     EXPECT_EQ(noSession, g_sessionHandle);
     EXPECT_EQ(1, g_stopDone);
     EXPECT_EQ(0, g_engineState);
     EXPECT_EQ(0, g_serviceStopping);
     EXPECT_EQ(1200, appliedPrefMax);
     EXPECT_EQ(1, g_sessionOpen);
+    EXPECT_EQ(1, g_wmiConnected);  // the process watch goes on
     EXPECT_TRUE(g_loopStopLock().try_lock());
     g_loopStopLock().unlock();
 }
 
+// 2000 mW belong to the tier of 1800.
 TEST_F(ScalingLoopStop, OfScalingWritesTheDefaultPreferenceWhenAnotherIsInForce)
 {
-    // 2000 mW belong to the tier of 1800.
-    loop.at(200, [this] { loop.power(2000); });
+    powerAt(200, 2000);
     loop.at(2000, stopScaling);
 
     loop.run();
@@ -111,12 +94,12 @@ TEST_F(ScalingLoopStop, OfScalingIgnoresFailingWrites)
 
     loop.run();
 
-    const Rows rows = loop.happened();
-    EXPECT_THAT(Rows(rows.end() - 14, rows.end() - 9),
-                ElementsAre("SET_PERF_PREFERENCE_MIN 0 1000", "SET_PERF_PREFERENCE_MAX 10000 1001",
-                            "SET_RAPL_POWER_LIMIT_1 17000 1002", "log 2 PL1 level reset : 17000",
-                            "log 2 UnregisterEvents() called"));
-    EXPECT_EQ("log 0 Stop is called from the registry ", rows.back());
+    Rows rows = lastRows(stopPath.size());
+    EXPECT_EQ(stopPath.back(), rows.back());
+    rows.resize(5);
+    EXPECT_THAT(rows, ElementsAre("SET_PERF_PREFERENCE_MIN 0 1000", "SET_PERF_PREFERENCE_MAX 10000 1001",
+                                  "SET_RAPL_POWER_LIMIT_1 17000 1002", "log 2 PL1 level reset : 17000",
+                                  "log 2 UnregisterEvents() called"));
     EXPECT_EQ(noSession, g_sessionHandle);
 }
 
@@ -135,11 +118,7 @@ TEST_F(ScalingLoopStop, OfScalingHoldsTheStopLockWhileItRuns)
     };
     loop.at(2000, stopScaling);
     // Start-up makes 18 calls, the step 21; the stop path writes three times before it unregisters six events.
-    loop.beforeCall(39, look);
-    loop.beforeCall(40, look);
-    loop.beforeCall(43, look);
-    loop.beforeCall(49, look);
-    loop.beforeCall(50, look);
+    for (const int call : { 39, 40, 43, 49, 50 }) loop.beforeCall(call, look);
 
     loop.run();
 
@@ -187,22 +166,22 @@ TEST_F(ScalingLoopStop, OfTheServiceDuringTheStopPathIsNotForgotten)
 
 TEST_F(ScalingLoopStop, OfTheServiceEndsAfterTheStepAndLeavesEverythingAsItIs)
 {
+    g_wmiConnected = 1;
+    g_wmiQueryIssued = 1;
     loop.power(2000);
     loop.at(3000, stopService);
-    loop.at(5000, [this] { loop.forget(); });
+    forgetAt(5000);
 
-    const std::uint32_t result = loop.run();
+    EXPECT_EQ(0xFFFFFFFFu, loop.run());
 
-    const Rows rows = loop.happened();
-    EXPECT_THAT(rows.at(rows.size() - 2), HasSubstr("PIDx- 1 Down"));
-    EXPECT_EQ("log 0 KV Windows service is stopped ", rows.back());
+    EXPECT_THAT(rowBeforeEndOfService(), HasSubstr("PIDx- 1 Down"));
     EXPECT_THAT(loop.writes(), IsEmpty());
-    EXPECT_EQ(0xFFFFFFFFu, result);
     EXPECT_EQ(3, g_engineState);
     EXPECT_EQ(1, g_serviceStopping);
     EXPECT_EQ(1u, g_sessionHandle);
     EXPECT_EQ(1, g_sessionOpen);
     EXPECT_EQ(1, g_stopDone);
+    EXPECT_EQ(1, g_wmiConnected);
     EXPECT_EQ(1800, appliedPrefMax);
 }
 
@@ -211,7 +190,9 @@ TEST_F(ScalingLoopStop, OfTheServiceComesBeforeOneOfScaling)
     loop.at(3000, stopScaling);
     loop.at(4000, stopService);
 
-    EXPECT_THAT(rowsFrom(5000).back(), EndsWith("KV Windows service is stopped "));
+    loop.run();
+
+    EXPECT_THAT(rowBeforeEndOfService(), HasSubstr("PIDx- 1 Down"));
     EXPECT_EQ(1u, g_sessionHandle);
 }
 
@@ -220,54 +201,29 @@ TEST_F(ScalingLoopStop, OfTheServiceThatIsTakenBackStopsScaling)
     loop.at(3000, stopService);
     loop.at(4000, stopScaling);
 
-    EXPECT_EQ("log 0 Stop is called from the registry ", rowsFrom(5000).back());
+    loop.run();
+
+    EXPECT_THAT(rowBeforeStopPath(), HasSubstr("PIDx- 1 Down"));
 }
 
-TEST_F(ScalingLoopStop, NeverStopsTheProcessWatch)
+struct SwitchRow {
+    std::atomic<std::uint8_t>* allowed;
+};
+
+using ScalingLoopStopSwitch = WithRow<ScalingLoopStop, SwitchRow>;
+
+TEST_ROWS(ScalingLoopStopSwitch, ROW(.allowed = &g_stopEnabled), ROW(.allowed = &g_loopStopEnabled));
+
+TEST_P(ScalingLoopStopSwitch, HasToAllowTheStopOfScaling)
 {
-    const struct {
-        void (*stop)();
-        const char* lastMessage;
-    } ends[] = {
-        { stopScaling, "0 Stop is called from the registry " },
-        { stopService, "0 KV Windows service is stopped " },
-    };
+    *row().allowed = 0;
+    loop.at(1000, stopScaling);
+    loop.at(6000, [this] { *row().allowed = 1; });
 
-    g_wmiConnected = 1;
-    g_wmiQueryIssued = 1;
+    loop.run();
 
-    for (const auto& end : ends) {
-        SCOPED_TRACE(end.lastMessage);
-        loop.forget();
-        g_engineState = engineRunning;
-        g_serviceStopping = 0;
-        loop.at(loop.now() + 1000, end.stop);
-
-        loop.run();
-
-        EXPECT_THAT(loop.messages(), Not(Contains(HasSubstr("Stop Service is Called"))));
-        EXPECT_EQ(end.lastMessage, loop.messages().back());
-        EXPECT_EQ(1, g_wmiConnected);
-    }
-}
-
-TEST_F(ScalingLoopStop, OfScalingWaitsUntilBothSwitchesAllowIt)
-{
-    std::atomic<std::uint8_t>* const switches[] = { &g_stopEnabled, &g_loopStopEnabled };
-
-    for (auto* const allowed : switches) {
-        SCOPED_TRACE(allowed == &g_stopEnabled ? "g_stopEnabled" : "g_loopStopEnabled");
-        const std::uint64_t start = loop.now();
-        g_engineState = engineRunning;
-        *allowed = 0;
-        loop.at(start + 1000, stopScaling);
-        loop.at(start + 6000, [=] { *allowed = 1; });
-
-        loop.run();
-
-        EXPECT_EQ("0 Stop is called from the registry ", loop.messages().back());
-        EXPECT_EQ(start + 8000, loop.now());
-    }
+    EXPECT_EQ("0 Stop is called from the registry ", loop.messages().back());
+    EXPECT_EQ(8000u, loop.now());
 }
 
 TEST_F(ScalingLoopStop, OfScalingNeedsASession)
@@ -284,96 +240,58 @@ TEST_F(ScalingLoopStop, OfScalingNeedsASession)
     EXPECT_EQ("0 Stop is called from the registry ", loop.messages().back());
 }
 
-// Call 1 is INIT, 18 the last of start-up.
-TEST_F(ScalingLoopStop, OfScalingWhileStartingComesBeforeTheFirstStep)
+// The call of start-up during which the stop comes: 1 is INIT, 18 the last.
+class ScalingLoopStopWhileStarting : public ScalingLoopStop, public testing::WithParamInterface<int> {};
+
+INSTANTIATE_TEST_SUITE_P(, ScalingLoopStopWhileStarting, testing::Range(1, 19));
+
+TEST_P(ScalingLoopStopWhileStarting, OfScalingComesBeforeTheFirstStep)
 {
-    int callsBefore = 0;
-    for (int call = 1; call <= 18; ++call) {
-        SCOPED_TRACE(call);
-        g_engineState = engineRunning;
-        appliedPrefMax = 0;
-        minPrefReset = -1;
-        loop.beforeCall(callsBefore + call, stopScaling);
-        loop.forget();
+    loop.beforeCall(GetParam(), stopScaling);
 
-        loop.run();
+    loop.run();
 
-        const Rows rows = loop.happened();
-        ASSERT_THAT(rows.size(), testing::Gt(stopPath.size()));
-        EXPECT_EQ("log 2  ** Default Init Pref ==1200", rows.at(rows.size() - stopPath.size() - 1));
-        EXPECT_THAT(Rows(rows.end() - static_cast<int>(stopPath.size()), rows.end()), ElementsAreArray(stopPath));
-        EXPECT_THAT(loop.sleeps(), IsEmpty());
-        callsBefore += 18 + 11;
-    }
+    EXPECT_EQ("log 2  ** Default Init Pref ==1200", rowBeforeStopPath());
+    EXPECT_THAT(loop.sleeps(), IsEmpty());
 }
 
-TEST_F(ScalingLoopStop, OfTheServiceWhileStartingEndsWithoutAStep)
+TEST_P(ScalingLoopStopWhileStarting, OfTheServiceEndsWithoutAStep)
 {
-    int callsBefore = 0;
-    for (int call = 1; call <= 18; ++call) {
-        SCOPED_TRACE(call);
-        g_serviceStopping = 0;
-        appliedPrefMax = 0;
-        minPrefReset = -1;
-        loop.beforeCall(callsBefore + call, stopService);
-        loop.forget();
+    loop.beforeCall(GetParam(), stopService);
 
-        loop.run();
+    loop.run();
 
-        const Rows rows = loop.happened();
-        EXPECT_EQ("log 2  ** Default Init Pref ==1200", rows.at(rows.size() - 2));
-        EXPECT_EQ("log 0 KV Windows service is stopped ", rows.back());
-        EXPECT_EQ(3, g_engineState);
-        callsBefore += 18;
-    }
+    EXPECT_EQ("log 2  ** Default Init Pref ==1200", rowBeforeEndOfService());
+    EXPECT_EQ(3, g_engineState);
 }
 
-// Power of 1000 mW: Active Idle is entered at 2000, pauses two seconds for the process watch, then five.
-TEST_F(ScalingLoopStop, OfScalingInAnActiveIdlePauseComesAtItsEnd)
+// When the stop comes. Power of 1000 mW: Active Idle is entered at 2000, pauses two seconds for the process watch, then
+// five.
+class ScalingLoopStopInActiveIdle : public ScalingLoopStop, public testing::WithParamInterface<std::uint64_t> {
+protected:
+    ScalingLoopStopInActiveIdle() { loop.power(1000); }
+};
+
+INSTANTIATE_TEST_SUITE_P(, ScalingLoopStopInActiveIdle, testing::Values(2500, 4000, 8999, 9000));
+
+TEST_P(ScalingLoopStopInActiveIdle, OfScalingComesAtTheEndOfThePause)
 {
-    loop.power(1000);
-    const std::uint64_t times[] = { 2500, 4000, 8999 };
+    loop.at(GetParam(), stopScaling);
 
-    for (const std::uint64_t time : times) {
-        SCOPED_TRACE(time);
-        const std::uint64_t start = loop.now();
-        g_engineState = engineRunning;
-        activeIdle = 0;
-        activeIdleCount = 0;
-        pidOnTestState = 0;
-        loop.forget();
-        loop.at(start + time, stopScaling);
+    loop.run();
 
-        loop.run();
-
-        EXPECT_EQ(start + 9000, loop.now());
-        const Rows rows = loop.happened();
-        EXPECT_EQ("sleep 5000", rows.at(rows.size() - stopPath.size() - 1));
-        EXPECT_THAT(Rows(rows.end() - static_cast<int>(stopPath.size()), rows.end()), ElementsAreArray(stopPath));
-    }
+    EXPECT_EQ(9000u, loop.now());
+    EXPECT_EQ("sleep 5000", rowBeforeStopPath());
 }
 
-TEST_F(ScalingLoopStop, OfTheServiceInAnActiveIdlePauseComesAtItsEnd)
+TEST_P(ScalingLoopStopInActiveIdle, OfTheServiceComesAtTheEndOfThePause)
 {
-    loop.power(1000);
-    const std::uint64_t times[] = { 2500, 4000, 9000 };
+    loop.at(GetParam(), stopService);
 
-    for (const std::uint64_t time : times) {
-        SCOPED_TRACE(time);
-        const std::uint64_t start = loop.now();
-        g_serviceStopping = 0;
-        activeIdle = 0;
-        activeIdleCount = 0;
-        pidOnTestState = 0;
-        loop.forget();
-        loop.at(start + time, stopService);
+    loop.run();
 
-        loop.run();
-
-        EXPECT_EQ(start + 9000, loop.now());
-        EXPECT_EQ("sleep 5000", loop.happened().at(loop.happened().size() - 2));
-        EXPECT_EQ("log 0 KV Windows service is stopped ", loop.happened().back());
-    }
+    EXPECT_EQ(9000u, loop.now());
+    EXPECT_EQ("sleep 5000", rowBeforeEndOfService());
 }
 
 }  // namespace

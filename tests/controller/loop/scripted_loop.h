@@ -10,11 +10,13 @@
 #pragma once
 
 #include "framework/session.h"
+#include "simulator/platform/simulated_core.h"
 #include "tests/support/simulated_machine.h"
 
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 
 namespace kelvane::tests {
@@ -39,7 +41,7 @@ public:
     std::uint32_t run();
 
     // The record with which the last session was created; null for none.
-    static const ApplicationRecord* application();
+    const ApplicationRecord* application() const { return lastApplication; }
 
     // Time that all runs have slept through, in ms.
     std::uint64_t now() const { return nowMs; }
@@ -48,8 +50,13 @@ public:
     static void startProcess(const std::string& name);
 
 private:
+    std::optional<int> answerTo(const simulator::CoreCall& call);
     void pass(std::uint32_t ms);
 
+    int calls = 0;
+    const ApplicationRecord* lastApplication = nullptr;
+    std::map<int, Action> before;
+    std::map<int, int> failures;  // call -> status
     std::uint64_t nowMs = 0;
     std::multimap<std::uint64_t, Action> script;
 };

@@ -1,11 +1,6 @@
-// PIDx- 2: how far the ceiling goes up with power.
+// PIDx- 2: how far the ceiling goes up with power, the write, and the process-start burst with its pauses.
 #include "controller/branches.h"
-#include "state/state.h"
-
-#include "tests/support/rows.h"
-#include "tests/support/simulated_machine.h"
-
-#include <gmock/gmock.h>
+#include "tests/controller/part_of_step.h"
 
 #include <climits>
 #include <string>
@@ -13,18 +8,16 @@
 namespace kelvane::tests {
 namespace {
 
+using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-// On mains, in a burst, so that no cap interferes.
-class UpBranchRise : public testing::Test {
+// In a burst, so that no cap interferes.
+class UpBranch : public PartOfStep {
 protected:
-    UpBranchRise()
+    UpBranch()
     {
-        minPrefReset = 0;
         appliedPrefMax = 9000;
-        acMode = 1;
-        cpuPL1 = 17000;
         pwrCeiling = 15000;
         PerfRange = 3000;
         exitCount = 1;
@@ -32,23 +25,27 @@ protected:
         leastRangeCount = 4;
         leastRangeLimit = 5;
         upStep = 200;
+        g_workload = 3;
         loop.prefMax = 4000;
         loop.floor = 1000;
         loop.restorePending = 1;
+        loop.probeSleep = 300;
+    }
+
+    void rise(int from, int to)
+    {
+        loop.prev = from;
+        pkgPower = to;
+        onPowerUp(loop);
     }
 
     // The ceiling that the branch decides and writes.
-    int ceilingAfter(int prev, int power)
+    int ceilingAfter(int from, int to)
     {
-        loop.prev = prev;
-        pkgPower = power;
-        onPowerUp(loop);
+        rise(from, to);
         EXPECT_EQ(appliedPrefMax, loop.prefMax);
         return loop.prefMax;
     }
-
-    SimulatedMachine machine;
-    LoopState loop;
 };
 
 // What the branch makes of a rise, on mains in a burst with the ceiling at 4000.
@@ -64,7 +61,7 @@ struct RiseRow {
     int after = 4000;
 };
 
-class UpBranchCeiling : public WithRow<UpBranchRise, RiseRow> {};
+class UpBranchCeiling : public WithRow<UpBranch, RiseRow> {};
 
 TEST_ROWS(UpBranchCeiling,
           // against a fifth of 2000 mW
@@ -131,7 +128,7 @@ struct FifthRow {
     int Xf;
 };
 
-class UpBranchFifth : public WithRow<UpBranchRise, FifthRow> {};
+class UpBranchFifth : public WithRow<UpBranch, FifthRow> {};
 
 TEST_ROWS(UpBranchFifth,
           // below 500 mW now and 800 before: five times
@@ -163,7 +160,7 @@ struct RepeatRow {
     int countAfter;
 };
 
-class UpBranchRepeat : public WithRow<UpBranchRise, RepeatRow> {};
+class UpBranchRepeat : public WithRow<UpBranch, RepeatRow> {};
 
 TEST_ROWS(UpBranchRepeat, ROW(.count = 0, .after = 4000, .countAfter = 1),
           ROW(.count = 4, .after = 4000, .countAfter = 5), ROW(.count = 5, .after = 4000, .countAfter = 6),
@@ -185,29 +182,27 @@ TEST_P(UpBranchRepeat, IsCountedAtASmallRiseWhileThePreferenceStandsStill)
                                          std::to_string(row().countAfter) + " ** incnttype = 3");
 }
 
-TEST_F(UpBranchRise, CeilingTooFarAboveAnImpossibleTierFallsToItAndIsWrittenAs2000)
+TEST_F(UpBranch, CeilingTooFarAboveAnImpossibleTierFallsToItAndIsWrittenAs2000)
 {
     acMode = 255;
     exitCount = 0;
     PerfRange = -41500;
     loop.prefMax = 9901;
-    loop.prev = 10000;
-    pkgPower = 10500;
 
-    onPowerUp(loop);
+    rise(10000, 10500);
 
     EXPECT_EQ(loop.prefMax, -41500);
     EXPECT_EQ(appliedPrefMax, 2000);
 }
 
-TEST_F(UpBranchRise, SmallRiseOfAPreferenceThatMovedForgetsTheRepeats)
+TEST_F(UpBranch, SmallRiseOfAPreferenceThatMovedForgetsTheRepeats)
 {
     ceilingAfter(10000, 10500);
 
     EXPECT_EQ(leastRangeCount, 0);
 }
 
-TEST_F(UpBranchRise, LargerRiseLeavesTheRepeatsAlone)
+TEST_F(UpBranch, LargerRiseLeavesTheRepeatsAlone)
 {
     lastPrefMax = 4000;
 
@@ -217,13 +212,180 @@ TEST_F(UpBranchRise, LargerRiseLeavesTheRepeatsAlone)
     EXPECT_EQ(loop.incnttype, 0);
 }
 
-TEST_F(UpBranchRise, ClearsAPendingClip)
+TEST_F(UpBranch, WritesTheCeilingAndRemembersTheStep)
 {
+    NewPIDAvgPwr = 5500;
+    pkgPowerPrev = 10000;
     clipPending = 1;
+    prevClipCount = 2;
 
-    ceilingAfter(10000, 11000);
+    rise(10000, 12000);
 
+    EXPECT_THAT(machine.happened(),
+                ElementsAre("SET_PERF_PREFERENCE_MAX 4400 0",
+                            "log 2  **** PIDx- 2 Up   Pkg power = 12000 *Perf Max = 4400 *DeltaPkgpwr ==: 2000 "
+                            "*Xf ==: 2000 *NewPIDAvgPwr = 5500 *PerfRange ==: 3000 *WLC ==: 3"));
+    EXPECT_EQ(pkgPowerPrev, 12000);
+    EXPECT_EQ(prevClipCount, 0);
     EXPECT_EQ(clipPending, 0);
+    EXPECT_EQ(loop.probeSleep, 300U);
+    EXPECT_EQ(exitCount, 1);
+}
+
+struct FullRow {
+    int prefMax = 10000;
+    int restorePending = 0;
+    int exitCount;  // 1 before
+    std::size_t messages;
+};
+
+class UpBranchFull : public WithRow<UpBranch, FullRow> {};
+
+TEST_ROWS(UpBranchFull, ROW(.prefMax = 9600, .exitCount = 4, .messages = 2), ROW(.exitCount = 4, .messages = 2),
+          ROW(.prefMax = 9599, .exitCount = 1, .messages = 1), ROW(.restorePending = 1, .exitCount = 1, .messages = 1));
+
+TEST_P(UpBranchFull, PerformanceArrangesItsResetUnlessARestoreIsPending)
+{
+    loop.prefMax = row().prefMax;
+    loop.restorePending = row().restorePending;
+
+    rise(10000, 12000);
+
+    EXPECT_EQ(exitCount, row().exitCount);
+    EXPECT_THAT(machine.messages(), SizeIs(row().messages));
+}
+
+TEST_F(UpBranch, MaxPerfResetFollowsTheWrite)
+{
+    loop.prefMax = 10000;
+    loop.restorePending = 0;
+
+    rise(10000, 12000);
+
+    EXPECT_THAT(machine.happened(),
+                ElementsAre("SET_PERF_PREFERENCE_MAX 10000 0",
+                            "log 2  **** PIDx- 2 Up   Pkg power = 12000 *Perf Max = 10000 *DeltaPkgpwr ==: 2000 "
+                            "*Xf ==: 2000 *NewPIDAvgPwr = 10000 *PerfRange ==: 3000 *WLC ==: 3",
+                            "log 2  ******* Max Perf Reset set 6 ==4"));
+    EXPECT_EQ(loop.restorePending, 1);
+}
+
+class UpBranchBurst : public UpBranch {
+protected:
+    UpBranchBurst()
+    {
+        PID_Change = 1;
+        exitCount = -1;
+    }
+};
+
+TEST_F(UpBranchBurst, ProcessStartBeginsABurstWithoutAWrite)
+{
+    minPrefReset = -1;
+    clipPending = 1;
+    prevClipCount = 2;
+    loop.restorePending = 0;
+
+    rise(10000, 12000);
+
+    EXPECT_THAT(machine.happened(),
+                ElementsAre("sleep 2000",
+                            "log 2  **** PIDx- 2 PIDC Pkg power = 12000 *Perf Max = 10000 *DeltaPkgpwr ==: 2000 "
+                            "*Xf ==: 2000 *exitCount = 3 *prev_exitCount ==: -1 *WLC ==: 3"));
+    EXPECT_EQ(PID_Change, 0);
+    EXPECT_EQ(NewPID, 1);
+    EXPECT_EQ(loop.PostPID, 1);
+    EXPECT_EQ(loop.prefMax, 10000);
+    EXPECT_EQ(loop.probeSleep, 200U);
+    EXPECT_EQ(clipPending, 0);
+    EXPECT_EQ(appliedPrefMax, 9000);
+    EXPECT_EQ(pkgPowerPrev, 12000);
+    EXPECT_EQ(prevClipCount, 0);
+}
+
+// Unlike on the way down, neither the power source nor PL1 counts.
+struct BurstRow {
+    int prev;
+    int power;
+    std::uint32_t acMode = 1;
+    int PostPID = 0;
+    int prefMax = 4000;
+    int restorePending = 1;
+    int exitCount = -1;
+    int steps = 3;
+    std::uint32_t pause;
+};
+
+class UpBranchBursts : public WithRow<UpBranchBurst, BurstRow> {};
+
+TEST_ROWS(UpBranchBursts,
+          // shorter by what the burst prolongs: a restore is pending
+          ROW(.prev = 5000, .power = 6000, .restorePending = 0, .pause = 2000),
+          ROW(.prev = 5900, .power = 6000, .restorePending = 0, .pause = 2000),
+          ROW(.prev = 5000, .power = 6000, .pause = 1000),
+          ROW(.prev = 5000, .power = 6000, .restorePending = 2, .pause = 1000),
+          ROW(.prev = 9000, .power = 15001, .pause = 1000),
+          // after a small rise, also in the step after a burst began
+          ROW(.prev = 5900, .power = 6000, .pause = 500),
+          ROW(.prev = 5900, .power = 6000, .PostPID = 1, .prefMax = 10000, .pause = 500),
+          // light power: a step less
+          ROW(.prev = 3000, .power = 4000, .restorePending = 0, .steps = 2, .pause = 2000),
+          ROW(.prev = 4900, .power = 4999, .steps = 2, .pause = 2000), ROW(.prev = 4900, .power = 5000, .pause = 500),
+          ROW(.prev = 4000, .power = 4999, .steps = 2, .pause = 2000), ROW(.prev = 4000, .power = 5000, .pause = 1000),
+          ROW(.prev = 4000, .power = 4999, .acMode = 0, .steps = 2, .pause = 2000),
+          ROW(.prev = 4000, .power = 5000, .acMode = 0, .pause = 1000),
+          ROW(.prev = 4000, .power = 4999, .acMode = 255, .steps = 2, .pause = 2000),
+          ROW(.prev = 4000, .power = 5000, .acMode = 255, .pause = 1000),
+          // one that is counting
+          ROW(.prev = 5000, .power = 6000, .exitCount = 1, .steps = 2, .pause = 1000),
+          ROW(.prev = 5000, .power = 6000, .exitCount = 4, .steps = 3, .pause = 1000),
+          // full performance already
+          ROW(.prev = 5000, .power = 6000, .prefMax = 10000, .restorePending = 0, .pause = 2000));
+
+TEST_P(UpBranchBursts, LastAndPauseByPower)
+{
+    acMode = row().acMode;
+    exitCount = row().exitCount;
+    loop.PostPID = row().PostPID;
+    loop.prefMax = row().prefMax;
+    loop.restorePending = row().restorePending;
+
+    rise(row().prev, row().power);
+
+    EXPECT_EQ(exitCount, row().steps);
+    EXPECT_EQ(loop.restorePending, 1);
+    EXPECT_THAT(machine.sleeps(), ElementsAre(row().pause));
+    EXPECT_THAT(machine.messages(), SizeIs(1));
+    EXPECT_THAT(machine.writes(), IsEmpty());
+}
+
+TEST_F(UpBranchBurst, RestoreIsPendingOnlyAfterThePause)
+{
+    int pending = -1;
+    int PID = -1;
+    loop.restorePending = 0;
+    machine.onSleep = [&](std::uint32_t) {
+        pending = loop.restorePending;
+        PID = PID_Change;
+    };
+
+    rise(10000, 12000);
+
+    EXPECT_EQ(pending, 0);
+    EXPECT_EQ(PID, 0);
+}
+
+TEST_F(UpBranchBurst, LineOfAPreferenceThatStoodStillComesLast)
+{
+    lastPrefMax = 4000;
+
+    rise(10000, 10500);
+
+    EXPECT_THAT(machine.happened(),
+                ElementsAre("sleep 500",
+                            "log 2  **** PIDx- 2 PIDC Pkg power = 10500 *Perf Max = 10000 *DeltaPkgpwr ==: 500 "
+                            "*Xf ==: 2000 *exitCount = 3 *prev_exitCount ==: -1 *WLC ==: 3",
+                            "log 2  *** PIDx 6 No change in PrefMax, within least range = 5 ** incnttype = 3"));
 }
 
 }  // namespace
