@@ -25,7 +25,8 @@ part "build" build native
 
 failed=()
 part "unit tests" test_preset native --quiet || failed+=("unit tests")
-part "format and rules" /usr/bin/python3 -B -m pytest -p no:cacheprovider -q tests/rules/test_tree.py || failed+=("rules")
+part "format and rules" /usr/bin/python3 -B -m pytest -p no:cacheprovider -q tests/rules/test_tree.py ||
+    failed+=("rules")
 part "planted faults" scripts/mutate.sh --changed || failed+=("planted faults")
 show_parts
 [ ${#failed[@]} -eq 0 ] || {

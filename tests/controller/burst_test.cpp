@@ -1,4 +1,5 @@
 // Starting a process-start burst, and the Max Perf Reset of the three branches.
+#include "controller/branches.h"
 #include "controller/burst.h"
 #include "tests/controller/part_of_step.h"
 
@@ -8,7 +9,13 @@
 namespace kelvane::tests {
 namespace {
 
-using Burst = PartOfStep;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+const std::string resetLine = "2  ******* Max Perf Reset ";
+
+class Burst : public PartOfStep {};
 
 TEST_F(Burst, TakesTheProcessStartAndGoesForFullPerformance)
 {
@@ -20,127 +27,163 @@ TEST_F(Burst, TakesTheProcessStartAndGoesForFullPerformance)
 
     EXPECT_EQ(PID_Change, 0);
     EXPECT_EQ(NewPID, 1);
-    EXPECT_EQ(exitCount, 3);
-    EXPECT_EQ(loop.prev_exitCount, -1);
     EXPECT_EQ(loop.PostPID, 1);
     EXPECT_EQ(loop.prefMax, 10000);
     EXPECT_EQ(loop.probeSleep, 200U);
-    EXPECT_THAT(machine.happened(), testing::IsEmpty());
+    EXPECT_THAT(machine.happened(), IsEmpty());
 }
 
-struct CountRow {
-    int exitCount;
+struct StepsRow {
+    int before;
     int steps;
     int after;
 };
 
-class BurstThatIsCounting : public WithRow<Burst, CountRow> {};
+class BurstSteps : public WithRow<Burst, StepsRow> {};
 
-TEST_ROWS(BurstThatIsCounting, ROW(.exitCount = -1, .steps = 2, .after = 2),
-          ROW(.exitCount = -1, .steps = 3, .after = 3), ROW(.exitCount = 0, .steps = 2, .after = 2),
-          ROW(.exitCount = 0, .steps = 3, .after = 3), ROW(.exitCount = 1, .steps = 2, .after = 2),
-          ROW(.exitCount = 1, .steps = 3, .after = 2), ROW(.exitCount = 2, .steps = 2, .after = 2),
-          ROW(.exitCount = 2, .steps = 3, .after = 3), ROW(.exitCount = 3, .steps = 2, .after = 2),
-          ROW(.exitCount = 3, .steps = 3, .after = 3), ROW(.exitCount = 4, .steps = 2, .after = 2),
-          ROW(.exitCount = 4, .steps = 3, .after = 3));
+TEST_ROWS(BurstSteps,
+          // none is counting
+          ROW(.before = -1, .steps = 2, .after = 2), ROW(.before = -1, .steps = 3, .after = 3),
+          ROW(.before = 0, .steps = 2, .after = 2), ROW(.before = 0, .steps = 3, .after = 3),
+          // one is: prolonged by one step at the most
+          ROW(.before = 1, .steps = 2, .after = 2), ROW(.before = 1, .steps = 3, .after = 2),
+          ROW(.before = 2, .steps = 2, .after = 2), ROW(.before = 2, .steps = 3, .after = 3),
+          ROW(.before = 3, .steps = 2, .after = 2), ROW(.before = 3, .steps = 3, .after = 3),
+          ROW(.before = 4, .steps = 2, .after = 2), ROW(.before = 4, .steps = 3, .after = 3));
 
-TEST_P(BurstThatIsCounting, IsProlongedByOneStepAtTheMost)
+TEST_P(BurstSteps, AreAsManyAsAskedForUnlessOneIsCounting)
 {
-    exitCount = row().exitCount;
+    exitCount = row().before;
 
     startBurst(loop, row().steps);
 
     EXPECT_EQ(exitCount, row().after);
-    EXPECT_EQ(loop.prev_exitCount, row().exitCount);
-}
-
-// Below 5000 mW a reset is arranged without a line, in every branch and with every power source.
-struct LightRow {
-    const MaxPerfReset& of;
-    int power;
-    std::uint32_t acMode;
-};
-
-class MaxPerfResetAtLightPower : public WithRow<Burst, LightRow> {};
-
-TEST_ROWS(MaxPerfResetAtLightPower, ROW(.of = maxPerfResetOnClip, .power = INT_MIN, .acMode = 0),
-          ROW(.of = maxPerfResetOnClip, .power = 4999, .acMode = 1),
-          ROW(.of = maxPerfResetOnClip, .power = 4999, .acMode = 255),
-          ROW(.of = maxPerfResetOnDown, .power = -1, .acMode = 0),
-          ROW(.of = maxPerfResetOnDown, .power = 4999, .acMode = 1),
-          ROW(.of = maxPerfResetOnDown, .power = 4999, .acMode = 255),
-          ROW(.of = maxPerfResetOnUp, .power = INT_MIN, .acMode = 0),
-          ROW(.of = maxPerfResetOnUp, .power = 4999, .acMode = 1),
-          ROW(.of = maxPerfResetOnUp, .power = 4999, .acMode = 255));
-
-TEST_P(MaxPerfResetAtLightPower, IsArrangedWithoutALine)
-{
-    pkgPower = row().power;
-    acMode = row().acMode;
-    exitCount = 7;
-
-    resetMaxPerf(loop, row().of);
-
-    EXPECT_EQ(exitCount, 2);
-    EXPECT_EQ(loop.restorePending, 1);
-    EXPECT_THAT(machine.messages(), testing::IsEmpty());
+    EXPECT_EQ(loop.prev_exitCount, row().before);
 }
 
 struct ResetRow {
-    const MaxPerfReset& of;
-    int power;
+    const MaxPerfReset* reset;
     std::uint32_t acMode = 1;
-    int PL1 = 17000;
-    int steps = 7;  // as before: not arranged
-    const char* line;
+    int cpuPL1 = 17000;
+    int power;
+    int exitCount;  // 7: as before
+    const char* line = nullptr;
 };
 
-class MaxPerfResetCase : public WithRow<Burst, ResetRow> {};
+class MaxPerfResetCounts : public WithRow<Burst, ResetRow> {};
 
-TEST_ROWS(MaxPerfResetCase,
-          // the clip branch comes here on battery alone
-          ROW(.of = maxPerfResetOnClip, .power = 5000, .acMode = 0, .steps = 2, .line = "set 3 ==2"),
-          ROW(.of = maxPerfResetOnClip, .power = 8499, .acMode = 0, .steps = 2, .line = "set 3 ==2"),
-          ROW(.of = maxPerfResetOnClip, .power = 8500, .acMode = 0, .steps = 3, .line = "set 4 ==3"),
-          ROW(.of = maxPerfResetOnClip, .power = 16999, .acMode = 0, .steps = 3, .line = "set 4 ==3"),
-          ROW(.of = maxPerfResetOnClip, .power = 17000, .acMode = 0, .line = "Not set 2 ==7"),
-          // down: whatever the power source
-          ROW(.of = maxPerfResetOnDown, .power = 5000, .steps = 2, .line = "set 1 exitCount ==2"),
-          ROW(.of = maxPerfResetOnDown, .power = 8499, .acMode = 0, .steps = 2, .line = "set 1 exitCount ==2"),
-          ROW(.of = maxPerfResetOnDown, .power = 8499, .acMode = 255, .steps = 2, .line = "set 1 exitCount ==2"),
-          ROW(.of = maxPerfResetOnDown, .power = 8500, .steps = 3, .line = "set 2 exitCount ==3"),
-          ROW(.of = maxPerfResetOnDown, .power = 16999, .acMode = 0, .steps = 3, .line = "set 2 exitCount ==3"),
-          ROW(.of = maxPerfResetOnDown, .power = 17000, .line = "Not done =="),
-          ROW(.of = maxPerfResetOnDown, .power = INT_MAX, .line = "Not done =="),
-          // up: longer on mains
-          ROW(.of = maxPerfResetOnUp, .power = 5000, .steps = 3, .line = "set 5 ==3"),
-          ROW(.of = maxPerfResetOnUp, .power = 8499, .acMode = 255, .steps = 3, .line = "set 5 ==3"),
-          ROW(.of = maxPerfResetOnUp, .power = 8499, .acMode = 0, .steps = 2, .line = "set 5 ==2"),
-          ROW(.of = maxPerfResetOnUp, .power = 8500, .steps = 4, .line = "set 6 ==4"),
-          ROW(.of = maxPerfResetOnUp, .power = 16999, .acMode = 255, .steps = 4, .line = "set 6 ==4"),
-          ROW(.of = maxPerfResetOnUp, .power = 16999, .acMode = 0, .steps = 3, .line = "set 6 ==3"),
-          ROW(.of = maxPerfResetOnUp, .power = 17000, .line = "Not set 3 ==7"),
-          ROW(.of = maxPerfResetOnUp, .power = INT_MAX, .acMode = 0, .line = "Not set 3 ==7"),
-          // half of the working limit is truncated
-          ROW(.of = maxPerfResetOnDown, .power = 5999, .PL1 = 12001, .steps = 2, .line = "set 1 exitCount ==2"),
-          ROW(.of = maxPerfResetOnDown, .power = 6000, .PL1 = 12001, .steps = 3, .line = "set 2 exitCount ==3"),
-          ROW(.of = maxPerfResetOnDown, .power = 12000, .PL1 = 12001, .steps = 3, .line = "set 2 exitCount ==3"),
-          ROW(.of = maxPerfResetOnDown, .power = 12001, .PL1 = 12001, .line = "Not done =="),
-          // light power comes before a low limit
-          ROW(.of = maxPerfResetOnDown, .power = 5000, .PL1 = 4000, .line = "Not done =="));
+const MaxPerfReset* const clip = &maxPerfResetOnClip;
+const MaxPerfReset* const down = &maxPerfResetOnDown;
+const MaxPerfReset* const up = &maxPerfResetOnUp;
 
-TEST_P(MaxPerfResetCase, FollowsPowerAndItsBranch)
+TEST_ROWS(MaxPerfResetCounts,
+          // light power has no line
+          ROW(.reset = clip, .power = INT_MIN, .exitCount = 2), ROW(.reset = down, .power = -1, .exitCount = 2),
+          ROW(.reset = clip, .power = 4999, .exitCount = 2), ROW(.reset = down, .power = 4999, .exitCount = 2),
+          ROW(.reset = up, .power = 4999, .exitCount = 2),
+          ROW(.reset = clip, .acMode = 0, .power = 4999, .exitCount = 2),
+          ROW(.reset = down, .acMode = 0, .power = 4999, .exitCount = 2),
+          ROW(.reset = up, .acMode = 0, .power = 4999, .exitCount = 2),
+          ROW(.reset = up, .acMode = 255, .power = 4999, .exitCount = 2),
+          // below the half of PL1
+          ROW(.reset = clip, .acMode = 0, .power = 5000, .exitCount = 2, .line = "set 3 ==2"),
+          ROW(.reset = clip, .acMode = 0, .power = 8499, .exitCount = 2, .line = "set 3 ==2"),
+          ROW(.reset = clip, .power = 8499, .exitCount = 2, .line = "set 3 ==2"),
+          ROW(.reset = down, .acMode = 0, .power = 8499, .exitCount = 2, .line = "set 1 exitCount ==2"),
+          ROW(.reset = down, .power = 5000, .exitCount = 2, .line = "set 1 exitCount ==2"),
+          ROW(.reset = down, .power = 8499, .exitCount = 2, .line = "set 1 exitCount ==2"),
+          ROW(.reset = down, .acMode = 255, .power = 8499, .exitCount = 2, .line = "set 1 exitCount ==2"),
+          ROW(.reset = up, .acMode = 0, .power = 8499, .exitCount = 2, .line = "set 5 ==2"),
+          ROW(.reset = up, .power = 5000, .exitCount = 3, .line = "set 5 ==3"),
+          ROW(.reset = up, .power = 8499, .exitCount = 3, .line = "set 5 ==3"),
+          ROW(.reset = up, .acMode = 255, .power = 8499, .exitCount = 3, .line = "set 5 ==3"),
+          // below PL1
+          ROW(.reset = clip, .acMode = 0, .power = 8500, .exitCount = 3, .line = "set 4 ==3"),
+          ROW(.reset = clip, .acMode = 0, .power = 16999, .exitCount = 3, .line = "set 4 ==3"),
+          ROW(.reset = clip, .power = 8500, .exitCount = 3, .line = "set 4 ==3"),
+          ROW(.reset = down, .acMode = 0, .power = 8500, .exitCount = 3, .line = "set 2 exitCount ==3"),
+          ROW(.reset = down, .power = 8500, .exitCount = 3, .line = "set 2 exitCount ==3"),
+          ROW(.reset = down, .power = 16999, .exitCount = 3, .line = "set 2 exitCount ==3"),
+          ROW(.reset = down, .acMode = 255, .power = 8500, .exitCount = 3, .line = "set 2 exitCount ==3"),
+          ROW(.reset = up, .acMode = 0, .power = 8500, .exitCount = 3, .line = "set 6 ==3"),
+          ROW(.reset = up, .power = 8500, .exitCount = 4, .line = "set 6 ==4"),
+          ROW(.reset = up, .power = 16999, .exitCount = 4, .line = "set 6 ==4"),
+          ROW(.reset = up, .acMode = 255, .power = 8500, .exitCount = 4, .line = "set 6 ==4"),
+          // not below it
+          ROW(.reset = clip, .acMode = 0, .power = 17000, .exitCount = 7, .line = "Not set 2 ==7"),
+          ROW(.reset = clip, .acMode = 0, .power = INT_MAX, .exitCount = 7, .line = "Not set 2 ==7"),
+          ROW(.reset = down, .power = 17000, .exitCount = 7, .line = "Not done =="),
+          ROW(.reset = down, .power = INT_MAX, .exitCount = 7, .line = "Not done =="),
+          ROW(.reset = up, .power = 17000, .exitCount = 7, .line = "Not set 3 ==7"),
+          ROW(.reset = up, .acMode = 0, .power = INT_MAX, .exitCount = 7, .line = "Not set 3 ==7"),
+          // the half is truncated, and light power comes before a low limit
+          ROW(.reset = down, .cpuPL1 = 12001, .power = 5999, .exitCount = 2, .line = "set 1 exitCount ==2"),
+          ROW(.reset = down, .cpuPL1 = 12001, .power = 6000, .exitCount = 3, .line = "set 2 exitCount ==3"),
+          ROW(.reset = down, .cpuPL1 = 12001, .power = 12000, .exitCount = 3, .line = "set 2 exitCount ==3"),
+          ROW(.reset = down, .cpuPL1 = 12001, .power = 12001, .exitCount = 7, .line = "Not done =="),
+          ROW(.reset = down, .cpuPL1 = 4000, .power = 4999, .exitCount = 2),
+          ROW(.reset = down, .cpuPL1 = 4000, .power = 5000, .exitCount = 7, .line = "Not done =="));
+
+TEST_P(MaxPerfResetCounts, StepsByPowerAndSource)
 {
-    pkgPower = row().power;
     acMode = row().acMode;
-    cpuPL1 = row().PL1;
+    cpuPL1 = row().cpuPL1;
+    pkgPower = row().power;
     exitCount = 7;
 
-    resetMaxPerf(loop, row().of);
+    resetMaxPerf(loop, *row().reset);
 
-    EXPECT_EQ(exitCount, row().steps);
-    EXPECT_EQ(loop.restorePending, row().steps == 7 ? 0 : 1);
-    EXPECT_THAT(machine.messages(), testing::ElementsAre(std::string("2  ******* Max Perf Reset ") + row().line));
+    EXPECT_EQ(exitCount, row().exitCount);
+    EXPECT_EQ(loop.restorePending, row().exitCount == 7 ? 0 : 1);
+    if (row().line) {
+        EXPECT_THAT(machine.messages(), ElementsAre(resetLine + row().line));
+    } else {
+        EXPECT_THAT(machine.messages(), IsEmpty());
+    }
+}
+
+struct BranchRow {
+    void (*branch)(LoopState& loop);
+    std::uint32_t acMode = 1;
+    int power = 9000;
+    int prefMax = 10000;
+    int restorePending = 0;
+    const char* line = nullptr;
+};
+
+class MaxPerfResetOfBranch : public WithRow<Burst, BranchRow> {};
+
+TEST_ROWS(MaxPerfResetOfBranch, ROW(.branch = onPowerDown, .line = "set 2 exitCount ==3"),
+          ROW(.branch = onPowerDown, .prefMax = 9999), ROW(.branch = onPowerDown, .restorePending = 1),
+          ROW(.branch = onPowerUp, .line = "set 6 ==4"), ROW(.branch = onPowerUp, .prefMax = 9600, .line = "set 6 ==4"),
+          ROW(.branch = onPowerUp, .prefMax = 9599), ROW(.branch = onPowerUp, .restorePending = 1),
+          // a clip decides its ceiling by power alone, and is never reset on mains
+          ROW(.branch = onClip, .acMode = 0, .prefMax = 3000, .line = "set 4 ==3"),
+          ROW(.branch = onClip, .acMode = 0, .power = 7501, .line = "set 3 ==2"),
+          ROW(.branch = onClip, .acMode = 0, .power = 7500), ROW(.branch = onClip, .acMode = 0, .restorePending = 1),
+          ROW(.branch = onClip, .acMode = 1), ROW(.branch = onClip, .acMode = 255));
+
+TEST_P(MaxPerfResetOfBranch, FollowsTheWriteOfFullPerformanceUnlessARestoreIsPending)
+{
+    acMode = row().acMode;
+    pkgPower = row().power;
+    pwrCeiling = 15000;
+    exitCount = 1;
+    loop.prev = 7500;
+    loop.prefMax = row().prefMax;
+    loop.restorePending = row().restorePending;
+
+    row().branch(loop);
+
+    const auto write = StartsWith("SET_PERF_PREFERENCE_MAX");
+    const auto line = StartsWith("log 2  ***");
+    if (row().line) {
+        EXPECT_THAT(machine.happened(), ElementsAre(write, line, "log " + resetLine + row().line));
+    } else {
+        EXPECT_THAT(machine.happened(), ElementsAre(write, line));
+        EXPECT_EQ(exitCount, 1);
+        EXPECT_EQ(loop.restorePending, row().restorePending);
+    }
 }
 
 }  // namespace

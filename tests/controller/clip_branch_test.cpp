@@ -17,139 +17,109 @@ protected:
     {
         appliedPrefMax = 3000;
         pkgPower = 7000;
-        pkgPowerPrev = 2000;
+        prevClipCount = 0;
         clipPending = 1;
         leastRangeCount = 4;
+        exitCount = 3;
         NewPID = 1;
         loop.prefMax = 3500;
         loop.floor = 1800;
         loop.clipCount = 3;
     }
+
+    void expectStepIsRemembered() const
+    {
+        EXPECT_EQ(pkgPowerPrev, pkgPower);
+        EXPECT_EQ(prevClipCount, 3);
+        EXPECT_EQ(leastRangeCount, 0);
+        EXPECT_EQ(clipPending, 0);
+    }
 };
 
-TEST_F(ClipBranch, WritesTheCandidateAndRemembersTheStep)
+struct ClipRow {
+    std::uint32_t acMode = 1;
+    int power;
+    int ceiling;
+};
+
+class ClipBranchCeiling : public WithRow<ClipBranch, ClipRow> {};
+
+TEST_ROWS(ClipBranchCeiling, ROW(.power = -1, .ceiling = 5000), ROW(.power = 6499, .ceiling = 5000),
+          ROW(.power = 6500, .ceiling = 5000), ROW(.power = 6501, .ceiling = 10000),
+          ROW(.power = INT_MAX, .ceiling = 10000), ROW(.acMode = 0, .power = 7499, .ceiling = 5000),
+          ROW(.acMode = 0, .power = 7500, .ceiling = 5000), ROW(.acMode = 0, .power = 7501, .ceiling = 10000),
+          ROW(.acMode = 255, .power = 6500, .ceiling = 5000), ROW(.acMode = 255, .power = 6501, .ceiling = 10000));
+
+TEST_P(ClipBranchCeiling, IsFullPerformanceAtHighPowerAndHalfBelow)
 {
+    acMode = row().acMode;
+    pkgPower = row().power;
+    loop.restorePending = 1;  // so that nothing is arranged
+
     onClip(loop);
 
-    EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MAX 10000 0",
-                                                "log 2  ****** PIDx- -1 Clip error Step Up Pref ==10000"));
-    EXPECT_EQ(loop.prefMax, 10000);
+    const std::string ceiling = std::to_string(row().ceiling);
+    EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MAX " + ceiling + " 0",
+                                                "log 2  ****** PIDx- -1 Clip error Step Up Pref ==" + ceiling));
+    EXPECT_EQ(loop.prefMax, row().ceiling);
     EXPECT_EQ(PerfRange, 4800);  // floor and 3000
-    EXPECT_EQ(pkgPowerPrev, 7000);
-    EXPECT_EQ(prevClipCount, 3);
-    EXPECT_EQ(leastRangeCount, 0);
-    EXPECT_EQ(clipPending, 0);
+    EXPECT_EQ(loop.restorePending, 1);
+    EXPECT_EQ(exitCount, 3);
     EXPECT_EQ(NewPID, 1);
-    EXPECT_EQ(exitCount, -1);
-    EXPECT_EQ(loop.restorePending, 0);
     EXPECT_EQ(loop.PostPID, 0);
+    expectStepIsRemembered();
 }
 
-struct CandidateRow {
-    std::uint32_t acMode = 1;
-    int power;
-    int floor = 1800;
-    int candidate;
-    int PerfRange = 4800;  // floor and 3000
-};
-
-class ClipBranchCandidate : public WithRow<ClipBranch, CandidateRow> {};
-
-TEST_ROWS(ClipBranchCandidate, ROW(.power = -1, .candidate = 5000), ROW(.power = 6499, .candidate = 5000),
-          ROW(.power = 6500, .candidate = 5000), ROW(.power = 6501, .candidate = 10000),
-          ROW(.power = INT_MAX, .candidate = 10000), ROW(.acMode = 0, .power = 7499, .candidate = 5000),
-          ROW(.acMode = 0, .power = 7500, .candidate = 5000), ROW(.acMode = 255, .power = 6500, .candidate = 5000),
-          ROW(.acMode = 255, .power = 6501, .candidate = 10000),
-          ROW(.power = 3000, .floor = 2345, .candidate = 5000, .PerfRange = 5345),
-          // on mains a clip never arranges a reset
-          ROW(.power = 8000, .candidate = 10000), ROW(.acMode = 255, .power = 8000, .candidate = 10000));
-
-TEST_P(ClipBranchCandidate, IsFullPerformanceAtHighPowerAndHalfBelow)
+TEST_P(ClipBranchCeiling, IsNotWrittenAtAProcessStartButPausedFor)
 {
-    acMode = row().acMode;
-    pkgPower = row().power;
-    loop.floor = row().floor;
-
-    onClip(loop);
-
-    EXPECT_THAT(machine.messages(),
-                ElementsAre("2  ****** PIDx- -1 Clip error Step Up Pref ==" + std::to_string(row().candidate)));
-    EXPECT_EQ(loop.prefMax, row().candidate);
-    EXPECT_EQ(appliedPrefMax, row().candidate);
-    EXPECT_EQ(PerfRange, row().PerfRange);
-    EXPECT_EQ(exitCount, -1);
-    EXPECT_EQ(loop.restorePending, 0);
-}
-
-struct StartRow {
-    std::uint32_t acMode = 1;
-    int power;
-    int candidate;
-};
-
-class ClipBranchProcessStart : public WithRow<ClipBranch, StartRow> {};
-
-TEST_ROWS(ClipBranchProcessStart, ROW(.power = 7000, .candidate = 10000), ROW(.power = 3000, .candidate = 5000),
-          ROW(.acMode = 0, .power = 8000, .candidate = 10000));
-
-TEST_P(ClipBranchProcessStart, TogetherWithAClipWritesNoPreferenceAndPausesTwoSeconds)
-{
-    acMode = row().acMode;
-    pkgPower = row().power;
     PID_Change = 1;
-    exitCount = 3;
-    loop.restorePending = 1;
     minPrefReset = -1;
-    int seen = -1;
-    machine.onSleep = [&](std::uint32_t) { seen = PID_Change; };
+    acMode = row().acMode;
+    pkgPower = row().power;
+    loop.restorePending = 1;
+    int PIDInPause = -1;
+    machine.onSleep = [&](std::uint32_t) { PIDInPause = PID_Change; };
 
     onClip(loop);
 
     EXPECT_THAT(machine.happened(), ElementsAre("log 2  ******** PIDx- -1 Clip error PrefMax ==10000", "sleep 2000"));
-    EXPECT_EQ(seen, 0);  // the start is over before the pause
-    EXPECT_EQ(loop.PostPID, 1);
+    EXPECT_EQ(PIDInPause, 0);
     EXPECT_EQ(PID_Change, 0);
+    EXPECT_EQ(loop.PostPID, 1);
     EXPECT_EQ(exitCount, 0);
     EXPECT_EQ(NewPID, 0);
     EXPECT_EQ(loop.restorePending, 0);
     EXPECT_EQ(appliedPrefMax, 3000);
-    EXPECT_EQ(loop.prefMax, row().candidate);
+    EXPECT_EQ(loop.prefMax, row().ceiling);
     EXPECT_EQ(PerfRange, 4800);
-    EXPECT_EQ(pkgPowerPrev, row().power);
-    EXPECT_EQ(prevClipCount, 3);
-    EXPECT_EQ(leastRangeCount, 0);
-    EXPECT_EQ(clipPending, 0);
+    expectStepIsRemembered();
 }
 
-struct ResetRow {
-    int power;
+struct TargetRow {
+    std::uint32_t acMode = 0;
+    int power = 8000;
     int restorePending = 0;
-    int exitCount = -1;  // as before: not arranged
-    int pendingAfter;
-    int PerfRange = 3800;  // floor and 2000
-    std::size_t messages = 2;
+    int PerfRange;
 };
 
-class ClipBranchReset : public WithRow<ClipBranch, ResetRow> {};
+class ClipBranchTarget : public WithRow<ClipBranch, TargetRow> {};
 
-TEST_ROWS(ClipBranchReset, ROW(.power = 7501, .exitCount = 2, .pendingAfter = 1),
-          ROW(.power = 17000, .pendingAfter = 0),
-          // not of half performance, nor while a restore is pending
-          ROW(.power = 7500, .pendingAfter = 0, .PerfRange = 4800, .messages = 1),
-          ROW(.power = 8000, .restorePending = 1, .pendingAfter = 1, .PerfRange = 4800, .messages = 1));
+TEST_ROWS(ClipBranchTarget,
+          // a thousand less where full performance has to end again, even if that is not arranged
+          ROW(.PerfRange = 4345), ROW(.power = 17000, .PerfRange = 4345), ROW(.power = 7500, .PerfRange = 5345),
+          ROW(.restorePending = 1, .PerfRange = 5345), ROW(.acMode = 1, .PerfRange = 5345),
+          ROW(.acMode = 255, .PerfRange = 5345));
 
-TEST_P(ClipBranchReset, OfFullPerformanceIsArrangedOnBattery)
+TEST_P(ClipBranchTarget, FollowsTheFloor)
 {
-    acMode = 0;
+    acMode = row().acMode;
     pkgPower = row().power;
+    loop.floor = 2345;
     loop.restorePending = row().restorePending;
 
     onClip(loop);
 
-    EXPECT_EQ(exitCount, row().exitCount);
-    EXPECT_EQ(loop.restorePending, row().pendingAfter);
     EXPECT_EQ(PerfRange, row().PerfRange);
-    EXPECT_THAT(machine.messages(), testing::SizeIs(row().messages));
 }
 
 }  // namespace

@@ -37,14 +37,19 @@ protected:
     }
 };
 
+// What the branch makes of a fall, on mains with the ceiling at 4000.
 struct FallRow {
     int prev = 10000;   // mW
     int power = 10000;  // mW
     std::uint32_t acMode = 1;
+    int applied = 9000;
+    int PwrPause = 0;
+    int PostPID = 0;
     int prefMax = 4000;
     int PerfRange = 3000;
     int floor = 1000;
     int after = 4000;
+    std::size_t messages = 1;
 };
 
 class DownBranchCeiling : public WithRow<DownBranch, FallRow> {};
@@ -144,12 +149,32 @@ TEST_ROWS(DownBranchCeiling,
           ROW(.acMode = 255, .prefMax = 3499, .floor = 4200, .after = 4200),
           // after the fall and not before, also after a large one
           ROW(.prev = 3000, .power = 2250, .prefMax = 2200, .PerfRange = 2000, .floor = 2000, .after = 2000),
-          ROW(.power = 5000, .prefMax = 600, .PerfRange = 1500, .after = 1000));
+          ROW(.power = 5000, .prefMax = 600, .PerfRange = 1500, .after = 1000),
+          // full performance stays for three reasons
+          ROW(.prefMax = 9999, .after = 9999), ROW(.prefMax = 10000, .after = 10000),
+          ROW(.prefMax = 10500, .after = 10000), ROW(.power = 15000), ROW(.power = 15001, .after = 10000),
+          ROW(.PostPID = 1, .after = 10000), ROW(.PostPID = 2),
+          // else a change of the workload steps up a ceiling below 2000
+          ROW(.applied = 1999, .PwrPause = 1, .after = 2199, .messages = 2),
+          ROW(.applied = 1999, .PwrPause = 2, .after = 2199, .messages = 2), ROW(.applied = 2000, .PwrPause = 1),
+          ROW(.applied = 1999, .PwrPause = 0), ROW(.applied = 1999, .PwrPause = 1, .PostPID = 1, .after = 10000),
+          ROW(.applied = 1999, .PwrPause = 1, .prefMax = 10000, .after = 10000),
+          // even far below the floor
+          ROW(.applied = 1000, .PwrPause = 1, .floor = 3000, .after = 1200, .messages = 2),
+          // high power on mains eases the way down from full performance
+          ROW(.power = 10001, .applied = 10000, .after = 8000), ROW(.power = 10000, .applied = 10000),
+          ROW(.power = 10001, .acMode = 255, .applied = 10000, .after = 8000),
+          ROW(.power = 10001, .acMode = 0, .applied = 10000),
+          ROW(.power = 10001, .applied = 10000, .prefMax = 5999, .after = 8000),
+          ROW(.power = 10001, .applied = 10000, .prefMax = 6000, .after = 6000), ROW(.power = 10001, .applied = 9999));
 
-TEST_P(DownBranchCeiling, FollowsTheFall)
+TEST_P(DownBranchCeiling, FollowsTheFallUnlessItIsKeptOrRaised)
 {
     acMode = row().acMode;
+    appliedPrefMax = row().applied;
+    PwrPause = row().PwrPause;
     PerfRange = row().PerfRange;
+    loop.PostPID = row().PostPID;
     loop.prefMax = row().prefMax;
     loop.floor = row().floor;
 
@@ -157,6 +182,9 @@ TEST_P(DownBranchCeiling, FollowsTheFall)
 
     EXPECT_EQ(loop.prefMax, row().after);
     EXPECT_EQ(appliedPrefMax, row().after);
+    EXPECT_EQ(PwrPause, 0);
+    EXPECT_EQ(loop.PostPID, 0);
+    EXPECT_THAT(machine.messages(), SizeIs(row().messages));
 }
 
 TEST_F(DownBranch, FallRightAfterARestoreCountsAsNone)
@@ -211,60 +239,6 @@ TEST_F(DownBranch, ClearsAPendingClipAlsoWhileScalingIsOff)
     EXPECT_THAT(machine.writes(), IsEmpty());
 }
 
-// What the branch does when power stands still.
-struct KeptRow {
-    int power = 3000;
-    std::uint32_t acMode = 1;
-    int applied = 9000;
-    int PwrPause = 0;
-    int PostPID = 0;
-    int prefMax = 4000;
-    int floor = 1000;
-    int after;
-    std::size_t messages = 1;
-};
-
-class DownBranchKept : public WithRow<DownBranch, KeptRow> {};
-
-TEST_ROWS(DownBranchKept,
-          // full performance stays for three reasons
-          ROW(.prefMax = 9999, .after = 9999), ROW(.prefMax = 10000, .after = 10000),
-          ROW(.prefMax = 10500, .after = 10000), ROW(.power = 15000, .after = 4000),
-          ROW(.power = 15001, .after = 10000), ROW(.PostPID = 1, .after = 10000), ROW(.PostPID = 2, .after = 4000),
-          // else a change of the workload steps up a ceiling below 2000
-          ROW(.applied = 1999, .PwrPause = 1, .after = 2199, .messages = 2),
-          ROW(.applied = 1999, .PwrPause = 2, .after = 2199, .messages = 2),
-          ROW(.applied = 2000, .PwrPause = 1, .after = 4000), ROW(.applied = 1999, .PwrPause = 0, .after = 4000),
-          ROW(.applied = 1999, .PwrPause = 1, .PostPID = 1, .after = 10000),
-          ROW(.applied = 1999, .PwrPause = 1, .prefMax = 10000, .after = 10000),
-          // even far below the floor
-          ROW(.applied = 1000, .PwrPause = 1, .floor = 3000, .after = 1200, .messages = 2),
-          // high power on mains eases the way down from full performance
-          ROW(.power = 10001, .applied = 10000, .after = 8000), ROW(.power = 10000, .applied = 10000, .after = 4000),
-          ROW(.power = 10001, .acMode = 255, .applied = 10000, .after = 8000),
-          ROW(.power = 10001, .acMode = 0, .applied = 10000, .after = 4000),
-          ROW(.power = 10001, .applied = 10000, .prefMax = 5999, .after = 8000),
-          ROW(.power = 10001, .applied = 10000, .prefMax = 6000, .after = 6000),
-          ROW(.power = 10001, .applied = 9999, .after = 4000));
-
-TEST_P(DownBranchKept, OrRaisedAfterAll)
-{
-    acMode = row().acMode;
-    appliedPrefMax = row().applied;
-    PwrPause = row().PwrPause;
-    loop.PostPID = row().PostPID;
-    loop.prefMax = row().prefMax;
-    loop.floor = row().floor;
-
-    fall(row().power, row().power);
-
-    EXPECT_EQ(loop.prefMax, row().after);
-    EXPECT_EQ(appliedPrefMax, row().after);
-    EXPECT_EQ(PwrPause, 0);
-    EXPECT_EQ(loop.PostPID, 0);
-    EXPECT_THAT(machine.messages(), SizeIs(row().messages));
-}
-
 TEST_F(DownBranch, WorkloadPauseStepsUpALowCeiling)
 {
     appliedPrefMax = 1999;
@@ -277,44 +251,6 @@ TEST_F(DownBranch, WorkloadPauseStepsUpALowCeiling)
                             "SET_PERF_PREFERENCE_MAX 2199 0",
                             "log 2  **** PIDx- 1 Down Pkg power = 3000 *Perf Max = 2199 *DeltaPkgpwr = 0 "
                             "*PerfRange ==: 3000 *tempPerfRange = 1000 PwrPause = 0 *WLC ==: 3"));
-}
-
-struct FullRow {
-    int prefMax = 10000;
-    int restorePending = 0;
-    int exitCount;  // -1 before
-    std::size_t messages;
-};
-
-class DownBranchFull : public WithRow<DownBranch, FullRow> {};
-
-TEST_ROWS(DownBranchFull, ROW(.exitCount = 3, .messages = 2), ROW(.prefMax = 9999, .exitCount = -1, .messages = 1),
-          ROW(.restorePending = 1, .exitCount = -1, .messages = 1));
-
-TEST_P(DownBranchFull, PerformanceArrangesItsResetUnlessARestoreIsPending)
-{
-    loop.prefMax = row().prefMax;
-    loop.restorePending = row().restorePending;
-
-    fall(9000, 9000);
-
-    EXPECT_EQ(exitCount, row().exitCount);
-    EXPECT_THAT(machine.messages(), SizeIs(row().messages));
-}
-
-TEST_F(DownBranch, MaxPerfResetFollowsTheWrite)
-{
-    loop.prefMax = 10000;
-    loop.restorePending = 0;
-
-    fall(9000, 9000);
-
-    EXPECT_THAT(machine.happened(),
-                ElementsAre("SET_PERF_PREFERENCE_MAX 10000 0",
-                            "log 2  **** PIDx- 1 Down Pkg power = 9000 *Perf Max = 10000 *DeltaPkgpwr = 0 "
-                            "*PerfRange ==: 3000 *tempPerfRange = 1000 PwrPause = 0 *WLC ==: 3",
-                            "log 2  ******* Max Perf Reset set 2 exitCount ==3"));
-    EXPECT_EQ(loop.restorePending, 1);
 }
 
 TEST_F(DownBranch, ProcessStartBeginsABurstWithoutAWrite)

@@ -1,13 +1,16 @@
-#include "controller/control_step.h"
 #include "controller/tiers.h"
+
+#include "controller/control_step.h"
 #include "tests/controller/part_of_step.h"
 
 #include <climits>
+#include <string>
 
 namespace kelvane::tests {
 namespace {
 
 using testing::ElementsAre;
+using testing::EndsWith;
 
 class SelectTier : public PartOfStep {
 protected:
@@ -18,18 +21,17 @@ protected:
     }
 };
 
-// With PL1 at 17000 mW.
 struct TierRow {
-    int power;
+    int power;  // mW, with PL1 at 17000
     int PerfRange;
     int leastRangeStep = -100;
     int rise = 100;
     int upStep = 200;
 };
 
-class SelectTierByPower : public WithRow<SelectTier, TierRow> {};
+class TierOfPower : public WithRow<SelectTier, TierRow> {};
 
-TEST_ROWS(SelectTierByPower, ROW(.power = INT_MIN, .PerfRange = 1200, .leastRangeStep = 0, .rise = 50, .upStep = 150),
+TEST_ROWS(TierOfPower, ROW(.power = INT_MIN, .PerfRange = 1200, .leastRangeStep = 0, .rise = 50, .upStep = 150),
           ROW(.power = -1, .PerfRange = 1200, .leastRangeStep = 0, .rise = 50, .upStep = 150),
           ROW(.power = 1599, .PerfRange = 1200, .leastRangeStep = 0, .rise = 50, .upStep = 150),
           ROW(.power = 1600, .PerfRange = 1800), ROW(.power = 2199, .PerfRange = 1800),
@@ -42,7 +44,17 @@ TEST_ROWS(SelectTierByPower, ROW(.power = INT_MIN, .PerfRange = 1200, .leastRang
           ROW(.power = 10500, .PerfRange = 5400, .leastRangeStep = -200, .rise = 300, .upStep = 300),
           ROW(.power = INT_MAX, .PerfRange = 5400, .leastRangeStep = -200, .rise = 300, .upStep = 300));
 
-TEST_P(SelectTierByPower, BoundaryBelongsToTheHigherTier)
+TEST_P(TierOfPower, OnABoundaryIsTheHigherOne)
+{
+    const Tier& tier = findTier(row().power, 17000);
+
+    EXPECT_EQ(tier.PerfRange, row().PerfRange);
+    EXPECT_EQ(tier.leastRangeStep, row().leastRangeStep);
+    EXPECT_EQ(tier.pwrDeltaThresholdMw, row().rise);
+    EXPECT_EQ(tier.upStep, row().upStep);
+}
+
+TEST_P(TierOfPower, GivesPreferenceAndThresholds)
 {
     pkgPower = row().power;
 
@@ -54,13 +66,14 @@ TEST_P(SelectTierByPower, BoundaryBelongsToTheHigherTier)
     EXPECT_EQ(upStep, row().upStep);
 }
 
+// The top tier begins 2000 mW above the truncated half of PL1, but not below 6000.
 struct TopRow {
     int power;
     int PL1;
     int PerfRange;
 };
 
-class TopTier : public WithRow<testing::Test, TopRow> {};
+class TopTier : public WithRow<SelectTier, TopRow> {};
 
 TEST_ROWS(TopTier, ROW(.power = 10499, .PL1 = 17001, .PerfRange = 4800),
           ROW(.power = 10500, .PL1 = 17001, .PerfRange = 5400), ROW(.power = 10500, .PL1 = 17002, .PerfRange = 4800),
@@ -68,19 +81,15 @@ TEST_ROWS(TopTier, ROW(.power = 10499, .PL1 = 17001, .PerfRange = 4800),
           ROW(.power = 6000, .PL1 = 7000, .PerfRange = 5400), ROW(.power = 6000, .PL1 = 8000, .PerfRange = 5400),
           ROW(.power = 6000, .PL1 = 8002, .PerfRange = 4800));
 
-TEST_P(TopTier, BeginsTwoThousandAboveTheTruncatedHalfOfPL1ButNotBelowSixThousand)
+TEST_P(TopTier, FollowsTheWorkingLimit)
 {
     EXPECT_EQ(findTier(row().power, row().PL1).PerfRange, row().PerfRange);
-}
 
-TEST_F(SelectTier, TopTierFollowsTheWorkingLimit)
-{
-    pkgPower = 9000;
-    cpuPL1 = 14000;
-
+    pkgPower = row().power;
+    cpuPL1 = row().PL1;
     selectTier(loop);
 
-    EXPECT_EQ(PerfRange, 5400);
+    EXPECT_EQ(PerfRange, row().PerfRange);
 }
 
 TEST_F(SelectTier, ReloadsTheCeilingThatWasWrittenLastAndResetsTheRepeats)
@@ -99,40 +108,44 @@ TEST_F(SelectTier, ReloadsTheCeilingThatWasWrittenLastAndResetsTheRepeats)
                                                 "tempPerfRange = 1800 g_workload = 0"));
 }
 
-struct SourceRow {
-    std::uint32_t acMode = 0;
+// What the workload asks for and what becomes of it; both are less on battery.
+struct PreferenceRow {
+    std::uint32_t acMode = 1;
     int workload = 0;
     int before = 1800;
     int power = 1000;
-    int temp;
+    int tempPerfRange = 1800;
     int PerfRange;
 };
 
-class SelectTierBySource : public WithRow<SelectTier, SourceRow> {};
+class TierPreference : public WithRow<SelectTier, PreferenceRow> {};
 
-TEST_ROWS(SelectTierBySource,
-          // on battery the workload's preference is 200 less, and the tier's, but for the lowest, a tenth
-          ROW(.power = 1599, .temp = 1600, .PerfRange = 1200), ROW(.power = 1600, .temp = 1600, .PerfRange = 1620),
-          ROW(.power = 2200, .temp = 1600, .PerfRange = 2250), ROW(.power = 3000, .temp = 1600, .PerfRange = 2700),
-          ROW(.power = 4000, .temp = 1600, .PerfRange = 3240), ROW(.power = 5000, .temp = 1600, .PerfRange = 3780),
-          ROW(.power = 6000, .temp = 1600, .PerfRange = 4320), ROW(.power = 10500, .temp = 1600, .PerfRange = 4860),
-          ROW(.acMode = 1, .power = 1600, .temp = 1800, .PerfRange = 1800),
-          ROW(.acMode = 255, .power = 1600, .temp = 1800, .PerfRange = 1800),
-          ROW(.acMode = 255, .power = 10500, .temp = 1800, .PerfRange = 5400),
-          // a heavy workload keeps its own preference as the least
-          ROW(.acMode = 1, .workload = 4, .before = 4000, .temp = 4000, .PerfRange = 4000),
-          ROW(.acMode = 1, .workload = 4, .before = 4000, .power = 4000, .temp = 4000, .PerfRange = 4000),
-          ROW(.acMode = 1, .workload = 4, .before = 4000, .power = 5000, .temp = 4000, .PerfRange = 4200),
-          ROW(.acMode = 1, .workload = 4, .before = 1100, .temp = 1100, .PerfRange = 1200),
-          ROW(.acMode = 1, .workload = 3, .before = 4000, .temp = 4000, .PerfRange = 1200),
-          ROW(.acMode = 1, .workload = 5, .before = 4000, .temp = 4000, .PerfRange = 1200),
-          // and on battery a tenth less of it, truncated, from 1201 on
-          ROW(.workload = 4, .before = 4000, .temp = 3800, .PerfRange = 3420),
-          ROW(.workload = 4, .before = 1301, .temp = 1101, .PerfRange = 1200),
-          ROW(.workload = 4, .before = 1401, .temp = 1201, .PerfRange = 1081),
-          ROW(.workload = 4, .before = 1400, .temp = 1200, .PerfRange = 1200));
+TEST_ROWS(TierPreference,
+          // a tenth less, except the lowest; of the workload's own, 200
+          ROW(.acMode = 0, .power = 1599, .tempPerfRange = 1600, .PerfRange = 1200),
+          ROW(.acMode = 0, .power = 1600, .tempPerfRange = 1600, .PerfRange = 1620),
+          ROW(.acMode = 0, .power = 2200, .tempPerfRange = 1600, .PerfRange = 2250),
+          ROW(.acMode = 0, .power = 3000, .tempPerfRange = 1600, .PerfRange = 2700),
+          ROW(.acMode = 0, .power = 4000, .tempPerfRange = 1600, .PerfRange = 3240),
+          ROW(.acMode = 0, .power = 5000, .tempPerfRange = 1600, .PerfRange = 3780),
+          ROW(.acMode = 0, .power = 6000, .tempPerfRange = 1600, .PerfRange = 4320),
+          ROW(.acMode = 0, .power = 10500, .tempPerfRange = 1600, .PerfRange = 4860),
+          ROW(.acMode = 1, .power = 1600, .PerfRange = 1800), ROW(.acMode = 255, .power = 1600, .PerfRange = 1800),
+          ROW(.acMode = 255, .power = 10500, .PerfRange = 5400),
+          // a heavy workload keeps its own as the least
+          ROW(.workload = 4, .before = 4000, .tempPerfRange = 4000, .PerfRange = 4000),
+          ROW(.workload = 4, .before = 4000, .power = 4000, .tempPerfRange = 4000, .PerfRange = 4000),
+          ROW(.workload = 4, .before = 4000, .power = 5000, .tempPerfRange = 4000, .PerfRange = 4200),
+          ROW(.workload = 4, .before = 1100, .tempPerfRange = 1100, .PerfRange = 1200),
+          ROW(.workload = 3, .before = 4000, .tempPerfRange = 4000, .PerfRange = 1200),
+          ROW(.workload = 5, .before = 4000, .tempPerfRange = 4000, .PerfRange = 1200),
+          // of which on battery a tenth, truncated, is taken if it is more than the lowest tier's
+          ROW(.acMode = 0, .workload = 4, .before = 4000, .tempPerfRange = 3800, .PerfRange = 3420),
+          ROW(.acMode = 0, .workload = 4, .before = 1301, .tempPerfRange = 1101, .PerfRange = 1200),
+          ROW(.acMode = 0, .workload = 4, .before = 1401, .tempPerfRange = 1201, .PerfRange = 1081),
+          ROW(.acMode = 0, .workload = 4, .before = 1400, .tempPerfRange = 1200, .PerfRange = 1200));
 
-TEST_P(SelectTierBySource, AndWorkloadDecideOnThePreferences)
+TEST_P(TierPreference, IsLessOnBatteryAndAtLeastThatOfAHeavyWorkload)
 {
     acMode = row().acMode;
     g_workload = row().workload;
@@ -141,21 +154,11 @@ TEST_P(SelectTierBySource, AndWorkloadDecideOnThePreferences)
 
     selectTier(loop);
 
-    EXPECT_EQ(loop.tempPerfRange, row().temp);
+    EXPECT_EQ(loop.tempPerfRange, row().tempPerfRange);
     EXPECT_EQ(PerfRange, row().PerfRange);
-}
-
-TEST_F(SelectTier, LineShowsWhatTheTierBecameOnBattery)
-{
-    acMode = 0;
-    g_workload = 4;
-    PerfRange = 4000;
-    pkgPower = 1000;
-
-    selectTier(loop);
-
-    EXPECT_THAT(machine.messages(), ElementsAre("2  **** New pkgPower ==1000 prefMax = 1234 PerfRange = 3420 "
-                                                "tempPerfRange = 3800 g_workload = 4"));
+    EXPECT_THAT(machine.messages(), ElementsAre(EndsWith(" PerfRange = " + std::to_string(row().PerfRange) +
+                                                         " tempPerfRange = " + std::to_string(row().tempPerfRange) +
+                                                         " g_workload = " + std::to_string(row().workload))));
 }
 
 }  // namespace

@@ -232,44 +232,6 @@ TEST_F(UpBranch, WritesTheCeilingAndRemembersTheStep)
     EXPECT_EQ(exitCount, 1);
 }
 
-struct FullRow {
-    int prefMax = 10000;
-    int restorePending = 0;
-    int exitCount;  // 1 before
-    std::size_t messages;
-};
-
-class UpBranchFull : public WithRow<UpBranch, FullRow> {};
-
-TEST_ROWS(UpBranchFull, ROW(.prefMax = 9600, .exitCount = 4, .messages = 2), ROW(.exitCount = 4, .messages = 2),
-          ROW(.prefMax = 9599, .exitCount = 1, .messages = 1), ROW(.restorePending = 1, .exitCount = 1, .messages = 1));
-
-TEST_P(UpBranchFull, PerformanceArrangesItsResetUnlessARestoreIsPending)
-{
-    loop.prefMax = row().prefMax;
-    loop.restorePending = row().restorePending;
-
-    rise(10000, 12000);
-
-    EXPECT_EQ(exitCount, row().exitCount);
-    EXPECT_THAT(machine.messages(), SizeIs(row().messages));
-}
-
-TEST_F(UpBranch, MaxPerfResetFollowsTheWrite)
-{
-    loop.prefMax = 10000;
-    loop.restorePending = 0;
-
-    rise(10000, 12000);
-
-    EXPECT_THAT(machine.happened(),
-                ElementsAre("SET_PERF_PREFERENCE_MAX 10000 0",
-                            "log 2  **** PIDx- 2 Up   Pkg power = 12000 *Perf Max = 10000 *DeltaPkgpwr ==: 2000 "
-                            "*Xf ==: 2000 *NewPIDAvgPwr = 10000 *PerfRange ==: 3000 *WLC ==: 3",
-                            "log 2  ******* Max Perf Reset set 6 ==4"));
-    EXPECT_EQ(loop.restorePending, 1);
-}
-
 class UpBranchBurst : public UpBranch {
 protected:
     UpBranchBurst()

@@ -3,63 +3,20 @@
 #include "tests/diagnostics/log_bench.h"
 #include "tests/support/diagnostic_log_inspector.h"
 
-#include <fstream>
-
 namespace kelvane::tests {
 namespace {
 
-class LogFolder : public testing::Test {
-protected:
-    LogFolder()
-    {
-        std::filesystem::create_directories(home);
-        knownFolderLookups.path = &home;
-    }
-
-    ~LogFolder() override { knownFolderLookups.path = nullptr; }
-
-    const std::filesystem::path home = roamingFolder() / L"M\u00fcller";
-    const std::filesystem::path file = home / "KelvanneApp" / "logs" / "KelvanneApp.log";
-};
-
-TEST_F(LogFolder, FirstStartMakesBothFoldersAndAnEmptyFile)
-{
-    DiagnosticLogInspector::makeLogFile();
-
-    EXPECT_EQ(bytesOf(file), "");
-}
-
-TEST_F(LogFolder, PathIsInTheAnsiCodePage)
+TEST(DiagnosticLogFile, LiesInAFolderOfTheCodePageWhichTheFirstStartMakesAndIsClosedAgain)
 {
     ASSERT_EQ(GetACP(), 1252U);
+    const std::filesystem::path home = roamingFolder() / L"M\u00fcller";
+    const std::filesystem::path file = home / "KelvanneApp" / "logs" / "KelvanneApp.log";
+    std::filesystem::create_directories(home);
+    knownFolderLookups.path = &home;
 
     EXPECT_EQ(DiagnosticLogInspector::makeLogFile(),
               roamingFolder().string() + "\\M\xFCller\\KelvanneApp\\logs\\KelvanneApp.log");
-}
-
-TEST_F(LogFolder, LaterStartEmptiesTheFile)
-{
-    std::filesystem::create_directories(file.parent_path());
-    std::ofstream(file) << "text of an earlier process\n";
-
-    DiagnosticLogInspector::makeLogFile();
-
     EXPECT_EQ(bytesOf(file), "");
-}
-
-TEST_F(LogFolder, ExistingApplicationFolderWithoutLogsGetsNeitherFolderNorFile)
-{
-    std::filesystem::create_directories(home / "KelvanneApp");
-
-    DiagnosticLogInspector::makeLogFile();
-
-    EXPECT_FALSE(std::filesystem::exists(file.parent_path()));
-}
-
-TEST_F(LogFolder, FileIsClosedAgainAtOnce)
-{
-    DiagnosticLogInspector::makeLogFile();
-
     // Windows removes no file that is open.
     EXPECT_TRUE(DeleteFileW(file.c_str()));
 }

@@ -6,6 +6,7 @@
 #include <io.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -13,21 +14,10 @@
 
 namespace kelvane::tests {
 
-namespace {
-
-constexpr int standardOutput = 1;
-
-std::string& currentThread()
-{
-    static auto& name = *new std::string("a");
-    return name;
-}
-
-}  // namespace
-
 std::string standardOutputOf(const std::function<void()>& action)
 {
     const std::wstring capture = (roamingFolder() / "stdout.txt").wstring();
+    constexpr int standardOutput = 1;
     std::fflush(stdout);
     const int original = _dup(standardOutput);
     const int file = _wopen(capture.c_str(), _O_WRONLY | _O_CREAT | _O_TRUNC | _O_TEXT, _S_IREAD | _S_IWRITE);
@@ -50,13 +40,10 @@ std::vector<std::string> loggedMessages()
     std::vector<std::string> messages;
     for (std::string rest = logFileBytes(); !rest.empty();) {
         if (!rest.starts_with(opening) || !rest.ends_with('\n')) throw std::runtime_error("not a log line: " + rest);
-        const std::size_t next = rest.find("\n" + opening);
-        std::string message = rest.substr(opening.size(), next - opening.size());
-        if (next == std::string::npos) message.pop_back();
-        const std::size_t wordEnd = message.find("] ");
-        if (wordEnd == std::string::npos) throw std::runtime_error("no level word: " + message);
-        messages.push_back(message.erase(wordEnd, 1));
-        rest.erase(0, next == std::string::npos ? next : next + 1);
+        const std::size_t lineEnd = std::min(rest.find("\n" + opening), rest.size() - 1);
+        std::string message = rest.substr(opening.size(), lineEnd - opening.size());
+        messages.push_back(message.erase(message.find("] "), 1));  // raises when there is no word
+        rest.erase(0, lineEnd + 1);
     }
     return messages;
 }
@@ -64,12 +51,12 @@ std::vector<std::string> loggedMessages()
 ClosedLog::ClosedLog()
 {
     DiagnosticLogInspector::setTimeStamp([] { return "now\n"; });
-    DiagnosticLogInspector::setThreadKey([] { return currentThread(); });
+    DiagnosticLogInspector::setThreadKey([this] { return thread; });
 }
 
-DiagnosticLog& ClosedLog::as(const std::string& thread)
+DiagnosticLog& ClosedLog::as(const std::string& newThread)
 {
-    currentThread() = thread;
+    thread = newThread;
     return log;
 }
 

@@ -14,6 +14,9 @@
 
 namespace kelvane::tests {
 
+// The piece that ends a message.
+inline constexpr const char* end = "\n";
+
 // What `action` brought to standard output without anybody else flushing it.
 std::string standardOutputOf(const std::function<void()>& action);
 
@@ -25,9 +28,10 @@ class ClosedLog : public testing::Test {
 protected:
     ClosedLog();
 
-    DiagnosticLog& as(const std::string& thread);
+    DiagnosticLog& as(const std::string& newThread);
 
     DiagnosticLog& log = DiagnosticLog::instance();
+    std::string thread = "a";
 };
 
 // The same, open and without the echo.

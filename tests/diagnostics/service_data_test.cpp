@@ -1,20 +1,53 @@
 #include "diagnostics/service_data.h"
 
-#include "tests/diagnostics/fixed_clock.h"
 #include "tests/support/data_file.h"
+#include "tests/support/rows.h"
 
-#include <gmock/gmock.h>
+#include <pthread.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string>
+
+namespace {
+
+constexpr long ms = 1000000;  // ns
+
+// What every reading of the clock gives from now on, and how often it was read; without it the clock goes.
+bool stopped;
+timespec moment;
+int readings;
+
+void stopClockAt(std::time_t seconds, long nanoseconds)
+{
+    stopped = true;
+    moment.tv_sec = seconds;
+    moment.tv_nsec = nanoseconds;
+    readings = 0;
+}
+
+}  // namespace
+
+// The linker sends every call of clock_gettime, which is behind std::chrono::system_clock, here.
+extern "C" {
+int __real_clock_gettime(clockid_t clock, timespec* now);
+int __wrap_clock_gettime(clockid_t clock, timespec* now);
+
+int __wrap_clock_gettime(clockid_t clock, timespec* now)
+{
+    if (!stopped) return __real_clock_gettime(clock, now);
+    readings += 1;
+    *now = moment;
+    return 0;
+}
+}
 
 namespace kelvane::tests {
 namespace {
 
 constexpr std::time_t morning = 1794807364;  // 2026-11-16 05:36:04 UTC
-constexpr long ms = 1000000;                 // ns
 
 #ifdef _WIN32
 const std::string lineEnd = "\r\n";
@@ -26,57 +59,29 @@ class ServiceData : public testing::Test {
 protected:
     ServiceData()
     {
-        setZone("UTC0");
+        setZone("TZ=UTC0");
         stopClockAt(morning, 7 * ms);
     }
 
     static void setZone(const char* zone)
     {
-#ifdef _WIN32
-        _putenv_s("TZ", zone);
+        _putenv(zone);
         _tzset();
-#else
-        setenv("TZ", zone, 1);
-        tzset();
-#endif
     }
 
     DataFile file;
 };
 
-TEST_F(ServiceData, LineIsTheTimeACommaAndTheMessageWithALineEndOfTheSystem)
+TEST_F(ServiceData, LineIsTheTimeACommaAndTheMessageInAFileThatIsMadeOrAppendedToAndClosed)
 {
     writeServiceData("Capability key is present");
-
-    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,Capability key is present" + lineEnd);
-}
-
-TEST_F(ServiceData, MissingFileIsCreatedAndAnExistingOneAppendedTo)
-{
-    EXPECT_FALSE(file.exists());
-    writeServiceData("first");
     stopClockAt(morning + 1, 20 * ms);
 
-    writeServiceData("second");
+    writeServiceData("");
 
-    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,first" + lineEnd + "2026/11/16 05:36:05:020,second" + lineEnd);
-}
-
-TEST_F(ServiceData, ForeignContentStays)
-{
-    std::ofstream(g_serviceDataFileName, std::ios::binary) << "kept";
-
-    writeServiceData("x");
-
-    EXPECT_EQ(file.bytes(), "kept2026/11/16 05:36:04:007,x" + lineEnd);
-}
-
-TEST_F(ServiceData, FileIsClosedAfterEachLine)
-{
-    writeServiceData("x");
-
+    EXPECT_EQ(file.bytes(),
+              "2026/11/16 05:36:04:007,Capability key is present" + lineEnd + "2026/11/16 05:36:05:020," + lineEnd);
     EXPECT_TRUE(std::filesystem::remove(g_serviceDataFileName));
-    EXPECT_FALSE(file.exists());
 }
 
 TEST_F(ServiceData, FileThatAnotherProgramHoldsOpenIsWrittenAllTheSame)
@@ -101,42 +106,32 @@ TEST_F(ServiceData, FileThatCannotBeOpenedIsSilentlyDoneWithout)
     EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007,kept" + lineEnd);
 }
 
-TEST_F(ServiceData, EmptyMessageIsALine)
+struct TimestampRow {
+    const char* zone = "TZ=UTC0";
+    long ns = 7 * ms;
+    const char* format = "";
+    const char* text;
+};
+
+class Timestamp : public WithRow<ServiceData, TimestampRow> {};
+
+TEST_ROWS(Timestamp,
+          // three digits, cut and not rounded
+          ROW(.ns = 0, .text = "000"), ROW(.ns = 999999, .text = "000"), ROW(.ns = 7 * ms, .text = "007"),
+          ROW(.ns = 42 * ms, .text = "042"), ROW(.ns = 999 * ms, .text = "999"),
+          ROW(.ns = 999 * ms + 999999, .text = "999"),
+          // behind the caller's own format
+          ROW(.format = "%H.%M ", .text = "05.36 007"),
+          // five hours east
+          ROW(.zone = "TZ=ABC-5", .format = "%Y/%m/%d %H:%M:%S:", .text = "2026/11/16 10:36:04:007"));
+
+TEST_P(Timestamp, IsTheLocalTimeOfOneReadingInTheCallersFormatWithMilliseconds)
 {
-    writeServiceData("");
+    setZone(row().zone);
+    stopClockAt(morning, row().ns);
 
-    EXPECT_EQ(file.bytes(), "2026/11/16 05:36:04:007," + lineEnd);
-}
-
-TEST_F(ServiceData, MillisecondsHaveThreeDigitsAndAreCutNotRounded)
-{
-    struct Row {
-        long nanoseconds;
-        const char* text;
-    };
-
-    for (const Row& row : { Row{ 0, "000" }, Row{ 999999, "000" }, Row{ 7 * ms, "007" }, Row{ 42 * ms, "042" },
-                            Row{ 999 * ms, "999" }, Row{ 999 * ms + 999999, "999" } }) {
-        stopClockAt(morning, row.nanoseconds);
-
-        EXPECT_EQ(formatTimestamp(""), row.text);
-    }
-}
-
-TEST_F(ServiceData, FormatIsTheCallers) { EXPECT_EQ(formatTimestamp("%H.%M "), "05.36 007"); }
-
-TEST_F(ServiceData, TimeIsTheLocalOne)
-{
-    setZone("ABC-5");  // five hours east
-
-    EXPECT_EQ(formatTimestamp("%Y/%m/%d %H:%M:%S:"), "2026/11/16 10:36:04:007");
-}
-
-TEST_F(ServiceData, ClockIsReadOnce)
-{
-    formatTimestamp("%S");
-
-    EXPECT_EQ(clockReadings(), 1);
+    EXPECT_EQ(formatTimestamp(row().format), row().text);
+    EXPECT_EQ(readings, 1);
 }
 
 TEST(ServiceDataFile, HasItsBareName) { EXPECT_STREQ(g_serviceDataFileName, "KVServicedata.txt"); }

@@ -1,36 +1,54 @@
-// The search for the install directory: which device is asked what, and every question failing.
+// The search for the install directory: which devices are asked what, every question failing, and device lists of every
+// shape. Each list ends at a page that crashes the test when it is touched.
 #include "framework/core_directory.h"
 
 #include "tests/support/fake_system.h"
+#include "tests/support/rows.h"
 
 #include <gmock/gmock.h>
 
 namespace kelvane::tests {
 namespace {
 
+using namespace std::string_literals;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
+using testing::SizeIs;
 
-constexpr char interfaceQueryOfA[] =
-    "CM_Get_Device_Interface_List_SizeA {EE27098E-1B22-472A-89D8-5CCCE16B1356} PCI\\A 0x0";
-constexpr char interfaceQueryOfB[] =
-    "CM_Get_Device_Interface_List_SizeA {EE27098E-1B22-472A-89D8-5CCCE16B1356} PCI\\B 0x0";
+using Texts = std::vector<std::string>;
 
-unsigned long locate(std::string* directory = nullptr)
-{
-    const GuardedBlock buffer(260);
-    const unsigned long status = locateInstallDirectory(buffer.data(), 260);
-    if (directory) *directory = buffer.data();
-    return status;
-}
+constexpr char interfaceQuery[] = "CM_Get_Device_Interface_List_SizeA {EE27098E-1B22-472A-89D8-5CCCE16B1356} ";
 
-TEST(LocateInstallDirectory, NoBufferOrNoRoomIsRefusedWithoutAQuestionToTheSystem)
-{
+class LocateInstallDirectory : public testing::Test {
+protected:
+    LocateInstallDirectory() { system.installDir = "C:\\orq"; }
+
+    unsigned long locate()
+    {
+        const GuardedBlock buffer(260);
+        const unsigned long status = locateInstallDirectory(buffer.data(), 260);
+        if (status == 0) directory = buffer.data();
+        return status;
+    }
+
+    // The devices that were asked for the framework's interface.
+    Texts idsAsked() const
+    {
+        Texts ids;
+        for (const std::string& call : system.callsOf(interfaceQuery)) {
+            const std::size_t start = sizeof interfaceQuery - 1;
+            ids.push_back(call.substr(start, call.size() - start - 4));  // without the flags, " 0x0"
+        }
+        return ids;
+    }
+
     FakeSystem system;
-    system.plugInFrameworkDevice("C:\\orq");
+    std::string directory;
+};
+
+TEST_F(LocateInstallDirectory, NoBufferOrNoRoomIsRefusedWithoutAQuestionToTheSystem)
+{
     char buffer[260] = "as before";
 
     EXPECT_EQ(locateInstallDirectory(nullptr, 260), 3U);
@@ -40,26 +58,23 @@ TEST(LocateInstallDirectory, NoBufferOrNoRoomIsRefusedWithoutAQuestionToTheSyste
     EXPECT_THAT(system.calls, IsEmpty());
 }
 
-TEST(LocateInstallDirectory, ReadsTheDirectoryFromTheHardwareKeyOfTheDeviceWithTheInterface)
+TEST_F(LocateInstallDirectory, ReadsTheDirectoryFromTheHardwareKeyOfTheDeviceWithTheInterface)
 {
-    FakeSystem system;
     system.deviceList = deviceIds({ "PCI\\A", "PCI\\B" });  // 6 bytes each, and the end
     system.interfaces["PCI\\B"] = { CR_SUCCESS, 2 };
-    system.installDir = "C:\\Program Files\\orq";
-    std::string directory;
 
-    EXPECT_EQ(locate(&directory), 0U);
+    EXPECT_EQ(locate(), 0U);
 
-    EXPECT_EQ(directory, "C:\\Program Files\\orq");
+    EXPECT_EQ(directory, "C:\\orq");
     EXPECT_THAT(system.calls, ElementsAre("CM_Get_Device_ID_List_SizeA PCI 0x101", "HeapAlloc 13 zeroed",
-                                          "CM_Get_Device_ID_ListA PCI 13 0x101", interfaceQueryOfA, interfaceQueryOfB,
-                                          "CM_Locate_DevNodeA PCI\\B 0x0", "CM_Open_DevNode_Key 7 0x20019 0 1 0x0",
-                                          "RegGetValueA InstallDir 0x2 260", "RegCloseKey", "HeapFree 13"));
+                                          "CM_Get_Device_ID_ListA PCI 13 0x101", interfaceQuery + "PCI\\A 0x0"s,
+                                          interfaceQuery + "PCI\\B 0x0"s, "CM_Locate_DevNodeA PCI\\B 0x0",
+                                          "CM_Open_DevNode_Key 7 0x20019 0 1 0x0", "RegGetValueA InstallDir 0x2 260",
+                                          "RegCloseKey", "HeapFree 13"));
 }
 
-TEST(LocateInstallDirectory, HandsTheCallersOwnSizeToTheRegistry)
+TEST_F(LocateInstallDirectory, HandsTheCallersOwnSizeToTheRegistry)
 {
-    FakeSystem system;
     system.plugInFrameworkDevice("C:\\orq");
     const GuardedBlock buffer(7);
 
@@ -69,148 +84,128 @@ TEST(LocateInstallDirectory, HandsTheCallersOwnSizeToTheRegistry)
     EXPECT_THAT(system.calls, Contains("RegGetValueA InstallDir 0x2 7"));
 }
 
-TEST(LocateInstallDirectory, TheFirstDeviceWithTheInterfaceWinsAndNoFurtherOneIsAsked)
+TEST_F(LocateInstallDirectory, ADirectoryThatFillsTheBufferFitsAndALongerOneIsAnError)
 {
-    FakeSystem system;
-    system.deviceList = deviceIds({ "PCI\\A", "PCI\\B" });
-    system.interfaces["PCI\\A"] = { CR_SUCCESS, 40 };
-    system.interfaces["PCI\\B"] = { CR_SUCCESS, 40 };
-
-    EXPECT_EQ(locate(), 0U);
-
-    EXPECT_THAT(system.callsOf("CM_Get_Device_Interface_List_SizeA"), ElementsAre(interfaceQueryOfA));
-    EXPECT_THAT(system.callsOf("CM_Locate_DevNodeA"), ElementsAre("CM_Locate_DevNodeA PCI\\A 0x0"));
-}
-
-TEST(LocateInstallDirectory, ADeviceThatCannotBeAskedIsPassedOver)
-{
-    FakeSystem system;
-    system.deviceList = deviceIds({ "PCI\\A", "PCI\\B" });
-    system.interfaces["PCI\\A"] = { CR_NO_SUCH_DEVNODE, 40 };
-    system.interfaces["PCI\\B"] = { CR_SUCCESS, 40 };
-
-    EXPECT_EQ(locate(), 0U);
-
-    EXPECT_THAT(system.callsOf("CM_Locate_DevNodeA"), ElementsAre("CM_Locate_DevNodeA PCI\\B 0x0"));
-}
-
-TEST(LocateInstallDirectory, OnlyAListWithANameCountsAsAnInterface)
-{
-    struct Row {
-        const char* what;
-        FakeSystem::InterfaceList answer;
-        unsigned long status;
-    };
-
-    constexpr Row rows[] = {
-        { "no list at all", { 0, 0 }, 37 },
-        { "an empty list is its closing NUL", { 0, 1 }, 37 },
-        { "the shortest list with a name", { 0, 2 }, 0 },
-        { "a failed query, whatever the size", { 13, 2 }, 13 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.what);
-        FakeSystem system;
-        system.deviceList = deviceIds({ "PCI\\A" });
-        system.interfaces["PCI\\A"] = row.answer;
-
-        EXPECT_EQ(locate(), row.status);
-
-        EXPECT_EQ(system.callsOf("CM_Locate_DevNodeA").size(), row.status == 0 ? 1U : 0U);
-        EXPECT_EQ(system.callsOf("CM_Open_DevNode_Key").size(), row.status == 0 ? 1U : 0U);
-        EXPECT_EQ(system.heldBlocks(), 0U);
-    }
-}
-
-TEST(LocateInstallDirectory, WithoutAWinnerTheLastFailedQueryIsTheReason)
-{
-    struct Row {
-        const char* what;
-        FakeSystem::InterfaceList ofA;
-        FakeSystem::InterfaceList ofB;
-        unsigned long status;
-    };
-
-    constexpr Row rows[] = {
-        { "no query fails", { 0, 1 }, { 0, 1 }, 37 },
-        { "the first fails", { 13, 0 }, { 0, 1 }, 13 },
-        { "the last fails", { 0, 1 }, { 19, 0 }, 19 },
-        { "both fail", { 13, 0 }, { 19, 0 }, 19 },
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.what);
-        FakeSystem system;
-        system.deviceList = deviceIds({ "PCI\\A", "PCI\\B" });
-        system.interfaces["PCI\\A"] = row.ofA;
-        system.interfaces["PCI\\B"] = row.ofB;
-
-        EXPECT_EQ(locate(), row.status);
-
-        EXPECT_THAT(system.calls, Not(Contains(StartsWith("CM_Locate_DevNodeA"))));
-        EXPECT_THAT(system.calls, Not(Contains(StartsWith("CM_Open_DevNode_Key"))));
-    }
-}
-
-TEST(LocateInstallDirectory, AFailureEndsTheSearchWithItsStatusAndReleasesWhatIsHeld)
-{
-    struct Row {
-        const char* what;
-        void (*fail)(FakeSystem&);
-        unsigned long status;
-        const char* lastCall;
-    };
-
-    constexpr Row rows[] = {
-        { "size of the list", [](FakeSystem& s) { s.deviceListSizeStatus = 19; }, 19,
-          "CM_Get_Device_ID_List_SizeA PCI 0x101" },
-        { "memory", [](FakeSystem& s) { s.failingAllocation = 1; }, 2, "HeapAlloc 9 zeroed" },
-        { "list", [](FakeSystem& s) { s.deviceListStatus = 26; }, 26, "HeapFree 9" },
-        { "device node", [](FakeSystem& s) { s.locateStatus = 13; }, 13, "HeapFree 9" },
-        { "registry key", [](FakeSystem& s) { s.openKeyStatus = 46; }, 46, "HeapFree 9" },
-        { "registry value", [](FakeSystem& s) { s.installDirStatus = 2; }, 2, "HeapFree 9" },
-    };
-    constexpr const char* callsBefore[] = { "CM_Get_Device_ID_List_SizeA", "HeapAlloc",
-                                            "CM_Get_Device_ID_ListA",      "CM_Locate_DevNodeA",
-                                            "CM_Open_DevNode_Key",         "RegGetValueA" };
-    for (std::size_t failing = 0; failing < std::size(rows); ++failing) {
-        const Row& row = rows[failing];
-        SCOPED_TRACE(row.what);
-        FakeSystem system;
-        system.plugInFrameworkDevice("C:\\orq");  // its list has 9 bytes
-        row.fail(system);
-
-        EXPECT_EQ(locate(), row.status);
-
-        for (std::size_t step = 0; step < std::size(callsBefore); ++step) {
-            EXPECT_EQ(system.callsOf(callsBefore[step]).size(), step <= failing ? 1U : 0U) << callsBefore[step];
-        }
-        EXPECT_EQ(system.calls.back(), row.lastCall);
-        EXPECT_EQ(system.heldBlocks(), 0U);
-    }
-}
-
-TEST(LocateInstallDirectory, TheKeyIsClosedAlsoWhenItsValueCannotBeRead)
-{
-    FakeSystem system;
-    system.plugInFrameworkDevice("C:\\orq");
-    system.installDirStatus = ERROR_FILE_NOT_FOUND;
-
-    EXPECT_EQ(locate(), 2U);
-
-    EXPECT_THAT(system.callsOf("Reg"), ElementsAre("RegGetValueA InstallDir 0x2 260", "RegCloseKey"));
-}
-
-TEST(LocateInstallDirectory, ADirectoryThatFillsTheBufferFitsAndALongerOneIsAnError)
-{
-    FakeSystem system;
-    std::string directory;
-
     system.plugInFrameworkDevice(std::string(259, 'd'));
-    EXPECT_EQ(locate(&directory), 0U);
+    EXPECT_EQ(locate(), 0U);
     EXPECT_EQ(directory, std::string(259, 'd'));
 
     system.plugInFrameworkDevice(std::string(260, 'd'));
     EXPECT_EQ(locate(), 234U);
+}
+
+// What the devices A and B answer: by itself an empty list, which is its closing NUL.
+struct AnswersRow {
+    FakeSystem::InterfaceList ofA = { CR_SUCCESS, 1 };
+    FakeSystem::InterfaceList ofB = { CR_SUCCESS, 1 };
+    unsigned long status = 0;
+    Texts asked = { "A", "B" };
+    Texts located = {};
+};
+
+class InstallDirectoryByAnswers : public WithRow<LocateInstallDirectory, AnswersRow> {};
+
+TEST_ROWS(InstallDirectoryByAnswers,
+          // the first with the interface wins: its list has a name
+          ROW(.ofA = { 0, 40 }, .ofB = { 0, 40 }, .asked = { "A" }, .located = { "CM_Locate_DevNodeA A 0x0" }),
+          ROW(.ofA = { 0, 2 }, .asked = { "A" }, .located = { "CM_Locate_DevNodeA A 0x0" }),
+          ROW(.ofB = { 0, 2 }, .located = { "CM_Locate_DevNodeA B 0x0" }),
+          // one that cannot be asked is passed over, whatever the size
+          ROW(.ofA = { 13, 40 }, .ofB = { 0, 40 }, .located = { "CM_Locate_DevNodeA B 0x0" }),
+          // without a winner the last failed query is the reason
+          ROW(.ofA = { 0, 0 }, .status = 37), ROW(.ofA = { 0, 1 }, .status = 37), ROW(.ofB = { 13, 2 }, .status = 13),
+          ROW(.ofA = { 13, 0 }, .status = 13), ROW(.ofB = { 19, 0 }, .status = 19),
+          ROW(.ofA = { 13, 0 }, .ofB = { 19, 0 }, .status = 19));
+
+TEST_P(InstallDirectoryByAnswers, IsThatOfTheFirstDeviceWithTheInterface)
+{
+    system.deviceList = deviceIds({ "A", "B" });
+    system.interfaces = { { "A", row().ofA }, { "B", row().ofB } };
+
+    EXPECT_EQ(locate(), row().status);
+    EXPECT_EQ(idsAsked(), row().asked);
+    EXPECT_EQ(system.callsOf("CM_Locate_DevNodeA"), row().located);
+    EXPECT_THAT(system.callsOf("CM_Open_DevNode_Key"), SizeIs(row().located.size()));
+    EXPECT_EQ(system.heldBlocks(), 0U);
+}
+
+struct FailureRow {
+    CONFIGRET ofListSize = CR_SUCCESS;
+    int ofAllocation = 0;  // its number
+    CONFIGRET ofList = CR_SUCCESS;
+    CONFIGRET ofNode = CR_SUCCESS;
+    CONFIGRET ofKey = CR_SUCCESS;
+    LSTATUS ofValue = ERROR_SUCCESS;
+    unsigned long status;
+    Texts calls;  // the last ones
+};
+
+class InstallDirectoryFailure : public WithRow<LocateInstallDirectory, FailureRow> {};
+
+TEST_ROWS(InstallDirectoryFailure,
+          ROW(.ofListSize = 19, .status = 19, .calls = { "CM_Get_Device_ID_List_SizeA PCI 0x101" }),
+          ROW(.ofAllocation = 1, .status = 2, .calls = { "HeapAlloc 9 zeroed" }),
+          ROW(.ofList = 26, .status = 26, .calls = { "CM_Get_Device_ID_ListA PCI 9 0x101", "HeapFree 9" }),
+          ROW(.ofNode = 13, .status = 13, .calls = { "CM_Locate_DevNodeA PCI\\ORQ 0x0", "HeapFree 9" }),
+          ROW(.ofKey = 46, .status = 46, .calls = { "CM_Open_DevNode_Key 7 0x20019 0 1 0x0", "HeapFree 9" }),
+          ROW(.ofValue = 2, .status = 2, .calls = { "RegGetValueA InstallDir 0x2 260", "RegCloseKey", "HeapFree 9" }));
+
+TEST_P(InstallDirectoryFailure, EndsTheSearchWithItsStatusAndReleasesWhatIsHeld)
+{
+    system.plugInFrameworkDevice("C:\\orq");  // its list has 9 bytes
+    system.deviceListSizeStatus = row().ofListSize;
+    system.failingAllocation = row().ofAllocation;
+    system.deviceListStatus = row().ofList;
+    system.locateStatus = row().ofNode;
+    system.openKeyStatus = row().ofKey;
+    system.installDirStatus = row().ofValue;
+
+    EXPECT_EQ(locate(), row().status);
+    ASSERT_GE(system.calls.size(), row().calls.size());
+    EXPECT_EQ(Texts(system.calls.end() - static_cast<std::ptrdiff_t>(row().calls.size()), system.calls.end()),
+              row().calls);
+    EXPECT_EQ(system.heldBlocks(), 0U);
+}
+
+struct ListRow {
+    std::string list = "PCI\\A\0PCI\\B\0\0"s;
+    std::optional<ULONG> announced = {};  // none: its size
+    Texts asked = {};
+};
+
+class DeviceListWalk : public WithRow<LocateInstallDirectory, ListRow> {};
+
+TEST_ROWS(DeviceListWalk,
+          // from one to the next, up to an empty ID
+          ROW(.list = "\0"s), ROW(.list = "PCI\\A\0\0"s, .asked = { "PCI\\A" }),
+          ROW(.list = "A\0BBBB\0CC\0\0"s, .asked = { "A", "BBBB", "CC" }),
+          ROW(.list = "PCI\\A\0\0PCI\\B\0\0"s, .asked = { "PCI\\A" }), ROW(.list = "\0PCI\\A\0\0"s),
+          // without an empty ID at the end, or cut off within an ID
+          ROW(.list = "PCI\\A\0PCI\\B\0"s, .asked = { "PCI\\A", "PCI\\B" }),
+          ROW(.list = "PCI\\A\0PCI\\B"s, .asked = { "PCI\\A" }), ROW(.list = "PCI\\A"s), ROW(.list = "P"s),
+          // the announced size bounds the walk
+          ROW(.announced = 0), ROW(.announced = 1), ROW(.announced = 5), ROW(.announced = 6, .asked = { "PCI\\A" }),
+          ROW(.announced = 7, .asked = { "PCI\\A" }), ROW(.announced = 12, .asked = { "PCI\\A", "PCI\\B" }),
+          ROW(.announced = 4096, .asked = { "PCI\\A", "PCI\\B" }));
+
+TEST_P(DeviceListWalk, AsksTheCompleteDeviceIdsOfTheListAndNoOther)
+{
+    system.deviceList = row().list;
+    system.deviceListSize = row().announced;
+
+    EXPECT_EQ(locate(), 37U);
+    EXPECT_EQ(idsAsked(), row().asked);
+    EXPECT_EQ(system.heldBlocks(), 0U);
+}
+
+TEST_F(LocateInstallDirectory, ASystemThatAnnouncesNoSizeHasNoDevices)
+{
+    system.plugInFrameworkDevice("C:\\orq");
+    system.announcesListSize = false;
+
+    EXPECT_EQ(locate(), 37U);
+
+    EXPECT_THAT(system.calls, ElementsAre("CM_Get_Device_ID_List_SizeA PCI 0x101"));
 }
 
 }  // namespace

@@ -1,15 +1,17 @@
-// The event callback: which payloads count, what each event changes and logs, and what it leaves alone.
+// The event callback: which payloads count, what each event changes and logs, what it leaves alone, and when the
+// workload event asks the loop for a pause.
 #include "framework/events.h"
 #include "state/state.h"
 
-#include "tests/framework/event_inputs.h"
+#include "simulator/replay/recorded_log.h"
 #include "tests/support/diagnostic_log_inspector.h"
 #include "tests/support/guarded_block.h"
+#include "tests/support/rows.h"
 
 #include <gmock/gmock.h>
 
-#include <cstring>
 #include <new>
+#include <optional>
 #include <thread>
 
 namespace kelvane::tests {
@@ -20,202 +22,198 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr char startValues[] = "verbosity 1, scheme data none, scheme 0, slider 0 changed 0, raw 0, workload 0, "
-                               "pending 0, hold 0, seen 0, pause 0, disconnected 0, prevWorkload -1, status 0";
+using Texts = std::vector<std::string>;
 
 std::uint32_t deliver(std::uint32_t type, const OrqData* payload, const char* participant = nullptr)
 {
     return onFrameworkEvent(0, type, participant, payload);
 }
 
-std::uint32_t deliverWord(std::uint32_t type, std::uint32_t word)
+std::uint32_t deliverWord(std::uint32_t type, std::uint32_t word, const char* participant = nullptr)
 {
     const OrqData payload = { 3, &word, 4, 4 };
-    return deliver(type, &payload);
+    return deliver(type, &payload, participant);
 }
 
-void deliverScheme(std::uint32_t data1)
-{
-    unsigned char guid[16] = {};
-    std::memcpy(guid, &data1, sizeof data1);
-    const OrqData payload = { 3, guid, 16, 16 };
-    deliver(72, &payload);
-}
-
-TEST(EventCallback, StartsFromTheseValues) { EXPECT_EQ(eventInputs(), startValues); }
-
-TEST(EventCallback, APayloadCountsFromItsFullBufferLengthOn)
-{
-    struct Row {
-        std::uint32_t type;
-        std::uint32_t bytes;
-    };
-
-    constexpr Row rows[] = { { 34, 4 }, { 72, 16 }, { 106, 4 }, { 183, 4 } };
-    RecordedMessages log;
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.type);
-        const std::string before = eventInputs();
-        const GuardedBlock shortBlock(row.bytes - 1, 2);
-        const GuardedBlock block(row.bytes, 2);
-        const OrqData noBuffer = { 3, nullptr, row.bytes, row.bytes };
-        const OrqData empty = { 3, block.data(), 0, row.bytes };
-        const OrqData tooShort = { 3, shortBlock.data(), row.bytes - 1, row.bytes };
-        const OrqData enoughWithoutData = { 3, block.data(), row.bytes, 0 };
-        log.messages.clear();
-
-        EXPECT_EQ(deliver(row.type, nullptr), 0U);
-        EXPECT_EQ(deliver(row.type, &noBuffer), 0U);
-        EXPECT_EQ(deliver(row.type, &empty), 0U);
-        EXPECT_EQ(deliver(row.type, &tooShort), 0U);
-        EXPECT_EQ(eventInputs(), before);
-        EXPECT_THAT(log.messages, IsEmpty());
-
-        EXPECT_EQ(deliver(row.type, &enoughWithoutData), 0U);
-        EXPECT_NE(eventInputs(), before);
-        EXPECT_THAT(log.messages, SizeIs(row.type == 183 ? 0 : 1));
+class EventCallback : public testing::Test {
+protected:
+    EventCallback()
+    {
+        simulator::recordLog(
+            [this](int level, const std::string& text) { messages.push_back(std::to_string(level) + " " + text); });
     }
-}
 
-TEST(EventCallback, TheTypeOfThePayloadDoesNotMatter)
-{
-    std::uint32_t position = 2;
-    const OrqData payload = { 8, &position, 4, 4 };
+    ~EventCallback() override { simulator::recordLog(nullptr); }
 
-    deliver(106, &payload);
-
-    EXPECT_EQ(g_powerSlider, 2);
-}
-
-TEST(EventCallback, SuspendAndResumeAreLoggedForAParticipant)
-{
-    RecordedMessages log;
-
-    EXPECT_EQ(deliver(5, nullptr, "TCPU"), 0U);
-    EXPECT_EQ(deliver(6, nullptr, ""), 0U);
-
-    EXPECT_THAT(log.messages, ElementsAre("2 Participant suspended", "2 Participant resumed"));
-    EXPECT_EQ(eventInputs(), startValues);
-}
-
-TEST(EventCallback, SuspendAndResumeWithoutParticipantLogNothing)
-{
-    RecordedMessages log;
-
-    deliverWord(5, 1);
-    deliverWord(6, 1);
-
-    EXPECT_THAT(log.messages, IsEmpty());
-    EXPECT_EQ(eventInputs(), startValues);
-}
-
-TEST(EventCallback, LogVerbosityIsStoredAndLoggedAndTheServicesOwnStays)
-{
-    RecordedMessages log;
-
-    deliverWord(34, 3);
-    deliverWord(34, 4000000000);
-
-    EXPECT_THAT(log.messages, ElementsAre("2 Log verbosity changed to3", "2 Log verbosity changed to4000000000"));
-    EXPECT_EQ(eventInputs(), "verbosity 4000000000, scheme data none, scheme 0, slider 0 changed 0, raw 0, workload 0, "
-                             "pending 0, hold 0, seen 0, pause 0, disconnected 0, prevWorkload -1, status 0");
-    EXPECT_EQ(DiagnosticLogInspector::verbosity(), 2);
-}
-
-TEST(EventCallback, PowerSliderIsStoredFlaggedAndLogged)
-{
-    RecordedMessages log;
-
-    deliverWord(106, 50);
-
-    EXPECT_THAT(log.messages, ElementsAre("2 Event powerSlider type =50"));
-    EXPECT_EQ(eventInputs(), "verbosity 1, scheme data none, scheme 0, slider 50 changed 1, raw 0, workload 0, "
-                             "pending 0, hold 0, seen 0, pause 0, disconnected 0, prevWorkload -1, status 0");
-}
-
-TEST(EventCallback, PowerSliderIsFlaggedAgainAtTheSamePosition)
-{
-    deliverWord(106, 50);
-    g_powerSliderChanged = 0;
-
-    deliverWord(106, 50);
-
-    EXPECT_EQ(g_powerSlider, 50);
-    EXPECT_EQ(g_powerSliderChanged, 1);
-}
-
-TEST(EventCallback, PowerSchemeIsClassedByTheFirstWordOfItsGuid)
-{
-    struct Row {
-        std::uint32_t data1;
-        int scheme;
-        const char* message;
-    };
-
-    constexpr Row rows[] = {
-        { 0xA1841308, 0, "2 powerScheme type = 0data.Data1 =2709787400" },
-        { 0x381B4222, 1, "2 powerScheme type = 1data.Data1 =941310498" },
-        { 0x8C5E7FDA, 2, "2 powerScheme type = 2data.Data1 =2355003354" },
-        { 0, 1, "2 powerScheme type = 1data.Data1 =0" },
-        { 0xA1841309, 1, "2 powerScheme type = 1data.Data1 =2709787401" },
-        { 0x8C5E7FDB, 1, "2 powerScheme type = 1data.Data1 =2355003355" },
-        { 0xFFFFFFFF, 1, "2 powerScheme type = 1data.Data1 =4294967295" },
-    };
-    RecordedMessages log;
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.message);
-        g_powerScheme = 7;
-        log.messages.clear();
-
-        deliverScheme(row.data1);
-
-        EXPECT_EQ(g_powerScheme, row.scheme);
-        EXPECT_THAT(log.messages, ElementsAre(row.message));
+    // All variables that the callback writes, and some that it must not.
+    static Texts variables()
+    {
+        return {
+            "verbosity " + std::to_string(g_logVerbosity),
+            std::string("scheme data ") + (g_powerSchemeData ? "kept" : "none"),
+            "scheme " + std::to_string(g_powerScheme),
+            "slider " + std::to_string(g_powerSlider),
+            "slider changed " + std::to_string(g_powerSliderChanged),
+            "raw " + std::to_string(g_workloadRaw),
+            "workload " + std::to_string(g_workload),
+            "pending " + std::to_string(g_workloadEventPending),
+            "hold " + std::to_string(g_workloadEventHold),
+            "seen " + std::to_string(g_workloadEventSeen),
+            "pause " + std::to_string(PwrPause),
+            "disconnected " + std::to_string(g_orqDisconnected),
+            "prevWorkload " + std::to_string(prevWorkload),
+            "status " + std::to_string(g_orqStatus),
+            "service's own verbosity " + std::to_string(DiagnosticLogInspector::verbosity()),
+        };
     }
+
+    // Those that are not as they were when the test began.
+    Texts changes() const
+    {
+        Texts changed;
+        const Texts now = variables();
+        for (std::size_t i = 0; i < now.size(); ++i) {
+            if (now[i] != before[i]) changed.push_back(now[i]);
+        }
+        return changed;
+    }
+
+    Texts messages;  // "LEVEL TEXT"
+    const Texts before = variables();
+};
+
+TEST_F(EventCallback, StartsFromTheseValues)
+{
+    EXPECT_THAT(before, ElementsAre("verbosity 1", "scheme data none", "scheme 0", "slider 0", "slider changed 0",
+                                    "raw 0", "workload 0", "pending 0", "hold 0", "seen 0", "pause 0", "disconnected 0",
+                                    "prevWorkload -1", "status 0", "service's own verbosity 2"));
 }
 
-TEST(EventCallback, PowerSchemeKeepsThePointerToItsPayload)
+struct PayloadRow {
+    std::uint32_t type;
+    std::uint32_t bytes;
+};
+
+class EventPayload : public WithRow<EventCallback, PayloadRow> {};
+
+TEST_ROWS(EventPayload, ROW(.type = 34, .bytes = 4), ROW(.type = 72, .bytes = 16), ROW(.type = 106, .bytes = 4),
+          ROW(.type = 183, .bytes = 4));
+
+TEST_P(EventPayload, CountsFromItsFullBufferLengthOnWhateverItsTypeAndDataLength)
 {
-    unsigned char guid[16] = { 0xDA, 0x7F, 0x5E, 0x8C, 0x9A, 0xE7, 0x85, 0x4B };
-    const OrqData payload = { 3, guid, 16, 16 };
+    const auto [type, bytes] = row();
+    const GuardedBlock shortBlock(bytes - 1, 2);
+    const GuardedBlock block(bytes, 2);
+    const OrqData noBuffer = { 3, nullptr, bytes, bytes };
+    const OrqData empty = { 3, block.data(), 0, bytes };
+    const OrqData tooShort = { 3, shortBlock.data(), bytes - 1, bytes };
+    const OrqData enoughWithoutData = { 8, block.data(), bytes, 0 };
 
-    deliver(72, &payload);
+    for (const OrqData* const payload : { static_cast<const OrqData*>(nullptr), &noBuffer, &empty, &tooShort }) {
+        EXPECT_EQ(deliver(type, payload), 0U);
+        EXPECT_THAT(changes(), IsEmpty());
+        EXPECT_THAT(messages, IsEmpty());
+    }
 
-    EXPECT_EQ(g_powerSchemeData, guid);
-    EXPECT_EQ(eventInputs(), "verbosity 1, scheme data kept, scheme 2, slider 0 changed 0, raw 0, workload 0, "
-                             "pending 0, hold 0, seen 0, pause 0, disconnected 0, prevWorkload -1, status 0");
+    EXPECT_EQ(deliver(type, &enoughWithoutData), 0U);
+    EXPECT_FALSE(changes().empty());
+    EXPECT_THAT(messages, SizeIs(type == 183 ? 0 : 1));
 }
 
-TEST(EventCallback, PowerSchemeOfFifteenBytesChangesNothing)
+struct EventRow {
+    std::uint32_t type;
+    const char* participant = nullptr;
+    std::uint32_t word = 1;
+    Texts changes = {};
+    Texts messages = {};
+};
+
+class EventOfAWord : public WithRow<EventCallback, EventRow> {};
+
+TEST_ROWS(EventOfAWord,
+          // suspended and resumed, said of a participant
+          ROW(.type = 5, .participant = "TCPU", .messages = { "2 Participant suspended" }),
+          ROW(.type = 6, .participant = "", .messages = { "2 Participant resumed" }), ROW(.type = 5), ROW(.type = 6),
+          // the framework's verbosity
+          ROW(.type = 34, .word = 3, .changes = { "verbosity 3" }, .messages = { "2 Log verbosity changed to3" }),
+          ROW(.type = 34, .word = 4000000000, .changes = { "verbosity 4000000000" },
+              .messages = { "2 Log verbosity changed to4000000000" }),
+          // slider, workload, disconnection
+          ROW(.type = 106, .word = 50, .changes = { "slider 50", "slider changed 1" },
+              .messages = { "2 Event powerSlider type =50" }),
+          ROW(.type = 183, .changes = { "raw 1", "workload 5", "pending 1", "hold 4", "seen 1" }),
+          ROW(.type = 183, .participant = "TCPU", .word = 2,
+              .changes = { "raw 2", "workload 4", "pending 1", "hold 4", "seen 1" }),
+          ROW(.type = 10000, .changes = { "disconnected 1" }, .messages = { "4 Disconnected" }));
+
+TEST_P(EventOfAWord, ChangesAndLogsNothingElse)
 {
-    RecordedMessages log;
-    unsigned char guid[16] = { 0xDA, 0x7F, 0x5E, 0x8C };
-    const OrqData payload = { 3, guid, 15, 16 };
+    EXPECT_EQ(deliverWord(row().type, row().word, row().participant), 0U);
 
-    deliver(72, &payload);
-
-    EXPECT_EQ(eventInputs(), startValues);
-    EXPECT_THAT(log.messages, IsEmpty());
+    EXPECT_EQ(changes(), row().changes);
+    EXPECT_EQ(messages, row().messages);
 }
 
-TEST(EventCallback, DisconnectionIsNotedAndLoggedAsAnErrorAndTheSessionStays)
+TEST_F(EventCallback, DisconnectionNeedsNoPayloadAndTheSessionStays)
 {
-    RecordedMessages log;
     g_sessionHandle = 7;
     g_sessionOpen = 1;
 
     EXPECT_EQ(deliver(10000, nullptr), 0U);
 
-    EXPECT_THAT(log.messages, ElementsAre("4 Disconnected"));
-    EXPECT_EQ(eventInputs(), "verbosity 1, scheme data none, scheme 0, slider 0 changed 0, raw 0, workload 0, "
-                             "pending 0, hold 0, seen 0, pause 0, disconnected 1, prevWorkload -1, status 0");
+    EXPECT_THAT(changes(), ElementsAre("disconnected 1"));
     EXPECT_EQ(g_sessionHandle, 7U);
     EXPECT_EQ(g_sessionOpen, 1);
 }
 
-TEST(EventCallback, NoOtherTypeDoesAnything)
+TEST_F(EventCallback, FlagsAreSetAgainForTheSameValue)
 {
-    RecordedMessages log;
+    deliverWord(106, 50);
+    deliverWord(183, 1);
+    g_powerSliderChanged = 0;
+    g_workloadEventPending = 0;
+    g_workloadEventHold = 2;
+    g_workloadEventSeen = 0;
+
+    deliverWord(106, 50);
+    deliverWord(183, 1);
+
+    EXPECT_THAT(changes(),
+                ElementsAre("slider 50", "slider changed 1", "raw 1", "workload 5", "pending 1", "hold 4", "seen 1"));
+}
+
+struct SchemeRow {
+    std::uint32_t data1;
+    int scheme;
+    const char* message;
+};
+
+class PowerSchemeEvent : public WithRow<EventCallback, SchemeRow> {};
+
+TEST_ROWS(PowerSchemeEvent,
+          ROW(.data1 = 0xA1841308, .scheme = 0, .message = "2 powerScheme type = 0data.Data1 =2709787400"),
+          ROW(.data1 = 0x381B4222, .scheme = 1, .message = "2 powerScheme type = 1data.Data1 =941310498"),
+          ROW(.data1 = 0x8C5E7FDA, .scheme = 2, .message = "2 powerScheme type = 2data.Data1 =2355003354"),
+          ROW(.data1 = 0, .scheme = 1, .message = "2 powerScheme type = 1data.Data1 =0"),
+          ROW(.data1 = 0xA1841309, .scheme = 1, .message = "2 powerScheme type = 1data.Data1 =2709787401"),
+          ROW(.data1 = 0x8C5E7FDB, .scheme = 1, .message = "2 powerScheme type = 1data.Data1 =2355003355"),
+          ROW(.data1 = 0xFFFFFFFF, .scheme = 1, .message = "2 powerScheme type = 1data.Data1 =4294967295"));
+
+TEST_P(PowerSchemeEvent, IsClassedByTheFirstWordOfItsGuidAndKeepsThePointerToItsPayload)
+{
+    g_powerScheme = 7;
+    std::uint32_t guid[4] = { row().data1, 0x4B85E79A };
+    const OrqData payload = { 3, guid, 16, 16 };
+
+    deliver(72, &payload);
+
+    EXPECT_EQ(g_powerScheme, row().scheme);
+    EXPECT_EQ(g_powerSchemeData, guid);
+    EXPECT_THAT(messages, ElementsAre(row().message));
+}
+
+TEST_F(EventCallback, NoOtherTypeDoesAnything)
+{
     unsigned char bytes[16] = { 2 };
     const OrqData payload = { 3, bytes, 16, 16 };
     std::vector<std::uint32_t> types = { 9999, 10001, 65570, 0x80000022, 0xFFFFFFFF };
@@ -226,28 +224,28 @@ TEST(EventCallback, NoOtherTypeDoesAnything)
         EXPECT_EQ(deliver(type, &payload, "TCPU"), 0U) << type;
     }
 
-    EXPECT_EQ(eventInputs(), startValues);
-    EXPECT_THAT(log.messages, IsEmpty());
+    EXPECT_THAT(changes(), IsEmpty());
+    EXPECT_THAT(messages, IsEmpty());
 }
 
-TEST(EventCallback, LetsNoExceptionOutAndKeepsWhatItStored)
+TEST_F(EventCallback, LetsNoExceptionOutAndKeepsWhatItStored)
 {
+    std::uint32_t guid[4] = { 0x8C5E7FDA };
+    const OrqData scheme = { 3, guid, 16, 16 };
     simulator::recordLog([](int, const std::string&) { throw std::bad_alloc(); });
 
     EXPECT_NO_THROW(EXPECT_EQ(deliverWord(34, 3), 0U));
     EXPECT_NO_THROW(EXPECT_EQ(deliverWord(106, 50), 0U));
-    EXPECT_NO_THROW(deliverScheme(0x8C5E7FDA));
+    EXPECT_NO_THROW(EXPECT_EQ(deliver(72, &scheme), 0U));
     EXPECT_NO_THROW(EXPECT_EQ(deliver(10000, nullptr), 0U));
     EXPECT_NO_THROW(EXPECT_EQ(deliver(5, nullptr, "TCPU"), 0U));
 
-    EXPECT_EQ(eventInputs(), "verbosity 3, scheme data kept, scheme 2, slider 50 changed 1, raw 0, workload 0, "
-                             "pending 0, hold 0, seen 0, pause 0, disconnected 1, prevWorkload -1, status 0");
-    simulator::recordLog(nullptr);
+    EXPECT_THAT(changes(), ElementsAre("verbosity 3", "scheme data kept", "scheme 2", "slider 50", "slider changed 1",
+                                       "disconnected 1"));
 }
 
-TEST(EventCallback, OverlappingDeliveriesKeepTheirMessagesWhole)
+TEST_F(EventCallback, OverlappingDeliveriesKeepTheirMessagesWhole)
 {
-    RecordedMessages log;
     constexpr int threads = 4;
     constexpr int deliveries = 200;
     {
@@ -262,10 +260,60 @@ TEST(EventCallback, OverlappingDeliveriesKeepTheirMessagesWhole)
         }
     }
 
-    EXPECT_THAT(log.messages, SizeIs(800));
-    EXPECT_THAT(log.messages, Each("2 Event powerSlider type =50"));
-    EXPECT_EQ(eventInputs(), "verbosity 1, scheme data none, scheme 0, slider 50 changed 1, raw 1, workload 5, "
-                             "pending 1, hold 4, seen 1, pause 0, disconnected 0, prevWorkload -1, status 0");
+    EXPECT_THAT(messages, SizeIs(800));
+    EXPECT_THAT(messages, Each("2 Event powerSlider type =50"));
+    EXPECT_THAT(changes(),
+                ElementsAre("slider 50", "slider changed 1", "raw 1", "workload 5", "pending 1", "hold 4", "seen 1"));
+}
+
+struct ClassRow {
+    std::uint32_t raw;
+    int workload;
+};
+
+class WorkloadEvent : public WithRow<EventCallback, ClassRow> {};
+
+TEST_ROWS(WorkloadEvent, ROW(.raw = 0, .workload = 0), ROW(.raw = 1, .workload = 5), ROW(.raw = 2, .workload = 4),
+          ROW(.raw = 3, .workload = 3), ROW(.raw = 4, .workload = 4), ROW(.raw = 5, .workload = 5),
+          ROW(.raw = 6, .workload = 6), ROW(.raw = 2147483647, .workload = 2147483647),
+          ROW(.raw = 0xFFFFFFFF, .workload = -1));
+
+TEST_P(WorkloadEvent, MapsRawClassesOneAndTwoAndKeepsAllOthersWhateverItsContext)
+{
+    g_workload = 77;
+    std::uint32_t raw = row().raw;
+    const OrqData payload = { 3, &raw, 4, 4 };
+
+    onFrameworkEvent(99, 183, "TCPU", &payload);
+
+    EXPECT_EQ(g_workload, row().workload);
+    EXPECT_EQ(g_workloadRaw, row().raw);
+}
+
+struct PauseRow {
+    int previous;
+    std::vector<int> pauses = { 0, 0, 0, 0, 0, 0, 0 };  // after the raw classes 0 to 6
+};
+
+class WorkloadPause : public WithRow<EventCallback, PauseRow> {};
+
+TEST_ROWS(WorkloadPause, ROW(.previous = -1), ROW(.previous = 0), ROW(.previous = 1), ROW(.previous = 2),
+          ROW(.previous = 3, .pauses = { 0, 0, 1, 0, 1, 0, 0 }), ROW(.previous = 4),
+          ROW(.previous = 5, .pauses = { 1, 0, 1, 1, 1, 0, 1 }), ROW(.previous = 6));
+
+TEST_P(WorkloadPause, IsAskedForWhenTheClassLeavesFiveOrGoesFromThreeToFourAndNeverTakenBack)
+{
+    prevWorkload = row().previous;
+    for (std::uint32_t raw = 0; raw < 7; ++raw) {
+        PwrPause = 0;
+        deliverWord(183, raw);
+        EXPECT_EQ(PwrPause, row().pauses[raw]) << "raw " << raw;
+
+        PwrPause = 1;
+        deliverWord(183, raw);
+        EXPECT_EQ(PwrPause, 1) << "raw " << raw;
+    }
+    EXPECT_EQ(prevWorkload, row().previous);
 }
 
 }  // namespace

@@ -1,16 +1,19 @@
-// tests/framework/loaded_core.h: a fake core that Init has loaded, and the diagnostic log recorded beside its calls.
+// tests/framework/loaded_core.h: tests with a fake core that Init has loaded, and the diagnostic log recorded beside
+// its calls.
 #pragma once
 
 #include "framework/core_library.h"
 #include "simulator/replay/recorded_log.h"
 #include "tests/support/fake_system.h"
 
+#include <gtest/gtest.h>
+
 #include <stdexcept>
 
 namespace kelvane::tests {
 
-class LoadedCore {
-public:
+class LoadedCore : public testing::Test {
+protected:
     LoadedCore()
     {
         system.files["C:\\windows\\system32\\Tarvo\\ORQ\\orqcore.dll"] = 0x20;
@@ -21,10 +24,7 @@ public:
         });
     }
 
-    ~LoadedCore() { simulator::recordLog(nullptr); }
-
-    LoadedCore(const LoadedCore&) = delete;
-    LoadedCore& operator=(const LoadedCore&) = delete;
+    ~LoadedCore() override { simulator::recordLog(nullptr); }
 
     FakeSystem system;
     FakeCore& core = system.core;

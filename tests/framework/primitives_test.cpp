@@ -3,233 +3,132 @@
 #include "state/state.h"
 
 #include "tests/framework/loaded_core.h"
+#include "tests/support/rows.h"
 
 #include <gmock/gmock.h>
 
 #include <climits>
-#include <functional>
 
 namespace kelvane::tests {
 namespace {
 
 using testing::ElementsAre;
+using testing::SizeIs;
 
-constexpr SessionHandle session = 42;
-
-struct Primitive {
-    const char* name;
-    std::function<double()> run;
-    bool tracked;
+struct PrimitiveRow {
+    int (*get)(SessionHandle) = nullptr;
+    double (*getPower)(SessionHandle) = nullptr;
+    int (*set)(SessionHandle, std::uint32_t) = nullptr;
+    std::uint32_t value = 0;
+    bool tracked = false;  // in g_orqStatus
+    std::string command;   // with the descriptors
 };
 
-const Primitive primitives[] = {
-    { "getSocWorkload", [] { return getSocWorkload(session); }, true },
-    { "setPerfPreferenceMax", [] { return setPerfPreferenceMax(session, 1200); }, true },
-    { "setPerfPreferenceMin", [] { return setPerfPreferenceMin(session, 1200); }, true },
-    { "getIaClipReasons", [] { return getIaClipReasons(session); }, false },
-    { "getRaplPower", [] { return getRaplPower(session); }, false },
-    { "setRaplPowerLimit1", [] { return setRaplPowerLimit1(session, 1200); }, false },
-};
-
-TEST(Primitives, GettersSendTheirCommandAndAnEmptyResponse)
-{
-    LoadedCore machine;
-
-    getSocWorkload(42);
-    getIaClipReasons(42);
-    getRaplPower(42);
-
-    EXPECT_THAT(machine.calls,
-                ElementsAre("SessionExecute 42 | type 8, 40 of 40: execute-primitive TCPU GET_SOC_WORKLOAD\\0 | - | "
-                            "type 3, 0 of 4: 00 00 00 00",
-                            "SessionExecute 42 | type 8, 43 of 43: execute-primitive TCPU GET_IA_CLIP_REASONS\\0 | - | "
-                            "type 3, 0 of 4: 00 00 00 00",
-                            "SessionExecute 42 | type 8, 38 of 38: execute-primitive TCPU GET_RAPL_POWER\\0 | - | "
-                            "type 26, 0 of 4: 00 00 00 00"));
-}
-
-TEST(Primitives, SettersSendTheirCommandAndTheValue)
-{
-    LoadedCore machine;
-
-    setPerfPreferenceMax(42, 10000);
-    setPerfPreferenceMin(42, 0);
-    setRaplPowerLimit1(42, 0x89ABCDEF);
-
-    EXPECT_THAT(machine.calls,
-                ElementsAre("SessionExecute 42 | type 8, 47 of 47: execute-primitive TCPU SET_PERF_PREFERENCE_MAX\\0 | "
-                            "type 29, 4 of 4: 10 27 00 00 | -",
-                            "SessionExecute 42 | type 8, 47 of 47: execute-primitive TCPU SET_PERF_PREFERENCE_MIN\\0 | "
-                            "type 29, 4 of 4: 00 00 00 00 | -",
-                            "SessionExecute 42 | type 8, 46 of 46: execute-primitive TCPU SET_RAPL_POWER_LIMIT_1\\0 | "
-                            "type 26, 4 of 4: EF CD AB 89 | -"));
-}
-
-TEST(Primitives, TheCommandIsWholeAgainAfterACoreParsedItInPlace)
-{
-    LoadedCore machine;
-
-    for (const Primitive& primitive : primitives) {
-        SCOPED_TRACE(primitive.name);
-        machine.calls.clear();
-
-        primitive.run();
-        primitive.run();
-
-        ASSERT_EQ(machine.calls.size(), 2U);
-        EXPECT_EQ(machine.calls[0], machine.calls[1]);
+class Primitives : public WithRow<LoadedCore, PrimitiveRow> {
+protected:
+    Primitives()
+    {
+        core.onExecute = [this] { EXPECT_EQ(g_orqStatus, row().tracked ? 1800 : 77); };
     }
-}
 
-TEST(Primitives, PassAnyHandleOnWithoutLookingAtIt)
-{
-    LoadedCore machine;
-
-    setRaplPowerLimit1(noSession, 17000);
-
-    EXPECT_THAT(machine.calls, ElementsAre("SessionExecute 18446744073709551615 | type 8, 46 of 46: execute-primitive "
-                                           "TCPU SET_RAPL_POWER_LIMIT_1\\0 | type 26, 4 of 4: 68 42 00 00 | -"));
-}
-
-TEST(Primitives, GettersReturnTheWordThatTheCoreWrote)
-{
-    LoadedCore machine;
-    machine.core.reading = 0x12345678;
-
-    EXPECT_EQ(getSocWorkload(session), 305419896);
-    EXPECT_EQ(getIaClipReasons(session), 305419896);
-    EXPECT_EQ(getRaplPower(session), 305419896.0);
-}
-
-TEST(Primitives, GettersReturnZeroWhenTheCoreSucceedsWithoutWriting)
-{
-    LoadedCore machine;
-
-    EXPECT_EQ(getSocWorkload(session), 0);
-    EXPECT_EQ(getIaClipReasons(session), 0);
-    EXPECT_EQ(getRaplPower(session), 0.0);
-}
-
-TEST(Primitives, GettersReturnABitSetWithTheHighestBitAsNegative)
-{
-    LoadedCore machine;
-    machine.core.reading = 0x80000400;
-
-    EXPECT_EQ(getSocWorkload(session), -2147482624);
-    EXPECT_EQ(getIaClipReasons(session), -2147482624);
-}
-
-TEST(Primitives, AllOnesCannotBeToldFromFailureExceptAsPower)
-{
-    LoadedCore machine;
-    machine.core.reading = 0xFFFFFFFF;
-
-    EXPECT_EQ(getSocWorkload(session), -1);
-    EXPECT_EQ(getIaClipReasons(session), -1);
-    EXPECT_EQ(getRaplPower(session), 4294967295.0);
-}
-
-TEST(Primitives, PowerAboveTheRangeOfAnIntStaysPositive)
-{
-    LoadedCore machine;
-    machine.core.reading = 3000000000;
-
-    EXPECT_EQ(getRaplPower(session), 3000000000.0);
-}
-
-TEST(Primitives, SettersReturnZero)
-{
-    LoadedCore machine;
-
-    EXPECT_EQ(setPerfPreferenceMax(session, 5000), 0);
-    EXPECT_EQ(setPerfPreferenceMin(session, 5000), 0);
-    EXPECT_EQ(setRaplPowerLimit1(session, 5000), 0);
-}
-
-TEST(Primitives, AnyStatusButZeroIsAFailureWithoutPartialValueLogOrRetry)
-{
-    LoadedCore machine;
-    machine.core.reading = 777;
-
-    for (const int status : { 1003, 102, -5, 10000, INT_MIN }) {
-        machine.core.executeStatus = status;
-        for (const Primitive& primitive : primitives) {
-            SCOPED_TRACE(primitive.name + (" with status " + std::to_string(status)));
-            machine.calls.clear();
-
-            EXPECT_EQ(primitive.run(), -1.0);
-
-            EXPECT_EQ(machine.calls.size(), 1U);
-        }
-    }
-}
-
-TEST(Primitives, SuccessIsNotLoggedEither)
-{
-    LoadedCore machine;
-
-    for (const Primitive& primitive : primitives) {
-        machine.calls.clear();
-
-        primitive.run();
-
-        EXPECT_EQ(machine.calls.size(), 1U) << primitive.name;
-    }
-}
-
-TEST(Primitives, ThreeOfThemTrackTheFrameworksStatusAndTheOthersLeaveItAlone)
-{
-    LoadedCore machine;
-    int during = 0;
-    machine.core.onExecute = [&] { during = g_orqStatus; };
-
-    for (const int status : { 0, 1003, -5 }) {
-        machine.core.executeStatus = status;
-        for (const Primitive& primitive : primitives) {
-            SCOPED_TRACE(primitive.name + (" with status " + std::to_string(status)));
-            g_orqStatus = 77;
-
-            primitive.run();
-
-            EXPECT_EQ(during, primitive.tracked ? 1800 : 77);
-            EXPECT_EQ(g_orqStatus, primitive.tracked ? status : 77);
-        }
-    }
-}
-
-TEST(Primitives, WithoutACoreFailAndTheTrackedOnesReportTheEmptySlot)
-{
-    for (const Primitive& primitive : primitives) {
-        SCOPED_TRACE(primitive.name);
+    // With a session that is none: nobody looks at it.
+    double run() const
+    {
         g_orqStatus = 77;
+        if (row().get) return row().get(noSession);
+        if (row().getPower) return row().getPower(noSession);
+        return row().set(noSession, row().value);
+    }
+};
 
-        EXPECT_EQ(primitive.run(), -1.0);
+TEST_ROWS(
+    Primitives,
+    ROW(.get = getSocWorkload, .tracked = true,
+        .command = "40 of 40: execute-primitive TCPU GET_SOC_WORKLOAD\\0 | - | type 3, 0 of 4: 00 00 00 00"),
+    ROW(.get = getIaClipReasons,
+        .command = "43 of 43: execute-primitive TCPU GET_IA_CLIP_REASONS\\0 | - | type 3, 0 of 4: 00 00 00 00"),
+    ROW(.getPower = getRaplPower,
+        .command = "38 of 38: execute-primitive TCPU GET_RAPL_POWER\\0 | - | type 26, 0 of 4: 00 00 00 00"),
+    ROW(.set = setPerfPreferenceMax, .value = 10000, .tracked = true,
+        .command = "47 of 47: execute-primitive TCPU SET_PERF_PREFERENCE_MAX\\0 | type 29, 4 of 4: 10 27 00 00 | -"),
+    ROW(.set = setPerfPreferenceMin, .value = 0, .tracked = true,
+        .command = "47 of 47: execute-primitive TCPU SET_PERF_PREFERENCE_MIN\\0 | type 29, 4 of 4: 00 00 00 00 | -"),
+    ROW(.set = setRaplPowerLimit1, .value = 0x89ABCDEF,
+        .command = "46 of 46: execute-primitive TCPU SET_RAPL_POWER_LIMIT_1\\0 | type 26, 4 of 4: EF CD AB 89 | -"));
 
-        EXPECT_EQ(g_orqStatus, primitive.tracked ? 1400 : 77);
+TEST_P(Primitives, SendTheirCommandWholeAgainAfterACoreParsedItInPlaceAndLogNothing)
+{
+    EXPECT_EQ(run(), 0.0);  // a core that succeeds without writing
+    EXPECT_EQ(run(), 0.0);
+
+    const std::string call = "SessionExecute 18446744073709551615 | type 8, " + row().command;
+    EXPECT_THAT(calls, ElementsAre(call, call));
+    EXPECT_EQ(g_orqStatus, row().tracked ? 0 : 77);
+}
+
+TEST_P(Primitives, FailOnAnyStatusButZeroWithoutPartialValueLogOrRetry)
+{
+    core.reading = 777;
+    for (const int status : { 1003, 102, -5, 10000, INT_MIN }) {
+        core.executeStatus = status;
+        calls.clear();
+
+        EXPECT_EQ(run(), -1.0) << status;
+        EXPECT_THAT(calls, SizeIs(1)) << status;
+        EXPECT_EQ(g_orqStatus, row().tracked ? status : 77);
     }
 }
 
-TEST(ToMilliwatts, TruncatesTowardsZeroAndStaysInTheRangeOfAnInt)
+TEST_P(Primitives, WithoutACoreFailAndTheTrackedOnesReportTheEmptySlot)
 {
-    struct Row {
-        double reading;
-        int milliwatts;
-    };
+    unloadLibrary(g_loader);
 
-    constexpr Row rows[] = {
-        { 0.0, 0 },
-        { 1234.0, 1234 },
-        { 1234.99, 1234 },
-        { -0.9, 0 },
-        { -1.0, -1 },
-        { -1.9, -1 },
-        { 2147483647.0, 2147483647 },
-        { 2147483648.0, 2147483647 },
-        { 4294967295.0, 2147483647 },
-        { -2147483648.0, INT_MIN },
-        { -3000000000.0, INT_MIN },
-    };
-    for (const Row& row : rows) EXPECT_EQ(toMilliwatts(row.reading), row.milliwatts) << row.reading;
+    EXPECT_EQ(run(), -1.0);
+
+    EXPECT_EQ(g_orqStatus, row().tracked ? 1400 : 77);
+}
+
+struct ReadingRow {
+    std::uint32_t word;
+    int bits;  // of the workload and the clip reasons
+    double power;
+};
+
+class PrimitiveReading : public WithRow<LoadedCore, ReadingRow> {};
+
+TEST_ROWS(PrimitiveReading, ROW(.word = 0x12345678, .bits = 305419896, .power = 305419896),
+          // the highest bit makes a bit set negative, power never; all ones are -1, as a failure is
+          ROW(.word = 0x80000400, .bits = -2147482624, .power = 2147484672),
+          ROW(.word = 3000000000, .bits = -1294967296, .power = 3000000000),
+          ROW(.word = 0xFFFFFFFF, .bits = -1, .power = 4294967295));
+
+TEST_P(PrimitiveReading, IsTheWordThatTheCoreWrote)
+{
+    core.reading = row().word;
+
+    EXPECT_EQ(getSocWorkload(42), row().bits);
+    EXPECT_EQ(getIaClipReasons(42), row().bits);
+    EXPECT_EQ(getRaplPower(42), row().power);
+    EXPECT_THAT(system.callsOf("SessionExecute 42 "), SizeIs(3));
+}
+
+struct MilliwattsRow {
+    double reading;
+    int milliwatts;
+};
+
+class ToMilliwatts : public WithRow<testing::Test, MilliwattsRow> {};
+
+TEST_ROWS(ToMilliwatts, ROW(.reading = 0.0, .milliwatts = 0), ROW(.reading = 1234.0, .milliwatts = 1234),
+          ROW(.reading = 1234.99, .milliwatts = 1234), ROW(.reading = -0.9, .milliwatts = 0),
+          ROW(.reading = -1.0, .milliwatts = -1), ROW(.reading = -1.9, .milliwatts = -1),
+          ROW(.reading = 2147483647.0, .milliwatts = 2147483647), ROW(.reading = 2147483648.0, .milliwatts = INT_MAX),
+          ROW(.reading = 4294967295.0, .milliwatts = INT_MAX), ROW(.reading = -2147483648.0, .milliwatts = INT_MIN),
+          ROW(.reading = -3000000000.0, .milliwatts = INT_MIN));
+
+TEST_P(ToMilliwatts, TruncatesTowardsZeroAndStaysInTheRangeOfAnInt)
+{
+    EXPECT_EQ(toMilliwatts(row().reading), row().milliwatts);
 }
 
 }  // namespace

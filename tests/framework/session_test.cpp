@@ -36,6 +36,8 @@ void expectEmptySlots()
     EXPECT_EQ(UnregisterEvent(session, 34, nullptr, someCallback, 0), 1400);
 }
 
+class Sessions : public LoadedCore {};
+
 TEST(ApplicationRecord, NamesTheClientAndTheServerAndIsZeroElsewhere)
 {
     std::vector<unsigned char> bytes(2200);
@@ -65,60 +67,40 @@ TEST(ApplicationRecord, IsNotPassedWithoutAName)
     EXPECT_EQ(applicationRecord(), nullptr);
 }
 
-TEST(Sessions, CreateHandsTheRecordToTheCoreAndReturnsItsHandle)
+TEST_F(Sessions, CreateHandsTheRecordToTheCoreAndReturnsItsHandle)
 {
-    LoadedCore machine;
-    machine.core.session = session;
+    core.session = session;
 
     EXPECT_EQ(SessionCreate(applicationRecord()), 0x1122334455667788U);
 
-    EXPECT_THAT(machine.calls, ElementsAre("SessionCreate record"));
-    EXPECT_EQ(std::memcmp(machine.core.application.data(), &g_application, 2200), 0);
+    EXPECT_THAT(calls, ElementsAre("SessionCreate record"));
+    EXPECT_EQ(std::memcmp(core.application.data(), &g_application, 2200), 0);
 }
 
-TEST(Sessions, CreateHandsNullToTheCoreWhenTheApplicationHasNoName)
+TEST_F(Sessions, CreateHandsNullToTheCoreWhenTheApplicationHasNoNameAndReturnsItsRefusal)
 {
-    LoadedCore machine;
     g_application.name[0] = '\0';
-
-    EXPECT_EQ(SessionCreate(applicationRecord()), 42U);
-
-    EXPECT_THAT(machine.calls, ElementsAre("SessionCreate -"));
-}
-
-TEST(Sessions, CreateReturnsTheCoresRefusal)
-{
-    LoadedCore machine;
-    machine.core.session = 0xFFFFFFFFFFFFFFFF;
+    core.session = 0xFFFFFFFFFFFFFFFF;
 
     EXPECT_EQ(SessionCreate(applicationRecord()), noSession);
+
+    EXPECT_THAT(calls, ElementsAre("SessionCreate -"));
 }
 
-TEST(Sessions, ConnectDisconnectAndDestroyReachTheirSlotsWithTheSession)
+TEST_F(Sessions, ConnectDisconnectAndDestroyReachTheirSlotsWithTheSession)
 {
-    LoadedCore machine;
-    machine.core.connectStatus = 3703;
+    core.connectStatus = 3703;
 
     EXPECT_EQ(SessionConnect(session), 3703);
     SessionDisconnect(session);
     SessionDestroy(session);
 
-    EXPECT_THAT(machine.calls,
-                ElementsAre("SessionConnect 1234605616436508552", "SessionDisconnect 1234605616436508552",
-                            "SessionDestroy 1234605616436508552"));
+    EXPECT_THAT(calls, ElementsAre("SessionConnect 1234605616436508552", "SessionDisconnect 1234605616436508552",
+                                   "SessionDestroy 1234605616436508552"));
 }
 
-TEST(Sessions, ConnectReturnsSuccess)
+TEST_F(Sessions, ExecutePassesItsThreeDescriptorsOnNullOnesToo)
 {
-    LoadedCore machine;
-
-    EXPECT_EQ(SessionConnect(session), 0);
-}
-
-TEST(Sessions, ExecutePassesItsThreeDescriptorsOn)
-{
-    LoadedCore machine;
-    machine.core.executeStatus = 1500;
     char text[] = "go";
     unsigned char in[] = { 0x01, 0xFE };
     unsigned char out[] = { 0x00, 0x0A, 0xB0 };
@@ -126,76 +108,57 @@ TEST(Sessions, ExecutePassesItsThreeDescriptorsOn)
     const OrqData request = { 26, in, 2, 1 };
     OrqData response = { 3, out, 3, 0 };
 
+    EXPECT_EQ(SessionExecute(session, &command, nullptr, nullptr), 0);
+    core.executeStatus = 1500;
+    std::strcpy(text, "go");  // the core parsed it in place
     EXPECT_EQ(SessionExecute(session, &command, &request, &response), 1500);
 
-    EXPECT_THAT(machine.calls, ElementsAre("SessionExecute 1234605616436508552 | type 8, 3 of 3: go\\0 | "
-                                           "type 26, 1 of 2: 01 FE | type 3, 0 of 3: 00 0A B0"));
+    EXPECT_THAT(calls, ElementsAre("SessionExecute 1234605616436508552 | type 8, 3 of 3: go\\0 | - | -",
+                                   "SessionExecute 1234605616436508552 | type 8, 3 of 3: go\\0 | "
+                                   "type 26, 1 of 2: 01 FE | type 3, 0 of 3: 00 0A B0"));
 }
 
-TEST(Sessions, ExecutePassesNullDescriptorsOn)
+TEST_F(Sessions, EventOperationsPassTheirArgumentsOn)
 {
-    LoadedCore machine;
-    char text[] = "go";
-    const OrqData command = { 8, text, 3, 3 };
-
-    EXPECT_EQ(SessionExecute(session, &command, nullptr, nullptr), 0);
-
-    EXPECT_THAT(machine.calls, ElementsAre("SessionExecute 1234605616436508552 | type 8, 3 of 3: go\\0 | - | -"));
-}
-
-TEST(Sessions, EventOperationsPassTheirArgumentsOn)
-{
-    LoadedCore machine;
-    machine.core.registerStatus[4000000000] = 3601;
-    machine.core.unregisterStatus = 3500;
+    core.registerStatus[4000000000] = 3601;
+    core.unregisterStatus = 3500;
 
     EXPECT_EQ(RegisterEvent(session, 4000000000, "TCPU", someCallback, 18446744073709551614U), 3601);
     EXPECT_EQ(UnregisterEvent(session, 34, nullptr, someCallback, 5), 3500);
 
-    EXPECT_THAT(machine.calls, ElementsAre("RegisterEvent 1234605616436508552 4000000000 TCPU 18446744073709551614",
-                                           "UnregisterEvent 1234605616436508552 34 - 5"));
-    EXPECT_THAT(machine.core.callbacks, ElementsAre(&someCallback, &someCallback));
+    EXPECT_THAT(calls, ElementsAre("RegisterEvent 1234605616436508552 4000000000 TCPU 18446744073709551614",
+                                   "UnregisterEvent 1234605616436508552 34 - 5"));
+    EXPECT_THAT(core.callbacks, ElementsAre(&someCallback, &someCallback));
 }
 
-TEST(Sessions, BeforeInitEverySlotIsEmpty)
+TEST(SessionsBeforeInit, FindEverySlotEmpty) { expectEmptySlots(); }
+
+TEST_F(Sessions, AfterARefusedRestartEverySlotIsEmptyAgain)
 {
-    FakeSystem system;
-
-    expectEmptySlots();
-
-    EXPECT_THAT(system.calls, IsEmpty());
-}
-
-TEST(Sessions, AfterARefusedRestartEverySlotIsEmptyAgain)
-{
-    LoadedCore machine;
-    machine.core.interfaceStatus = 1003;
+    core.interfaceStatus = 1003;
     ASSERT_EQ(Init(), 1003);
-    machine.calls.clear();
+    calls.clear();
 
     expectEmptySlots();
 
-    EXPECT_THAT(machine.calls, IsEmpty());
+    EXPECT_THAT(calls, IsEmpty());
 }
 
-TEST(Sessions, DisconnectDoesNothingWithACoreThatHasNoSuchSlot)
+TEST_F(Sessions, DisconnectDoesNothingWithACoreThatHasNoSuchSlot)
 {
-    LoadedCore machine;
-    machine.core.emptySlots = { 7 };
+    core.emptySlots = { 7 };
     ASSERT_EQ(Init(), 0);
-    machine.calls.clear();
+    calls.clear();
 
     SessionDisconnect(session);
     SessionDestroy(session);
 
-    EXPECT_THAT(machine.calls, ElementsAre("SessionDestroy 1234605616436508552"));
+    EXPECT_THAT(calls, ElementsAre("SessionDestroy 1234605616436508552"));
 }
 
 // The core's slots 2, 3 and 8 throw when they are called.
-TEST(Sessions, AWholeLifeCallsNoOtherSlotAndNeverUnloadsTheCore)
+TEST_F(Sessions, AWholeLifeCallsNoOtherSlotAndNeverUnloadsTheCore)
 {
-    LoadedCore machine;
-
     const SessionHandle handle = SessionCreate(applicationRecord());
     EXPECT_EQ(SessionConnect(handle), 0);
     EXPECT_EQ(registerEvents(handle), 0);
@@ -205,11 +168,11 @@ TEST(Sessions, AWholeLifeCallsNoOtherSlotAndNeverUnloadsTheCore)
     SessionDisconnect(handle);
     SessionDestroy(handle);
 
-    EXPECT_THAT(machine.system.callsOf("FreeLibrary"), IsEmpty());
-    EXPECT_THAT(machine.system.callsOf("Session"), SizeIs(6));
-    EXPECT_THAT(machine.system.callsOf("RegisterEvent"), SizeIs(6));
-    EXPECT_THAT(machine.system.callsOf("UnregisterEvent"), SizeIs(6));
-    EXPECT_EQ(machine.calls.back(), "SessionDestroy 42");
+    EXPECT_THAT(system.callsOf("FreeLibrary"), IsEmpty());
+    EXPECT_THAT(system.callsOf("Session"), SizeIs(6));
+    EXPECT_THAT(system.callsOf("RegisterEvent"), SizeIs(6));
+    EXPECT_THAT(system.callsOf("UnregisterEvent"), SizeIs(6));
+    EXPECT_EQ(calls.back(), "SessionDestroy 42");
 }
 
 }  // namespace
