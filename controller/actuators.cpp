@@ -27,7 +27,8 @@ void reportFailure(int result)
 void writeCeiling(int value)
 {
     if (kv_off_f == 0) kv_off_f = 1;
-    if (appliedPrefMax != fullPreference && value >= fullPreference) PrevPerf = appliedPrefMax.load();
+    const int applied = appliedPrefMax;
+    if (applied != fullPreference && value >= fullPreference) PrevPerf = applied;
     const int w = writablePreference(value);
     if (w != appliedPrefMax) reportFailure(setPerfPreferenceMax(g_sessionHandle, static_cast<unsigned>(w)));
     appliedPrefMax = w;

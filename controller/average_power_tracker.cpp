@@ -67,13 +67,14 @@ void countBurstDown(int p)
 
 void countWorkloadChangeDown(int p)
 {
+    const int workload = g_workload;
     if (g_workloadEventHold > 1) {
         g_workloadEventHold -= 1;
-    } else if (g_workloadEventHold == 1 && NewPID != 1 && prevWorkload != g_workload) {
+    } else if (g_workloadEventHold == 1 && NewPID != 1 && prevWorkload != workload) {
         resetAverage(p);
         g_workloadEventPending = 0;
         g_workloadEventHold = -1;
-        prevWorkload = g_workload.load();
+        prevWorkload = workload;
     }
 }
 

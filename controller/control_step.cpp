@@ -229,7 +229,7 @@ void handleProcessStart(LoopState& loop)
 {
     if (PID_Change == 0) return;
     logLine(logInfo, " **** PIDx- 0 PIC *Pkg power = ", pkgPower, " *Perf Max = ", loop.prefMax,
-            " *pkgPowerPrev = ", pkgPowerPrev, " *pName = ", processName(), " *WLC ==: ", g_workload,
+            " *pkgPowerPrev = ", pkgPowerPrev, " *pName = ", processName, " *WLC ==: ", g_workload,
             " *noOfPids ==: ", noOfPids);
     if (noOfPids != 0 && (pkgPower >= std::int64_t{ pkgPowerPrev } + 1000 || pkgPower >= highPowerMw)) {
         forgetTrackedProcess();

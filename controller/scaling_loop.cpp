@@ -22,12 +22,14 @@ constexpr int initialPowerReads = 5;
 constexpr int maxConnectAttempts = 1;
 constexpr std::uint32_t loopResult = 0xFFFFFFFF;
 
+// A process start meanwhile may store another status: the result itself decides.
 bool initializeFramework()
 {
     g_orqStatus = TOVA_OK;
-    g_orqStatus = Init();
+    const int status = Init();
+    g_orqStatus = status;
     logLine(logDebug, "KV scaling is started : ");
-    if (g_orqStatus == TOVA_OK) return true;
+    if (status == TOVA_OK) return true;
     logLine(logDebug, " KV Start MS/CS is initializing the ORQ, Scaling is stopped ");
     return false;
 }
@@ -65,8 +67,9 @@ void readInitialPower()
 
 void followEvents()
 {
-    g_orqStatus = registerEvents(g_sessionHandle);
-    if (g_orqStatus != TOVA_OK) {
+    const int status = registerEvents(g_sessionHandle);
+    g_orqStatus = status;
+    if (status != TOVA_OK) {
         logLine(logError, "OrqCore workload classification SessionExecute failed");
     } else {
         logLine(logInfo, "workload classification is success : ");

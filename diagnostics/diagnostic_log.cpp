@@ -55,7 +55,7 @@ DiagnosticLog& DiagnosticLog::operator<<(const std::string& piece)
     return *this;
 }
 
-DiagnosticLog& DiagnosticLog::operator<<(const char* piece) { return *this << std::string(piece); }
+DiagnosticLog& DiagnosticLog::operator<<(const char* piece) { return *this << std::string(asText(piece)); }
 
 void DiagnosticLog::selectLevel(const std::string& key, int level)
 {
@@ -94,6 +94,14 @@ void DiagnosticLog::flushAllThreads()
     texts.clear();
     levels.clear();
     flushFile();
+}
+
+void DiagnosticLog::dropThread(const std::string& key)
+{
+    const std::lock_guard tables(tableLock);
+    texts.erase(key);
+    levels.erase(key);
+    noteEntries();
 }
 
 void DiagnosticLog::noteEntries()

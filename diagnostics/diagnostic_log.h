@@ -17,6 +17,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace kelvane {
 
@@ -54,6 +55,7 @@ public:
     const std::string& path() const;
 
     // The whole of one message: the same as the insertions one by one, "\n" included, but the thread is named once.
+    // Where memory runs out, the thread's text and level are dropped, and the exception goes on.
     template<class... Pieces>
     void message(int level, const Pieces&... pieces);
 
@@ -73,6 +75,7 @@ private:
     void insert(const std::string& key, std::string_view piece);
     void flushThread(const std::string& key);
     void flushAllThreads();
+    void dropThread(const std::string& key);
     void noteEntries();
 
     // The file (log_file.cpp, or the replay program's recorder in its place).
@@ -102,8 +105,8 @@ private:
 // Local time as ctime_s has it, its final line feed included.
 std::string logTimeStamp();
 
-// What a value looks like in a message.
-inline const char* asText(const char* text) { return text; }
+// What a value looks like in a message. A null text is an empty one.
+inline const char* asText(const char* text) { return text ? text : ""; }
 
 inline const std::string& asText(const std::string& text) { return text; }
 
@@ -116,7 +119,7 @@ std::string asText(const std::atomic<Number>& number)
 }
 
 // Whether a piece ends the message before its last one. Numbers never do; for a literal the compiler knows.
-inline bool endsMessage(const char* text) { return std::string_view(text).ends_with('\n'); }
+inline bool endsMessage(const char* text) { return std::string_view(asText(text)).ends_with('\n'); }
 
 inline bool endsMessage(const std::string& text) { return text.ends_with('\n'); }
 
@@ -130,19 +133,45 @@ template<class... Pieces>
 void DiagnosticLog::message(int level, const Pieces&... pieces)
 {
     const std::string key = threadKey();
-    selectLevel(key, level);
-    (insert(key, asText(pieces)), ...);
-    insert(key, "\n");
+    try {
+        selectLevel(key, level);
+        (insert(key, asText(pieces)), ...);
+        insert(key, "\n");
+    } catch (...) {
+        dropThread(key);
+        throw;
+    }
+}
+
+// A piece may be a function that makes the text: what it throws is then no business of its caller.
+template<class Piece>
+decltype(auto) valueOf(const Piece& piece)
+{
+    if constexpr (std::is_invocable_v<const Piece&>) {
+        return piece();
+    } else {
+        return (piece);
+    }
+}
+
+template<class... Values>
+void logValues(int level, const Values&... values)
+{
+    DiagnosticLog& log = DiagnosticLog::instance();
+    if (log.leavesNoTrace(level) && !(endsMessage(values) || ...)) return;
+    log.message(level, values...);
 }
 
 // Writes one message: the pieces, numbers in decimal, and the closing "\n". A message that nobody will ever see is not
-// even put together.
+// even put together; one for which there is no memory is lost as a whole, and nothing else happens.
 template<class... Pieces>
-void logLine(int level, const Pieces&... pieces)
+void logLine(int level, const Pieces&... pieces) noexcept
 {
-    DiagnosticLog& log = DiagnosticLog::instance();
-    if (log.leavesNoTrace(level) && !(endsMessage(pieces) || ...)) return;
-    log.message(level, pieces...);
+    try {
+        logValues(level, valueOf(pieces)...);
+    } catch (...) {
+        // The log is the only place that could tell.
+    }
 }
 
 }  // namespace kelvane

@@ -8,11 +8,11 @@ namespace kelvane {
 
 const wchar_t serviceName[] = KELVANE_PRODUCT;
 
-void reportServiceEvent(const std::wstring& message)
+void reportServiceEvent(const wchar_t* message) noexcept
 {
     HANDLE source = RegisterEventSourceW(nullptr, serviceName);
     if (!source) return;
-    const wchar_t* strings[] = { serviceName, message.c_str() };
+    const wchar_t* strings[] = { serviceName, message };
     ReportEventW(source, EVENTLOG_ERROR_TYPE, 0, 0, nullptr, 2, 0, strings, nullptr);
     DeregisterEventSource(source);
 }

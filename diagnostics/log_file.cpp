@@ -14,6 +14,7 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <new>
 #include <stdexcept>
 
 namespace kelvane {
@@ -72,8 +73,13 @@ bool DiagnosticLog::writesLevel(int level) { return level == 0 || level == 3 || 
 void DiagnosticLog::writeLine(int level, const std::string& text)
 {
     if (!opened || !writesLevel(level)) return;
-    const std::string line = openingBracket + timeStamp() + closingBracket + openingBracket + levelWord(level) +
-                             closingBracket + " " + text + "\n";
+    std::string line;
+    try {
+        line = openingBracket + timeStamp() + closingBracket + openingBracket + levelWord(level) + closingBracket +
+               " " + text + "\n";
+    } catch (const std::bad_alloc&) {
+        return;  // the line is lost, whosever it is: those of other threads that are due with it are not
+    }
     const std::lock_guard lock(lineLock);
     if (echo == 1) {
         std::fwrite(line.data(), 1, line.size(), stdout);

@@ -14,8 +14,10 @@ const char* const g_serviceDataFileName = "KVServicedata.txt";
 // The message is taken by value: callers hand over texts that they put together.
 void writeServiceData(std::string message)  // NOLINT(performance-unnecessary-value-param)
 {
-    std::ofstream file(g_serviceDataFileName, std::ios::out | std::ios::app);
-    file << formatTimestamp("%Y/%m/%d %H:%M:%S:") << "," << message << std::endl;
+    const std::string line = formatTimestamp("%Y/%m/%d %H:%M:%S:") + "," + message + "\r\n";
+    // In binary mode a line goes to the file as it is, in one write: the lines of two threads do not tear each other.
+    std::ofstream file(g_serviceDataFileName, std::ios::out | std::ios::app | std::ios::binary);
+    file.write(line.data(), static_cast<std::streamsize>(line.size()));
 }
 
 std::string formatTimestamp(const std::string& format)

@@ -143,9 +143,9 @@ void subscribeToStandby()
     }
     const DWORD error = GetLastError();
     if (error == ERROR_EVT_CHANNEL_NOT_FOUND) {
-        logLine(logError, "Channel was not found", toAnsi(standbyChannel));
+        logLine(logError, "Channel was not found", [] { return toAnsi(standbyChannel); });
     } else if (error == ERROR_EVT_INVALID_QUERY) {
-        logLine(logError, "The query is not valid", toAnsi(standbyQuery));
+        logLine(logError, "The query is not valid", [] { return toAnsi(standbyQuery); });
     } else {
         logLine(logError, "EvtSubscribe failed with", error);
     }
@@ -227,25 +227,15 @@ int runOnce()
 {
     DiagnosticLog::instance().open();
     DiagnosticLog::instance().configure(0, "info");
-    if (g_engineStarted == 1) {
+    if (g_engineStarted.exchange(1) == 1) {
         g_startReentered = 1;
         return endedWell;
     }
-    g_engineStarted = 1;
     g_engineState = engineRunning;
     Engine engine;
     if (!startUp(engine)) return endedEarly;
     runLoop();
     return tearDown(engine);
-}
-
-void logException(const char* text)
-{
-    try {
-        logLine(logError, text);
-    } catch (...) {
-        // Out of memory for the line itself.
-    }
 }
 
 }  // namespace
@@ -255,9 +245,9 @@ int runEngine(int /*unused*/)
     try {
         return runOnce();
     } catch (const std::exception&) {
-        logException("Start function Exception occurre ");
+        logLine(logError, "Start function Exception occurre ");
     } catch (...) {
-        logException("Catch...start function Exception occurre ");
+        logLine(logError, "Catch...start function Exception occurre ");
     }
     return endedEarly;
 }

@@ -106,7 +106,7 @@ void handleBatch(LONG objectCount, IWbemClassObject** objects)
         for (LONG pass = 0; pass < objectCount; ++pass) handleProcess(objects ? objects[0] : nullptr);
     } catch (const _com_error& error) {
         logLine(logError, "caught _com_error:", error.Error());
-        logLine(logError, "caught Description:", narrowed(error.Description()));
+        logLine(logError, "caught Description:", [&] { return narrowed(error.Description()); });
         logLine(logError, "caught ErrorMessage:", error.ErrorMessage());
     }
 }

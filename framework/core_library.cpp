@@ -3,9 +3,11 @@
 
 #include "framework/status.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 namespace kelvane {
 
@@ -15,6 +17,7 @@ namespace {
 
 constexpr char coreLibraryName[] = "orqcore.dll";
 constexpr char exportName[] = "GetOrqInterface";
+constexpr std::size_t messageInsertsMax = 99;  // a text of the system's names its inserts %1 to %99
 
 constexpr OrqInterface emptyInterface = {};
 std::atomic<const OrqInterface*> currentInterface = &emptyInterface;
@@ -173,8 +176,9 @@ const char* systemErrorText(ModuleRecord* record)
 {
     if (!record || record->lastError == ERROR_SUCCESS) return "N/A";
     freeErrorText(*record);
-    DWORD_PTR inserts[] = { reinterpret_cast<DWORD_PTR>("Library"), reinterpret_cast<DWORD_PTR>(""),
-                            reinterpret_cast<DWORD_PTR>("") };
+    DWORD_PTR inserts[messageInsertsMax];
+    std::fill(std::begin(inserts), std::end(inserts), reinterpret_cast<DWORD_PTR>(""));
+    inserts[0] = reinterpret_cast<DWORD_PTR>("Library");
     FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_ARGUMENT_ARRAY, nullptr,
                    record->lastError, 0, reinterpret_cast<LPSTR>(&record->errorText), 0,
                    reinterpret_cast<va_list*>(inserts));

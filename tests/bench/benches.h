@@ -1,35 +1,24 @@
 // tests/bench/benches.h: the things whose cost is counted; "least" is the smallest code that makes the same calls.
 #pragma once
 
+#include "tests/bench/meter.h"
+
 #include <cstdint>
+#include <functional>
+#include <vector>
 
 namespace kelvane::bench {
 
-struct Result {
-    int units;  // steps, samples, messages: the cost is to be shared among them
+struct Thing {
+    const char* name;
+    std::function<Result()> count;
 };
 
-Result quietStep();
-Result leastQuietStep();
-Result idleStep();
-Result leastIdleStep();
-Result rampStep();
-Result leastRampStep();
-Result clipStep();
-Result leastClipStep();
-Result processStartStep();
-Result leastProcessStartStep();
-Result sample();
-Result leastSample();
+using Things = std::vector<Thing>;
 
-Result droppedMessage();
-Result writtenMessage();
-Result leastWrittenMessage();
-
-Result listedStart();
-Result actingStart();
-Result startToWrite();
-Result leastStart();
+Things loopThings();
+Things messageThings();
+Things startThings();
 
 struct HeapOverDay {
     std::int64_t afterFirstHour = 0;  // bytes

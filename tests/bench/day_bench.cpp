@@ -9,7 +9,6 @@
 #include "simulator/platform/process_event.h"
 #include "simulator/platform/simulated_core.h"
 #include "tests/bench/machine.h"
-#include "tests/bench/meter.h"
 
 #include <array>
 

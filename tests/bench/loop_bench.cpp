@@ -8,7 +8,6 @@
 #include "simulator/platform/process_event.h"
 #include "simulator/platform/simulated_core.h"
 #include "tests/bench/machine.h"
-#include "tests/bench/meter.h"
 
 namespace kelvane::bench {
 
@@ -82,10 +81,7 @@ Result leastSteps(Script present)
     std::vector<Call> calls;
     const auto record = [&] { machine.calls = &calls; };
     runLoop(present, record, [] {});
-    begin();
-    repeat(calls);
-    end();
-    return { measuredSteps };
+    return counted(measuredSteps, [&] { repeat(calls); });
 }
 
 constexpr int measuredProbes = 100;
@@ -95,37 +91,11 @@ void probes()
     for (int i = 0; i < measuredProbes; ++i) powerRampProbe(1, 5000, 17000, probeSleepMs);
 }
 
-}  // namespace
-
-Result quietStep() { return steps(quiet); }
-
-Result leastQuietStep() { return leastSteps(quiet); }
-
-Result idleStep() { return steps(atRest); }
-
-Result leastIdleStep() { return leastSteps(atRest); }
-
-Result rampStep() { return steps(ramp); }
-
-Result leastRampStep() { return leastSteps(ramp); }
-
-Result clipStep() { return steps(clip); }
-
-Result leastClipStep() { return leastSteps(clip); }
-
-Result processStartStep() { return steps(processStart); }
-
-Result leastProcessStartStep() { return leastSteps(processStart); }
-
 Result sample()
 {
     startWithCore();
     power(3000);
-    probes();
-    begin();
-    probes();
-    end();
-    return { measuredProbes * probeSamples };
+    return countedWarm(measuredProbes * probeSamples, probes);
 }
 
 Result leastSample()
@@ -136,10 +106,27 @@ Result leastSample()
     machine.calls = &calls;
     probes();
     machine.calls = nullptr;
-    begin();
-    repeat(calls);
-    end();
-    return { measuredProbes * probeSamples };
+    return counted(measuredProbes * probeSamples, [&] { repeat(calls); });
+}
+
+}  // namespace
+
+Things loopThings()
+{
+    return {
+        { "quiet-step", [] { return steps(quiet); } },
+        { "least-quiet-step", [] { return leastSteps(quiet); } },
+        { "idle-step", [] { return steps(atRest); } },
+        { "least-idle-step", [] { return leastSteps(atRest); } },
+        { "ramp-step", [] { return steps(ramp); } },
+        { "least-ramp-step", [] { return leastSteps(ramp); } },
+        { "clip-step", [] { return steps(clip); } },
+        { "least-clip-step", [] { return leastSteps(clip); } },
+        { "process-start-step", [] { return steps(processStart); } },
+        { "least-process-start-step", [] { return leastSteps(processStart); } },
+        { "sample", sample },
+        { "least-sample", leastSample },
+    };
 }
 
 }  // namespace kelvane::bench

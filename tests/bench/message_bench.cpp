@@ -3,7 +3,6 @@
 
 #include "diagnostics/diagnostic_log.h"
 #include "tests/bench/machine.h"
-#include "tests/bench/meter.h"
 
 #include <array>
 #include <cstdio>
@@ -27,11 +26,7 @@ void writeMessages(int level)
 Result countMessages(int level)
 {
     startMachine();
-    writeMessages(level);
-    begin();
-    writeMessages(level);
-    end();
-    return { messages };
+    return countedWarm(messages, [level] { writeMessages(level); });
 }
 
 void writeWithoutLog(std::ofstream& file, int i)
@@ -47,20 +42,23 @@ void writeWithoutLog(std::ofstream& file, int i)
     file.write(line.data(), length).flush();
 }
 
-}  // namespace
-
-Result droppedMessage() { return countMessages(logInfo); }
-
-Result writtenMessage() { return countMessages(logDebug); }
-
 Result leastWrittenMessage()
 {
     std::ofstream file("/dev/null");
-    for (int i = 0; i < messages; ++i) writeWithoutLog(file, i);
-    begin();
-    for (int i = 0; i < messages; ++i) writeWithoutLog(file, i);
-    end();
-    return { messages };
+    return countedWarm(messages, [&file] {
+        for (int i = 0; i < messages; ++i) writeWithoutLog(file, i);
+    });
+}
+
+}  // namespace
+
+Things messageThings()
+{
+    return {
+        { "dropped-message", [] { return countMessages(logInfo); } },
+        { "written-message", [] { return countMessages(logDebug); } },
+        { "least-written-message", leastWrittenMessage },
+    };
 }
 
 }  // namespace kelvane::bench

@@ -13,14 +13,14 @@ namespace {
 
 bool measuring = false;
 bool aside = false;
-std::uint64_t counted = 0;
+std::uint64_t allocationCount = 0;
 std::int64_t live = 0;
 
 void* allocate(std::size_t bytes)
 {
     void* const memory = std::malloc(bytes);
     if (!memory) throw std::bad_alloc();
-    if (measuring && !aside) counted += 1;
+    if (measuring && !aside) allocationCount += 1;
     live += static_cast<std::int64_t>(malloc_usable_size(memory));
     return memory;
 }
@@ -57,7 +57,7 @@ Aside::~Aside()
     CALLGRIND_TOGGLE_COLLECT;
 }
 
-std::uint64_t allocations() { return counted; }
+std::uint64_t allocations() { return allocationCount; }
 
 std::int64_t heapBytes() { return live; }
 

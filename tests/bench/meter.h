@@ -20,6 +20,28 @@ public:
     Aside& operator=(const Aside&) = delete;
 };
 
+struct Result {
+    int units;  // steps, samples, messages: the cost is to be shared among them
+};
+
+// The cost of `work`.
+template<class Work>
+Result counted(int units, const Work& work)
+{
+    begin();
+    work();
+    end();
+    return { units };
+}
+
+// The same when it was done once before.
+template<class Work>
+Result countedWarm(int units, const Work& work)
+{
+    work();
+    return counted(units, work);
+}
+
 std::uint64_t allocations();
 
 std::int64_t heapBytes();  // allocated and not yet freed, counted or not

@@ -6,7 +6,6 @@
 #include "engine/event_sink.h"
 #include "simulator/platform/process_event.h"
 #include "tests/bench/machine.h"
-#include "tests/bench/meter.h"
 
 #include <optional>
 
@@ -42,25 +41,13 @@ void notify(const wchar_t* name, Until until)
     event->Release();
 }
 
-Result count(const wchar_t* name, Until until = Until::end)
+Result count(const wchar_t* name, Until until)
 {
     startWithCore();
-    notify(name, until);
-    begin();
-    notify(name, until);
-    end();
-    return { starts };
+    return countedWarm(starts, [=] { notify(name, until); });
 }
 
 constexpr wchar_t inNoList[] = L"a program.exe";
-
-}  // namespace
-
-Result listedStart() { return count(L"svchost.exe"); }
-
-Result actingStart() { return count(inNoList); }
-
-Result startToWrite() { return count(inNoList, Until::write); }
 
 Result leastStart()
 {
@@ -70,10 +57,19 @@ Result leastStart()
     machine.calls = &calls;
     notify(inNoList, Until::end);
     machine.calls = nullptr;
-    begin();
-    repeat(calls);
-    end();
-    return { starts };
+    return counted(starts, [&] { repeat(calls); });
+}
+
+}  // namespace
+
+Things startThings()
+{
+    return {
+        { "listed-start", [] { return count(L"svchost.exe", Until::end); } },
+        { "acting-start", [] { return count(inNoList, Until::end); } },
+        { "start-to-write", [] { return count(inNoList, Until::write); } },
+        { "least-start", leastStart },
+    };
 }
 
 }  // namespace kelvane::bench

@@ -71,7 +71,6 @@ TEST_F(OpenLog, TextsOfTwoThreadsDoNotMix)
     as("a").log(0) << "a1 ";
     as("b").log(0) << "b1 ";
     as("a") << "a2";
-
     as("b") << "b2" << end;
 
     EXPECT_THAT(loggedMessages(), ElementsAre("DEBUG b1 b2"));
@@ -216,6 +215,8 @@ TEST_F(OpenLog, NoLevelLeavesNoTraceWhileAThreadHasTextOrALevel)
     EXPECT_FALSE(log.leavesNoTrace(2));
 
     as("b") << "flushed";
+    EXPECT_FALSE(log.leavesNoTrace(2));
+
     as("a").log(4) << end;
     EXPECT_TRUE(log.leavesNoTrace(2));
 }

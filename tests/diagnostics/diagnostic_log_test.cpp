@@ -33,8 +33,7 @@ TEST(DiagnosticLog, IsMadeBelowTheRoamingFolderAndItsFileEmptiedBeforeAnybodyAsk
 
 TEST(DiagnosticLog, IsOneObjectForAllThreads)
 {
-    constexpr int threadCount = 8;
-    std::array<DiagnosticLog*, threadCount> seen{};
+    std::array<DiagnosticLog*, 8> seen{};
 
     {
         std::vector<std::jthread> threads;

@@ -49,11 +49,7 @@ namespace {
 
 constexpr std::time_t morning = 1794807364;  // 2026-11-16 05:36:04 UTC
 
-#ifdef _WIN32
 const std::string lineEnd = "\r\n";
-#else
-const std::string lineEnd = "\n";
-#endif
 
 class ServiceData : public testing::Test {
 protected:

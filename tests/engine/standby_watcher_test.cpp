@@ -144,11 +144,26 @@ TEST_F(Standby, UnknownActionIsLoggedAtInfo)
 
 TEST_F(Standby, ExceptionIsKeptFromTheThreadOfTheEventLogAndIsWantOfMemory)
 {
+    eventService.onRender = [] { throw std::bad_alloc(); };
+    EXPECT_EQ(deliver(exitXml), ERROR_OUTOFMEMORY);
+    eventService.onRender = [] { throw 7; };
+    EXPECT_EQ(deliver(exitXml), ERROR_OUTOFMEMORY);
+    EXPECT_EQ(g_standbyExitCount, 0);
+
+    eventService.onRender = nullptr;
+    deliver(exitXml);
+    EXPECT_EQ(g_standbyExitCount, 1);
+}
+
+TEST_F(Standby, StopIsAskedForThoughItsLineCannotBeWritten)
+{
+    g_sessionHandle = 5;
     simulator::recordLog([](int, const std::string&) { throw std::bad_alloc(); });
 
-    EXPECT_EQ(SubscriptionCallback(EvtSubscribeActionError, nullptr, standbyEvent), ERROR_OUTOFMEMORY);
-    EXPECT_EQ(SubscriptionCallback(EvtSubscribeActionDeliver, nullptr, standbyEvent), 0U);
+    deliver(entryXml);
 
+    EXPECT_EQ(g_engineState, 0);
+    EXPECT_EQ(g_reportPerfFailures, 0);
     simulator::recordLog(nullptr);
 }
 

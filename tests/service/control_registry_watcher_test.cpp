@@ -193,15 +193,6 @@ TEST_F(ControlWatch, ExceptionThatCannotBeToldEndsTheWatcherAlone)
     EXPECT_THAT(notedOf("data"), IsEmpty());
 }
 
-TEST_F(ControlWatch, ExceptionOfAReportEndsTheWatcherToo)
-{
-    onServiceEvent = [](const std::wstring&) { throw std::runtime_error("no log"); };
-
-    EXPECT_EQ(registryNotify(), 0U);
-
-    EXPECT_THAT(notedOf("data"), ElementsAre("data  registryNotifyexception - no log", closed));
-}
-
 using namespace std::string_literals;
 
 constexpr char notPresent[] = "event KV::LITSSVC: Registry value KV is not present in the registry";

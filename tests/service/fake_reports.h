@@ -6,8 +6,7 @@
 
 namespace kelvane::tests {
 
-// Called before an event, or a line of data, is noted: the place to throw something.
-inline std::function<void(const std::wstring&)>& onServiceEvent = *new std::function<void(const std::wstring&)>;
+// Called before a line of data is noted: the place to throw something.
 inline std::function<void(const std::string&)>& onServiceData = *new std::function<void(const std::string&)>;
 
 }  // namespace kelvane::tests

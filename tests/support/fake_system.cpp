@@ -208,6 +208,7 @@ struct FakeSystem::Thunks {
         const auto* const inserts = reinterpret_cast<const char* const*>(arguments);
         EXPECT_EQ(source, nullptr);
         EXPECT_EQ(size, 0U);
+        for (int insert = 1; insert < 99; ++insert) EXPECT_STREQ(inserts[insert], "");  // a text may name up to %99
         theSystem->note("FormatMessageA ", hex(flags), " ", error, " language ", language, " [", inserts[0], "][",
                         inserts[1], "][", inserts[2], "]");
         if (!theSystem->formatsMessages) return 0;

@@ -74,6 +74,13 @@ void SimulatedMachine::socWorkload(std::uint32_t value)
 
 void SimulatedMachine::answer(const std::string& operation, int status) { simulator::setAnswer({ operation, status }); }
 
+void SimulatedMachine::watch(std::vector<WatchedVariable> variables)
+{
+    stores.emplace(std::move(variables), [this](const std::string& name, const std::string& value) {
+        out << "0,store," << name << ',' << value << ",\n";
+    });
+}
+
 std::vector<std::string> SimulatedMachine::happened() const
 {
     std::vector<std::string> rows;

@@ -6,9 +6,11 @@
 
 #include "simulator/formats/scenario.h"
 #include "simulator/formats/trace.h"
+#include "tests/support/store_watch.h"
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -31,8 +33,11 @@ public:
     // Called on each Sleep, in ms: the place to change inputs in the middle of something.
     std::function<void(std::uint32_t ms)> onSleep;
 
+    // From now on stores into these variables are rows among what happens. Only this thread may store into them.
+    void watch(std::vector<WatchedVariable> variables);
+
     // Everything since the last forget(), one text a row:
-    // "call NAME [TYPE] STATUS", "NAME VALUE STATUS" (primitives), "sleep MS", "log LEVEL TEXT".
+    // "call NAME [TYPE] STATUS", "NAME VALUE STATUS" (primitives), "sleep MS", "log LEVEL TEXT", "store NAME VALUE".
     std::vector<std::string> happened() const;
 
     // Of it: the setters, as "SET_PERF_PREFERENCE_MAX 1200"; the sleeps, in ms; the messages, as "LEVEL TEXT".
@@ -45,6 +50,7 @@ public:
 private:
     std::ostringstream out;
     simulator::Trace trace;
+    std::optional<StoreWatch> stores;
 };
 
 }  // namespace kelvane::tests

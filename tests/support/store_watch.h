@@ -1,0 +1,77 @@
+// tests/support/store_watch.h: the order in which code stores into global variables, seen by the processor's own means.
+//
+// The variables' pages are made read-only, so that each store traps; the trap lets the one instruction run, and then
+// notes what it has stored. One watch at a time, and only the thread that watches may store into the pages meanwhile.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace kelvane::tests {
+
+struct WatchedVariable {
+    const char* name;
+    const void* address;
+    std::string (*value)();
+};
+
+template<class Value>
+std::string storedText(const Value& value)
+{
+    if constexpr (std::is_pointer_v<Value>) {
+        return value ? "set" : "null";
+    } else {
+        return std::to_string(value);
+    }
+}
+
+template<class Value>
+std::string storedText(const std::atomic<Value>& value)
+{
+    return storedText(value.load());
+}
+
+#define WATCHED(variable)                                                                                              \
+    kelvane::tests::WatchedVariable                                                                                    \
+    {                                                                                                                  \
+#variable, &(variable), [] { return kelvane::tests::storedText(variable); }                                    \
+    }
+
+class StoreWatch {
+public:
+    using Note = std::function<void(const std::string& name, const std::string& value)>;
+
+    // From now on each store into one of `variables` is noted, with the value that it has left.
+    StoreWatch(std::vector<WatchedVariable> variables, Note note);
+    ~StoreWatch();
+    StoreWatch(const StoreWatch&) = delete;
+    StoreWatch& operator=(const StoreWatch&) = delete;
+
+    // For the system's handlers of traps: a store to `address` is about to happen, or has happened. Return false when
+    // the trap is none of the watch's.
+    static bool beforeStore(std::uintptr_t address);
+    static bool afterStore();
+
+private:
+    static constexpr std::uintptr_t pageSize = 4096;
+
+    // What the system does (store_watch_linux.cpp, store_watch_windows.cpp).
+    static void catchTraps();
+    static void releaseTraps();
+    static void allowStores(std::uintptr_t page, bool allowed);
+
+    void allowStores(bool allowed) const;
+
+    std::vector<WatchedVariable> watched;
+    Note noteStore;
+    std::vector<std::uintptr_t> pages;
+    std::uintptr_t stored = 0;  // address of the store that is under way
+
+    static inline StoreWatch* current = nullptr;
+};
+
+}  // namespace kelvane::tests
