@@ -1,5 +1,3 @@
-#include "controller/tiers.h"
-
 #include "controller/control_step.h"
 #include "tests/controller/part_of_step.h"
 
@@ -46,16 +44,6 @@ TEST_ROWS(TierOfPower, ROW(.power = INT_MIN, .PerfRange = 1200, .leastRangeStep 
 
 TEST_P(TierOfPower, OnABoundaryIsTheHigherOne)
 {
-    const Tier& tier = findTier(row().power, 17000);
-
-    EXPECT_EQ(tier.PerfRange, row().PerfRange);
-    EXPECT_EQ(tier.leastRangeStep, row().leastRangeStep);
-    EXPECT_EQ(tier.pwrDeltaThresholdMw, row().rise);
-    EXPECT_EQ(tier.upStep, row().upStep);
-}
-
-TEST_P(TierOfPower, GivesPreferenceAndThresholds)
-{
     pkgPower = row().power;
 
     selectTier(loop);
@@ -64,32 +52,6 @@ TEST_P(TierOfPower, GivesPreferenceAndThresholds)
     EXPECT_EQ(leastRangeStep, row().leastRangeStep);
     EXPECT_EQ(pwrDeltaThreshold, row().rise);
     EXPECT_EQ(upStep, row().upStep);
-}
-
-// The top tier begins 2000 mW above the truncated half of PL1, but not below 6000.
-struct TopRow {
-    int power;
-    int PL1;
-    int PerfRange;
-};
-
-class TopTier : public WithRow<SelectTier, TopRow> {};
-
-TEST_ROWS(TopTier, ROW(.power = 10499, .PL1 = 17001, .PerfRange = 4800),
-          ROW(.power = 10500, .PL1 = 17001, .PerfRange = 5400), ROW(.power = 10500, .PL1 = 17002, .PerfRange = 4800),
-          ROW(.power = 10501, .PL1 = 17002, .PerfRange = 5400), ROW(.power = 5999, .PL1 = 7000, .PerfRange = 4200),
-          ROW(.power = 6000, .PL1 = 7000, .PerfRange = 5400), ROW(.power = 6000, .PL1 = 8000, .PerfRange = 5400),
-          ROW(.power = 6000, .PL1 = 8002, .PerfRange = 4800));
-
-TEST_P(TopTier, FollowsTheWorkingLimit)
-{
-    EXPECT_EQ(findTier(row().power, row().PL1).PerfRange, row().PerfRange);
-
-    pkgPower = row().power;
-    cpuPL1 = row().PL1;
-    selectTier(loop);
-
-    EXPECT_EQ(PerfRange, row().PerfRange);
 }
 
 TEST_F(SelectTier, ReloadsTheCeilingThatWasWrittenLastAndResetsTheRepeats)
@@ -108,9 +70,10 @@ TEST_F(SelectTier, ReloadsTheCeilingThatWasWrittenLastAndResetsTheRepeats)
                                                 "tempPerfRange = 1800 g_workload = 0"));
 }
 
-// What the workload asks for and what becomes of it; both are less on battery.
+// What the workload asks for and what becomes of it.
 struct PreferenceRow {
     std::uint32_t acMode = 1;
+    int cpuPL1 = 17000;
     int workload = 0;
     int before = 1800;
     int power = 1000;
@@ -121,7 +84,14 @@ struct PreferenceRow {
 class TierPreference : public WithRow<SelectTier, PreferenceRow> {};
 
 TEST_ROWS(TierPreference,
-          // a tenth less, except the lowest; of the workload's own, 200
+          // the top tier begins 2000 mW above the truncated half of PL1, but not below 6000
+          ROW(.cpuPL1 = 17001, .power = 10499, .PerfRange = 4800),
+          ROW(.cpuPL1 = 17001, .power = 10500, .PerfRange = 5400),
+          ROW(.cpuPL1 = 17002, .power = 10500, .PerfRange = 4800),
+          ROW(.cpuPL1 = 17002, .power = 10501, .PerfRange = 5400),
+          ROW(.cpuPL1 = 7000, .power = 5999, .PerfRange = 4200), ROW(.cpuPL1 = 7000, .power = 6000, .PerfRange = 5400),
+          ROW(.cpuPL1 = 8000, .power = 6000, .PerfRange = 5400), ROW(.cpuPL1 = 8002, .power = 6000, .PerfRange = 4800),
+          // on battery a tenth less, except the lowest; 200 less of the workload's own
           ROW(.acMode = 0, .power = 1599, .tempPerfRange = 1600, .PerfRange = 1200),
           ROW(.acMode = 0, .power = 1600, .tempPerfRange = 1600, .PerfRange = 1620),
           ROW(.acMode = 0, .power = 2200, .tempPerfRange = 1600, .PerfRange = 2250),
@@ -145,9 +115,10 @@ TEST_ROWS(TierPreference,
           ROW(.acMode = 0, .workload = 4, .before = 1401, .tempPerfRange = 1201, .PerfRange = 1081),
           ROW(.acMode = 0, .workload = 4, .before = 1400, .tempPerfRange = 1200, .PerfRange = 1200));
 
-TEST_P(TierPreference, IsLessOnBatteryAndAtLeastThatOfAHeavyWorkload)
+TEST_P(TierPreference, FollowsTheWorkingLimitThePowerSourceAndAHeavyWorkload)
 {
     acMode = row().acMode;
+    cpuPL1 = row().cpuPL1;
     g_workload = row().workload;
     PerfRange = row().before;
     pkgPower = row().power;
