@@ -2,6 +2,7 @@
 # package.sh: builds the installer build/package/kelvane-VERSION-x64.msi and tells what it made.
 # package.sh VERSION FOLDER: the same in FOLDER, calling itself VERSION; for trying upgrades.
 #
+# Beside the executable goes packaging/NOTICES.txt, what the authors of the libraries in it ask for.
 # Executable and installer are signed when KELVANE_SIGN_CERT names a certificate and KELVANE_SIGN_KEY its key, both PEM
 # files. KELVANE_SIGN_PASS_FILE names a file with the key's pass phrase, KELVANE_SIGN_TIME_URL a time stamp service,
 # without which a signature lapses together with the certificate.
@@ -58,7 +59,7 @@ product_code() {
     uuidgen --sha1 --namespace b7c05b6e-3a3c-4f60-9d5c-5b1f8e1f0a6d --name "$1" | tr '[:lower:]' '[:upper:]'
 }
 
-# make_package MSI VERSION: from kelvane.exe, which lies in the same folder.
+# make_package MSI VERSION: from the two files that lie in the same folder.
 make_package() {
     (cd "$stage" && silently wixl -a x64 -o "$1" -D "ProductCode=$(product_code "$2")" -D "Version=$2" \
         -D "NextVersion=$(next_version "$2")" -D "Company=${company:?}" -D "Product=${product:?}" \
@@ -93,7 +94,8 @@ stage=$(mktemp -d "$folder/.making-XXXXXX")
 trap 'rm -rf "$stage"' EXIT
 cp "$root/build/release/kelvane.exe" "$stage"
 if is_signed; then sign "$stage/kelvane.exe"; fi
-touch -d "@$SOURCE_DATE_EPOCH" "$stage/kelvane.exe"
+sed 's/$/\r/' "$root/packaging/NOTICES.txt" >"$stage/NOTICES.txt"
+touch -d "@$SOURCE_DATE_EPOCH" "$stage/kelvane.exe" "$stage/NOTICES.txt"
 
 package=kelvane-${1:-$version}-x64.msi
 make_package "$package" "${1:-$version}"
@@ -104,4 +106,6 @@ cd "$folder"
 echo "package     $(realpath --relative-base="$root" "$package")"
 echo "size        $(stat -c %s "$package") bytes"
 echo "sha256      $(sha256sum "$package" | cut -d ' ' -f 1)"
+msiinfo export "$package" Property | tr -d '\r' |
+    awk -F'\t' '$1 ~ /^(Product|Upgrade)Code$/ { printf "%-12s%s\n", $1, $2 }' | sort
 echo "signature   $(signer)"

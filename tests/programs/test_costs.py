@@ -73,14 +73,25 @@ def test_calls_in_others_names_are_left_out_once(tmp_path):
 
 
 def test_the_table_has_counts_and_ratios_before_times():
-    rows = [Row("time", 12.345, "ms"), Row("steps", 15000, "instructions", 7500, "15,000"), Row("heap", 0, "bytes")]
+    rows = [Row("time", 12.345, "ms"), Row("steps", 15000, "instructions", 7500, "<= 15,000"), Row("heap", 0, "bytes")]
 
     assert table(rows) == (
-        "| measure |  value | unit         | smallest | ratio | target |\n"
-        "|---------|-------:|--------------|---------:|------:|--------|\n"
-        "| steps   | 15,000 | instructions |    7,500 |  2.00 | 15,000 |\n"
-        "| heap    |      0 | bytes        |          |       |        |\n"
-        "| time    |   12.3 | ms           |          |       |        |\n")
+        "| measure |  value | unit         | smallest | ratio | target    | met |\n"
+        "|---------|-------:|--------------|---------:|------:|-----------|-----|\n"
+        "| steps   | 15,000 | instructions |    7,500 |  2.00 | <= 15,000 | yes |\n"
+        "| heap    |      0 | bytes        |          |       |           |     |\n"
+        "| time    |   12.3 | ms           |          |       |           |     |\n")
+
+
+@pytest.mark.parametrize("row, answer", [
+    (Row("", 2000, "", None, "<= 2,000"), "yes"), (Row("", 2001, "", None, "<= 2,000"), "no"),
+    (Row("", 0, "", None, "0"), "yes"), (Row("", 1, "", None, "0"), "no"),
+    (Row("", 200, "", None, ">= 200"), "yes"), (Row("", 199, "", None, ">= 200"), "no"),
+    (Row("", 11, "", 10, "<= 1.1 x"), "yes"), (Row("", 11.1, "", 10, "<= 1.1 x"), "no"),
+    (Row("", 3071, "KiB", None, "< 3 MiB"), "yes"), (Row("", 3072, "KiB", None, "< 3 MiB"), "no"),
+    (Row("", 1.29, "MB", None, "< 1.3 MB"), "yes"), (Row("", 1.3, "MB", None, "< 1.3 MB"), "no")])
+def test_the_table_says_whether_a_target_is_met(row, answer):
+    assert table([row]).splitlines()[-1].endswith(f"| {answer:3} |")
 
 
 def test_the_page_keeps_what_stands_around_the_table(tmp_path):

@@ -1,5 +1,9 @@
 """The installer as a file: what its tables say will be done, in which order, and that its making is repeatable."""
 
+import pathlib
+import re
+import subprocess
+
 import pytest
 from conftest import PRODUCT, ROOT, VERSION, run_command, run_package
 
@@ -59,7 +63,8 @@ def built_package():
 def test_the_package_is_for_the_whole_machine_and_64_bit(package):
     assert package.summary()["7"] == "x64;1033"
     assert package.properties()["ALLUSERS"] == "1"
-    assert [(row["Component"], row["Attributes"]) for row in package.rows("Component")] == [("Service", "256")]
+    assert [(row["Component"], row["Attributes"]) for row in package.rows("Component")] == [
+        ("Service", "256"), ("Notices", "256")]
 
 
 def test_the_package_bears_the_names_and_the_version_of_the_build(package):
@@ -68,14 +73,37 @@ def test_the_package_bears_the_names_and_the_version_of_the_build(package):
     assert package.path.name == f"kelvane-{VERSION}-x64.msi"
 
 
-def test_the_one_file_goes_below_program_files_and_has_the_executables_version(package):
-    assert package.row("File") == {"File": "KelvaneExe", "Component_": "Service", "FileName": "kelvane.exe",
-                                   "FileSize": str((ROOT / "build/release/kelvane.exe").stat().st_size),
-                                   "Version": VERSION, "Language": "1033", "Attributes": "512", "Sequence": "1"}
-    assert package.rows("MsiFileHash") == []
+def test_the_executable_goes_below_program_files_and_has_its_version(package):
+    assert package.row("File", File="KelvaneExe") == {
+        "File": "KelvaneExe", "Component_": "Service", "FileName": "kelvane.exe",
+        "FileSize": str((ROOT / "build/release/kelvane.exe").stat().st_size),
+        "Version": VERSION, "Language": "1033", "Attributes": "512", "Sequence": "1"}
+    assert [row["File_"] for row in package.rows("MsiFileHash")] == ["Notices"]
     folders = {row["Directory"]: (row["Directory_Parent"], row["DefaultDir"]) for row in package.rows("Directory")}
     assert folders["INSTALLFOLDER"] == ("COMPANYFOLDER", "KELVANE|Tarvo(R) Kelvane")
     assert folders["COMPANYFOLDER"] == ("ProgramFiles64Folder", "Tarvo")
+
+
+def test_what_the_linked_libraries_ask_for_is_installed_beside_the_executable(package, tmp_path):
+    subprocess.run(["msiextract", "-C", tmp_path, package.path], capture_output=True, check=True)
+
+    [notices] = tmp_path.rglob("NOTICES.txt")
+
+    assert (notices.parent / "kelvane.exe").exists()
+    installed = notices.read_bytes()
+    assert installed.replace(b"\r\n", b"\n") == (ROOT / "packaging/NOTICES.txt").read_bytes()
+    assert installed.count(b"\r\n") == installed.count(b"\n") > 100
+
+
+def test_the_notices_are_those_of_the_libraries_that_are_linked():
+    words = " ".join((ROOT / "packaging/NOTICES.txt").read_text(encoding="ascii").split())
+    threads = pathlib.Path("/usr/x86_64-w64-mingw32/include/pthread.h").read_text(encoding="utf-8")
+    ours, lockless = re.findall(r"/\*(.*?)\*/", threads, re.DOTALL)[:2]
+    compiler = pathlib.Path("/usr/share/doc/gcc-mingw-w64-base/copyright").read_text(encoding="utf-8")
+    exception = re.search(r"GCC RUNTIME LIBRARY EXCEPTION\n.*?of the license of GCC\.", compiler, re.DOTALL)[0]
+    for notice in (ours, re.sub(r"\n \*", "\n", lockless), exception):
+        assert len(notice) > 1000
+        assert " ".join(notice.lstrip("* \n").split()) in words
 
 
 def test_the_service_is_its_own_process_and_starts_with_the_machine_as_local_system(package):
@@ -151,6 +179,23 @@ def test_any_version_below_the_next_three_numbers_is_replaced_and_a_newer_one_re
         "Condition": "NOT NEWERVERSION",
         "Description": "A newer version of Tarvo(R) Kelvane is installed. To go back, uninstall it first."}
     assert package.properties()["REINSTALLMODE"] == "amus"
+
+
+def test_the_installer_never_restarts_the_machine(package):
+    assert package.properties()["REBOOT"] == "ReallySuppress"
+    pages = "".join((ROOT / page).read_text(encoding="utf-8") for page in ("README.md", "docs/deploy.md"))
+    commands = re.findall(r"msiexec /[ix] (?!\.)[^`\n]+", pages)
+    assert len(commands) > 8
+    assert [command for command in commands if "/norestart" not in command] == []
+
+
+def test_the_codes_are_printed_and_stand_on_the_page(package):
+    printed = dict(line.split(maxsplit=1) for line in make(VERSION, "tables").stdout.splitlines())
+
+    codes = [package.properties()[name] for name in ("ProductCode", "UpgradeCode")]
+    assert [printed["ProductCode"], printed["UpgradeCode"]] == codes
+    page = (ROOT / "docs/deploy.md").read_text(encoding="utf-8")
+    assert [code for code in codes if f"`{code}`" not in page] == []
 
 
 def test_versions_are_products_of_their_own_under_one_upgrade_code_with_the_same_component(package):

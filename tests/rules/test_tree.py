@@ -64,7 +64,7 @@ def test_every_text_that_an_operator_may_meet_is_explained():
     product = "".join(path.read_text() for path in SOURCES if folder_of(path) in PRODUCT and path.suffix == ".cpp")
     texts = re.findall(r'reportServiceEvent\(L"([^"]+)"', product)
     texts += re.findall(r'writeServiceData\((?:std::string\()?"([^"]+)"', product)
-    texts += re.findall(r'logLine\(log(?:Debug|Error), "([^"]+)"', product)
+    texts += re.findall(r'\blog[A-Z]\w+\((?:log(?:Debug|Error), )?"([^"]+)"', product)
     assert len(texts) > 55
     explained = explained_on("docs/working.md")
     assert [text for text in texts if not explained(text)] == []
@@ -74,6 +74,16 @@ def test_links_between_documents_lead_somewhere():
     links = [(path, target) for path in FILES if path.suffix == ".md"
              for target in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", path.read_text())]
     assert [f"{path.name}: {target}" for path, target in links if not (path.parent / target).exists()] == []
+
+
+def test_pages_are_wrapped():
+    """A row of a table and a link alone on its line are as wide as they are."""
+    pages = [path for path in FILES if path.suffix == ".md"]
+    assert len(pages) > 15
+    wide = [f"{path.relative_to(ROOT)}:{number}" for path in pages
+            for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1)
+            if len(line) > LINE_COLUMNS_MAX and not re.fullmatch(r"\|.*\||!?\[.*\]\(.*\)", line)]
+    assert wide == []
 
 
 def test_no_source_is_too_long_to_be_read_in_one_go():

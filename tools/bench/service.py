@@ -221,7 +221,7 @@ def loop_rows(state, found):
                 target),
             Row(f"{state.name}: CPU of the loop, beside pauses alone", service.loop_cpu, "ms/min", pauses.loop_cpu,
                 target),
-            Row(f"{state.name}: CPU of the loop but for calls, beside pauses alone",
+            Row(f"{state.name}: CPU of the loop without calls, beside pauses alone",
                 service.loop_cpu - (calls.loop_cpu - pauses.loop_cpu), "ms/min", pauses.loop_cpu, target),
             Row(f"{state.name}: wake-ups of the loop", service.loop_wakeups, "wake-ups/s", calls.loop_wakeups)]
 
@@ -229,8 +229,8 @@ def loop_rows(state, found):
 def state_rows(state, found):
     """Of the whole process, beside the small service that does most of the same."""
     service, small = found["kelvane"], found[CALLS if state.has_loop else PAUSES]
-    return [Row(f"{state.name}: CPU but for stand-ins", service.cpu, "ms/min", small.cpu),
-            Row(f"{state.name}: wake-ups but for stand-ins", service.wakeups, "wake-ups/s", small.wakeups),
+    return [Row(f"{state.name}: CPU without stand-ins", service.cpu, "ms/min", small.cpu),
+            Row(f"{state.name}: wake-ups without stand-ins", service.wakeups, "wake-ups/s", small.wakeups),
             Row(f"{state.name}: private memory", service.memory.whole, "KiB", small.memory.whole, "< 3 MiB"),
             Row(f"{state.name}: of it heaps and variables", service.memory.data, "KiB", small.memory.data, "< 3 MiB"),
             Row(f"{state.name}: threads", service.threads, "", small.threads),
