@@ -4,6 +4,7 @@
 // notes what it has stored. One watch at a time, and only the thread that watches may store into the pages meanwhile.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -73,5 +74,52 @@ private:
 
     static inline StoreWatch* current = nullptr;
 };
+
+inline StoreWatch::StoreWatch(std::vector<WatchedVariable> variables, Note note)
+    : watched(std::move(variables)), noteStore(std::move(note))
+{
+    for (const WatchedVariable& variable : watched) {
+        const std::uintptr_t page = reinterpret_cast<std::uintptr_t>(variable.address) / pageSize * pageSize;
+        if (std::find(pages.begin(), pages.end(), page) == pages.end()) pages.push_back(page);
+    }
+    catchTraps();
+    current = this;
+    allowStores(false);
+}
+
+inline StoreWatch::~StoreWatch()
+{
+    allowStores(true);
+    current = nullptr;
+    releaseTraps();
+}
+
+inline bool StoreWatch::beforeStore(std::uintptr_t address)
+{
+    if (!current) return false;
+    const std::vector<std::uintptr_t>& pages = current->pages;
+    if (std::find(pages.begin(), pages.end(), address / pageSize * pageSize) == pages.end()) return false;
+    current->allowStores(true);
+    current->stored = address;
+    return true;
+}
+
+inline bool StoreWatch::afterStore()
+{
+    if (!current || current->stored == 0) return false;
+    for (const WatchedVariable& variable : current->watched) {
+        if (reinterpret_cast<std::uintptr_t>(variable.address) == current->stored) {
+            current->noteStore(variable.name, variable.value());
+        }
+    }
+    current->stored = 0;
+    current->allowStores(false);
+    return true;
+}
+
+inline void StoreWatch::allowStores(bool allowed) const
+{
+    for (const std::uintptr_t page : pages) allowStores(page, allowed);
+}
 
 }  // namespace kelvane::tests
