@@ -190,7 +190,7 @@ def test_the_installer_never_restarts_the_machine(package):
 
 
 def test_the_codes_are_printed_and_stand_on_the_page(package):
-    printed = dict(line.split(maxsplit=1) for line in make(VERSION, "tables").stdout.splitlines())
+    printed = dict(line.split(maxsplit=1) for line in run_package(VERSION, OUT / "tables").stdout.splitlines())
 
     codes = [package.properties()[name] for name in ("ProductCode", "UpgradeCode")]
     assert [printed["ProductCode"], printed["UpgradeCode"]] == codes
