@@ -113,7 +113,7 @@ TEST_ROWS(ActiveIdleConditions,
           // left, but not entered, when a burst began
           ROW(.PostPID = 1), ROW(.PostPID = 1, .activeIdle = 1, .ends = true));
 
-TEST_P(ActiveIdleConditions, DecideWhetherTheStepEndsHereOrGoesOnUntouched)
+TEST_ROW(ActiveIdleConditions, DecideWhetherTheStepEndsHereOrGoesOnUntouched)
 {
     acMode = row().acMode;
     pkgPower = row().power;
@@ -168,7 +168,7 @@ TEST_ROWS(ActiveIdleProcessWatch,
           ROW(.activeIdleCount = -1, .pauses = { 5000 }, .stateAfter = 0),
           ROW(.pidOnTestState = 1, .pauses = { 5000 }, .stateAfter = 1), ROW(.pidOnTestState = 2, .pauses = { 5000 }));
 
-TEST_P(ActiveIdleProcessWatch, IsElseLeftAlone)
+TEST_ROW(ActiveIdleProcessWatch, IsElseLeftAlone)
 {
     g_wmiConnected = row().connected;
     g_wmiQueryIssued = row().queryIssued;
@@ -197,7 +197,7 @@ TEST_ROWS(PidOnTest, ROW(.power = 1600), ROW(.power = 1601, .after = 0), ROW(.ac
           // needs a first entry that is complete
           ROW(.power = 5000, .state = 0, .after = 0), ROW(.power = 5000, .state = 1, .after = 1));
 
-TEST_P(PidOnTest, EndsWithPowerAboveItsThreshold)
+TEST_ROW(PidOnTest, EndsWithPowerAboveItsThreshold)
 {
     acMode = row().acMode;
     pkgPower = row().power;

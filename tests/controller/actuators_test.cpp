@@ -60,7 +60,7 @@ TEST_ROWS(WrittenCeiling,
           ROW(.before = 0, .value = 10000, .after = 10000, .remembered = 0),
           ROW(.before = 10000, .value = 3000, .after = 3000));
 
-TEST_P(WrittenCeiling, IsInRange)
+TEST_ROW(WrittenCeiling, IsInRange)
 {
     appliedPrefMax = row().before;
     PrevPerf = 555;
@@ -83,7 +83,7 @@ TEST_ROWS(UnchangedCeiling, ROW(.before = 10000, .value = 10000, .after = 10000)
           ROW(.before = 10000, .value = 20000, .after = 10000), ROW(.before = 2000, .value = -5, .after = 2000),
           ROW(.before = 2000, .value = 2000, .after = 2000), ROW(.before = 0, .value = 0, .after = 0));
 
-TEST_P(UnchangedCeiling, IsNotWrittenAgainButAFloorThatIsPending)
+TEST_ROW(UnchangedCeiling, IsNotWrittenAgainButAFloorThatIsPending)
 {
     appliedPrefMax = row().before;
     PrevPerf = 555;

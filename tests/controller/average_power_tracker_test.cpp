@@ -90,7 +90,7 @@ TEST_ROWS(TrackerAverage,
           ROW(.window = 3, .sum = 3400, .limit = 4, .after = { 6, 1210, 1000, 1, 1 }),
           ROW(.window = 3, .sum = 3400, .limit = 1, .after = { 6, 1210, 1000, 1, 1 }));
 
-TEST_P(TrackerAverage, TakesTheSample)
+TEST_ROW(TrackerAverage, TakesTheSample)
 {
     pkgPower = row().power;
     pkgPowerPrev = row().prev;
@@ -154,7 +154,7 @@ TEST_ROWS(TrackerSteady,
           ROW(.prev = 300, .power = 16999, .steady = true), ROW(.prev = 301, .power = 16999, .steady = false),
           ROW(.prev = -1, .power = 16999, .steady = true));
 
-TEST_P(TrackerSteady, NearTheAverageOrTheStepBefore)
+TEST_ROW(TrackerSteady, NearTheAverageOrTheStepBefore)
 {
     NewPIDAvgPwr = row().average;
     pkgPowerPrev = row().prev;
@@ -187,7 +187,7 @@ TEST_ROWS(TrackerCounting,
           ROW(.power = 50, .NewPID = 1, .eventPending = 1), ROW(.power = 17000, .NewPID = 1, .eventPending = 1),
           ROW(.PID_Change = 1, .NewPID = 1, .eventPending = 1));
 
-TEST_P(TrackerCounting, RunsOnlyWithAReason)
+TEST_ROW(TrackerCounting, RunsOnlyWithAReason)
 {
     pkgPower = row().power;
     PID_Change = row().PID_Change;
@@ -238,7 +238,7 @@ TEST_ROWS(TrackerBurst, ROW(.NewPID = 1, .exitCount = 3, .NewPIDAfter = 1, .exit
           ROW(.NewPID = 2, .exitCount = -1, .NewPIDAfter = 2, .exitCountAfter = -1),
           ROW(.NewPID = 0, .exitCount = 0, .NewPIDAfter = 0, .exitCountAfter = 0));
 
-TEST_P(TrackerBurst, IsCountedDownByOneInAStep)
+TEST_ROW(TrackerBurst, IsCountedDownByOneInAStep)
 {
     pkgPower = row().power;
     pkgPowerPrev = row().power;
@@ -283,7 +283,7 @@ TEST_ROWS(TrackerWorkloadChange,
           ROW(.NewPID = 1, .exitCount = 1, .holdAfter = -1, .classAfter = 4, .eventPendingAfter = 0, .after = reset),
           ROW(.NewPID = 1, .exitCount = 0, .holdAfter = -1, .classAfter = 4, .eventPendingAfter = 0, .after = reset));
 
-TEST_P(TrackerWorkloadChange, StartsTheAverageAfreshAfterItsHold)
+TEST_ROW(TrackerWorkloadChange, StartsTheAverageAfreshAfterItsHold)
 {
     NewPID = row().NewPID;
     exitCount = row().exitCount;

@@ -51,7 +51,7 @@ TEST_ROWS(BurstSteps,
           ROW(.before = 3, .steps = 2, .after = 2), ROW(.before = 3, .steps = 3, .after = 3),
           ROW(.before = 4, .steps = 2, .after = 2), ROW(.before = 4, .steps = 3, .after = 3));
 
-TEST_P(BurstSteps, AreAsManyAsAskedForUnlessOneIsCounting)
+TEST_ROW(BurstSteps, AreAsManyAsAskedForUnlessOneIsCounting)
 {
     exitCount = row().before;
 
@@ -118,7 +118,7 @@ TEST_ROWS(MaxPerfResetCounts,
           ROW(.reset = down, .cpuPL1 = 4000, .power = 4999, .exitCount = 2),
           ROW(.reset = down, .cpuPL1 = 4000, .power = 5000, .exitCount = 7, .line = "Not done =="));
 
-TEST_P(MaxPerfResetCounts, StepsByPowerAndSource)
+TEST_ROW(MaxPerfResetCounts, StepsByPowerAndSource)
 {
     acMode = row().acMode;
     cpuPL1 = row().cpuPL1;
@@ -157,7 +157,7 @@ TEST_ROWS(MaxPerfResetOfBranch, ROW(.branch = onPowerDown, .line = "set 2 exitCo
           ROW(.branch = onClip, .acMode = 0, .power = 7500), ROW(.branch = onClip, .acMode = 0, .restorePending = 1),
           ROW(.branch = onClip, .acMode = 1), ROW(.branch = onClip, .acMode = 255));
 
-TEST_P(MaxPerfResetOfBranch, FollowsTheWriteOfFullPerformanceUnlessARestoreIsPending)
+TEST_ROW(MaxPerfResetOfBranch, FollowsTheWriteOfFullPerformanceUnlessARestoreIsPending)
 {
     acMode = row().acMode;
     pkgPower = row().power;

@@ -50,7 +50,7 @@ TEST_ROWS(ClipBranchCeiling, ROW(.power = -1, .ceiling = 5000), ROW(.power = 649
           ROW(.acMode = 0, .power = 7500, .ceiling = 5000), ROW(.acMode = 0, .power = 7501, .ceiling = 10000),
           ROW(.acMode = 255, .power = 6500, .ceiling = 5000), ROW(.acMode = 255, .power = 6501, .ceiling = 10000));
 
-TEST_P(ClipBranchCeiling, IsFullPerformanceAtHighPowerAndHalfBelow)
+TEST_ROW(ClipBranchCeiling, IsFullPerformanceAtHighPowerAndHalfBelow)
 {
     acMode = row().acMode;
     pkgPower = row().power;
@@ -70,7 +70,7 @@ TEST_P(ClipBranchCeiling, IsFullPerformanceAtHighPowerAndHalfBelow)
     expectStepIsRemembered();
 }
 
-TEST_P(ClipBranchCeiling, IsNotWrittenAtAProcessStartButPausedFor)
+TEST_ROW(ClipBranchCeiling, IsNotWrittenAtAProcessStartButPausedFor)
 {
     PID_Change = 1;
     minPrefReset = -1;
@@ -110,7 +110,7 @@ TEST_ROWS(ClipBranchTarget,
           ROW(.restorePending = 1, .PerfRange = 5345), ROW(.acMode = 1, .PerfRange = 5345),
           ROW(.acMode = 255, .PerfRange = 5345));
 
-TEST_P(ClipBranchTarget, FollowsTheFloor)
+TEST_ROW(ClipBranchTarget, FollowsTheFloor)
 {
     acMode = row().acMode;
     pkgPower = row().power;

@@ -62,7 +62,7 @@ TEST_ROWS(PowerCeiling,
           ROW(.power = INT_MAX, .prefMax = 9000, .temp = 4000, .after = 7000, .rangeAfter = 7000, .tempAfter = 4000),
           ROW(.power = 15001, .prefMax = 9000, .temp = 7001, .after = 10001, .rangeAfter = 10001, .tempAfter = 7001));
 
-TEST_P(PowerCeiling, MovesThePreferenceAtHighPower)
+TEST_ROW(PowerCeiling, MovesThePreferenceAtHighPower)
 {
     pkgPower = row().power;
     NewPIDAvgPwr = row().average;
@@ -118,7 +118,7 @@ TEST_ROWS(WorkloadChangeReset,
           ROW(.seen = 0, .PerfRange = 10001, .temp = 10500, .after = 3000, .rangeAfter = 10000, .floor = 10000),
           ROW(.seen = 0, .PerfRange = 12000, .temp = 9000, .after = 3000, .rangeAfter = 10000, .floor = 9000));
 
-TEST_P(WorkloadChangeReset, SetsThePreferenceThatTheNewClassAsksFor)
+TEST_ROW(WorkloadChangeReset, SetsThePreferenceThatTheNewClassAsksFor)
 {
     g_workloadEventSeen = row().seen;
     pkgPower = row().power;

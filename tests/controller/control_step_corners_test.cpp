@@ -135,7 +135,7 @@ class ControlStepPause : public WithRow<ControlStepCorners, Pause> {};
 
 TEST_ROWS(ControlStepPause, ROW(startBurstAsPowerRises), ROW(clipAtAProcessStart), ROW(enterActiveIdle));
 
-TEST_P(ControlStepPause, LosesNoProcessStart)
+TEST_ROW(ControlStepPause, LosesNoProcessStart)
 {
     pkgPower = 800;
     pkgPowerPrev = 800;

@@ -59,7 +59,7 @@ TEST_ROWS(ReadPowerSource, ROW(.line = 0, .after = 0), ROW(.line = 1, .after = 1
           ROW(.tells = false, .line = 0, .before = 1, .after = 1),
           ROW(.tells = false, .line = 1, .before = 255, .after = 255));
 
-TEST_P(ReadPowerSource, TakesTheLineStatusUnlessTheSystemDoesNotTell)
+TEST_ROW(ReadPowerSource, TakesTheLineStatusUnlessTheSystemDoesNotTell)
 {
     simulator::setPowerSource({ row().tells, row().line });
     acMode = row().before;
@@ -159,7 +159,7 @@ TEST_ROWS(MeasureAfterClips, ROW(.before = 3, .reasons = 0, .window = 3), ROW(.b
           ROW(.before = 0, .reasons = 0, .window = 5), ROW(.before = 3, .reasons = 0x400, .window = 5),
           ROW(.before = 0, .reasons = 0x400, .window = 5));
 
-TEST_P(MeasureAfterClips, StartsTheAverageAfreshWhenTheyHaveEnded)
+TEST_ROW(MeasureAfterClips, StartsTheAverageAfreshWhenTheyHaveEnded)
 {
     machine.clipReasons(row().reasons);
     prevClipCount = row().before;
@@ -197,7 +197,7 @@ TEST_ROWS(CountStep,
           ROW(.workload = 3, .power = 16000, .PerfRange = 2800), ROW(.workload = 5, .power = 16000, .PerfRange = 2800),
           ROW(.workload = -1, .power = 16000, .PerfRange = 2800));
 
-TEST_P(CountStep, PlacesTheCeilingAndAsksForMoreAtHighPower)
+TEST_ROW(CountStep, PlacesTheCeilingAndAsksForMoreAtHighPower)
 {
     acMode = row().acMode;
     g_workload = row().workload;

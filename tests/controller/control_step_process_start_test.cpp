@@ -90,7 +90,7 @@ TEST_ROWS(ProcessStartPower, ROW(.power = 1999, .kept = false), ROW(.power = 200
           ROW(.prev = INT_MAX, .power = INT_MAX, .kept = true), ROW(.noOfPids = 7, .power = 2000, .kept = true),
           ROW(.noOfPids = -1, .power = 2000, .kept = true), ROW(.noOfPids = 0, .power = 9000, .kept = false));
 
-TEST_P(ProcessStartPower, BehindItIsARiseOfAThousandOrSixThousand)
+TEST_ROW(ProcessStartPower, BehindItIsARiseOfAThousandOrSixThousand)
 {
     noOfPids = row().noOfPids;
     pkgPower = row().power;
@@ -174,7 +174,7 @@ TEST_ROWS(ProcessStartRestore,
           ROW(.reading = 60000, .powerAfter = 60000), ROW(.reading = 3'000'000'000, .powerAfter = 2'147'483'647),
           ROW(.noOfPids = 0, .power = INT_MAX, .reading = 3'000'000'000, .powerAfter = INT_MAX));
 
-TEST_P(ProcessStartRestore, BringsThePreferenceBackAndReadsPowerOnceMore)
+TEST_ROW(ProcessStartRestore, BringsThePreferenceBackAndReadsPowerOnceMore)
 {
     exitCount = row().exitCount;
     noOfPids = row().noOfPids;

@@ -151,7 +151,7 @@ TEST_ROWS(ControlStepBranch, ROW(.power = 6000, .clipReasons = 0x400, .label = "
           ROW(.power = 6000, .clipStatus = 1500, .label = "PIDx 6 No change"),
           ROW(.power = 6000, .label = "PIDx- 2 Up   Pkg"), ROW(.power = 5000, .label = "PIDx- 1 Down Pkg"));
 
-TEST_P(ControlStepBranch, EndsTheStepAlone)
+TEST_ROW(ControlStepBranch, EndsTheStepAlone)
 {
     machine.power(row().power);
     machine.clipReasons(row().clipReasons);
@@ -202,7 +202,7 @@ TEST_ROWS(ChooseBranch,
           ROW(.acMode = 255, .prev = 500, .power = 1100, .branch = Branch::noChange),
           ROW(.acMode = 255, .prev = 500, .power = 1101, .branch = Branch::up));
 
-TEST_P(ChooseBranch, LooksAtClipsThenAtTheRise)
+TEST_ROW(ChooseBranch, LooksAtClipsThenAtTheRise)
 {
     acMode = row().acMode;
     pwrDeltaThreshold = row().threshold;
@@ -260,7 +260,7 @@ TEST_ROWS(ModeChange, ROW(.Kv_opt = 0, .kv_off_f = 1, .changed = true),
           ROW(.Kv_opt = 0, .kv_off_f = 0, .changed = false), ROW(.Kv_opt = 3, .kv_off_f = 1, .changed = false),
           ROW(.Kv_opt = 2, .kv_off_f = 1, .changed = false));
 
-TEST_P(ModeChange, StartsTheStatisticsAfreshWhenScalingIsSwitchedOffOrOn)
+TEST_ROW(ModeChange, StartsTheStatisticsAfreshWhenScalingIsSwitchedOffOrOn)
 {
     Kv_opt = row().Kv_opt;
     kv_off_f = row().kv_off_f;

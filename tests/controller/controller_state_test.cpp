@@ -105,7 +105,7 @@ class PowerSource : public WithRow<testing::Test, SourceRow> {};
 TEST_ROWS(PowerSource, ROW(.acMode = 0, .mains = false, .chosen = 22), ROW(.acMode = 1, .mains = true, .chosen = 11),
           ROW(.acMode = 255, .mains = true, .chosen = 11));
 
-TEST_P(PowerSource, IsBatteryOnlyWithALineStatusOfZero)
+TEST_ROW(PowerSource, IsBatteryOnlyWithALineStatusOfZero)
 {
     acMode = row().acMode;
 

@@ -165,7 +165,7 @@ TEST_ROWS(DownBranchCeiling,
           ROW(.power = 10001, .applied = 10000, .prefMax = 5999, .after = 8000),
           ROW(.power = 10001, .applied = 10000, .prefMax = 6000, .after = 6000), ROW(.power = 10001, .applied = 9999));
 
-TEST_P(DownBranchCeiling, FollowsTheFallUnlessItIsKeptOrRaised)
+TEST_ROW(DownBranchCeiling, FollowsTheFallUnlessItIsKeptOrRaised)
 {
     acMode = row().acMode;
     appliedPrefMax = row().applied;
@@ -296,7 +296,7 @@ TEST_ROWS(DownBranchBurst, ROW(.power = 8499, .steps = 2), ROW(.power = 8500, .s
           // full performance already
           ROW(.power = 9000, .prefMax = 10000, .steps = 3));
 
-TEST_P(DownBranchBurst, LastsLongerAtHighPowerOnMains)
+TEST_ROW(DownBranchBurst, LastsLongerAtHighPowerOnMains)
 {
     PID_Change = 1;
     acMode = row().acMode;

@@ -34,7 +34,7 @@ TEST_ROWS(NoChangeBranch,
           ROW(.last = 2999, .count = 6, .countAfter = 6, .incnttype = 0),
           ROW(.last = 3001, .count = 6, .countAfter = 6, .incnttype = 0));
 
-TEST_P(NoChangeBranch, CountsTheRepeatsAndWritesNothing)
+TEST_ROW(NoChangeBranch, CountsTheRepeatsAndWritesNothing)
 {
     appliedPrefMax = 4000;
     pkgPower = 1000;

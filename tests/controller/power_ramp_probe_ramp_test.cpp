@@ -55,7 +55,7 @@ TEST_ROWS(
     ROW(.samples = { { 0 }, { 0 }, { 6003 }, { 0 }, { 0 }, { 0 }, { 0 }, { 10005 }, { 2001 } },
         .ceilings = { 5500, 5000, 5500 }));
 
-TEST_P(ProbeRampCeiling, FollowsTheRampWithALineForEachWrite)
+TEST_ROW(ProbeRampCeiling, FollowsTheRampWithALineForEachWrite)
 {
     std::vector<std::string> writes;
     for (const int ceiling : row().ceilings) writes.push_back("SET_PERF_PREFERENCE_MAX " + std::to_string(ceiling));
@@ -102,7 +102,7 @@ TEST_ROWS(ProbeRampBegin,
           ROW(.PID_Change = 1, .samples = jumpTo(9000)), ROW(.PL1 = 6000, .samples = jumpTo(2000)),
           ROW(.PL1 = 6001, .samples = jumpTo(2000), .fallBack = 1300));
 
-TEST_P(ProbeRampBegin, NeedsAnAverageThatRunsAhead)
+TEST_ROW(ProbeRampBegin, NeedsAnAverageThatRunsAhead)
 {
     appliedPrefMax = 9000;
     pkgPower = row().power;
@@ -131,7 +131,7 @@ TEST_ROWS(ProbeRampIndex, ROW(.index = 0, .ceiling = 5000), ROW(.index = 1, .cei
           ROW(.index = 5, .ceiling = 5000), ROW(.index = 6, .ceiling = 5500), ROW(.index = 7, .ceiling = 5500),
           ROW(.index = 8, .ceiling = 5000), ROW(.index = 9, .ceiling = 5000));
 
-TEST_P(ProbeRampIndex, DecidesWhetherARampIsLookedFor)
+TEST_ROW(ProbeRampIndex, DecidesWhetherARampIsLookedFor)
 {
     std::vector<Sample> samples(row().index, Sample{ 0 });  // the average jumps to 2100 at `index` and stays
     samples.push_back({ (row().index + 1) * 2100 });

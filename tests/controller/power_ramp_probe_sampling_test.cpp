@@ -63,7 +63,7 @@ TEST_ROWS(ProbePower,
           ROW(.samples = { { .power = 100, .powerStatus = 1500 }, { 100 } }, .pkgPower = 89, .lastLoopAvg = 89),
           ROW(.samples = { { .power = 0, .powerStatus = 1500 }, { 0 } }, .pkgPower = 0, .lastLoopAvg = 0));
 
-TEST_P(ProbePower, IsTheTruncatedAverageOfAllSamples)
+TEST_ROW(ProbePower, IsTheTruncatedAverageOfAllSamples)
 {
     probe(row().samples, { .prefMax = 8000 });
 
@@ -93,7 +93,7 @@ TEST_ROWS(ProbeWake, ROW(.power = 1100, .wakes = false), ROW(.power = 1101, .wak
           ROW(.acMode = 0, .power = 1301, .wakes = true), ROW(.acMode = 255, .power = 1100, .wakes = false),
           ROW(.acMode = 255, .power = 1101, .wakes = true));
 
-TEST_P(ProbeWake, PowerAboveTheIdleBandGivesPerfRangeAndLooksSooner)
+TEST_ROW(ProbeWake, PowerAboveTheIdleBandGivesPerfRangeAndLooksSooner)
 {
     probe({ { row().power } }, { .acMode = row().acMode });
 
@@ -154,7 +154,7 @@ TEST_ROWS(ProbeClipReasons, ROW(.reasons = 0, .clipped = 0), ROW(.reasons = 0x1,
           ROW(.reasons = 0x7FF, .clipped = 10), ROW(.reasons = 0x800, .clipped = 0),
           ROW(.reasons = 0xFFFFFBFF, .clipped = 0), ROW(.reasons = 0xFFFFFFFE, .clipped = 10));
 
-TEST_P(ProbeClipReasons, HaveTheClipInBitTen)
+TEST_ROW(ProbeClipReasons, HaveTheClipInBitTen)
 {
     EXPECT_EQ(probe({ { .power = 900, .clipReasons = row().reasons } }), row().clipped);
 }
@@ -277,7 +277,7 @@ using ProbePendingClip = WithRow<PowerRampProbe, PendingRow>;
 TEST_ROWS(ProbePendingClip, ROW(.prefMax = 7999, .clipPending = 0), ROW(.prefMax = 8000, .clipPending = 1),
           ROW(.activeIdle = 1, .prefMax = 7999, .clipPending = 1));
 
-TEST_P(ProbePendingClip, IsClearedWhereARampCouldBeFollowed)
+TEST_ROW(ProbePendingClip, IsClearedWhereARampCouldBeFollowed)
 {
     activeIdle = row().activeIdle;
     PID_Change = 1;

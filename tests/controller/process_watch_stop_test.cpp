@@ -113,7 +113,7 @@ class StopWithoutProcessWatch : public WithRow<StopProcessWatch, MissingRow> {};
 
 TEST_ROWS(StopWithoutProcessWatch, ROW(.services = false), ROW(.stubSink = false), ROW(.connected = 0));
 
-TEST_P(StopWithoutProcessWatch, ReleasesNothing)
+TEST_ROW(StopWithoutProcessWatch, ReleasesNothing)
 {
     fillSlots();
     if (!row().services) g_processWatchSlots.services = nullptr;
@@ -160,7 +160,7 @@ class StopProcessWatchArgument : public WithRow<StopProcessWatch, ArgumentRow> {
 
 TEST_ROWS(StopProcessWatchArgument, ROW(.before = 0, .argument = 1), ROW(.before = 1, .argument = 0));
 
-TEST_P(StopProcessWatchArgument, IsHandedOnBeforeAnythingIsReleasedAndTheFlagsClearedAfterIt)
+TEST_ROW(StopProcessWatchArgument, IsHandedOnBeforeAnythingIsReleasedAndTheFlagsClearedAfterIt)
 {
     fillSlots();
     g_serviceStopping = row().before;

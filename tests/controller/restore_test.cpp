@@ -79,7 +79,7 @@ TEST_ROWS(RestoreConditions, ROW(.restored = true, .messages = 1),
           ROW(.power = 9000, .messages = 1), ROW(.restorePending = 0, .power = 9000, .messages = 1),
           ROW(.NewPID = 0, .power = 9000), ROW(.NewPID = 1, .power = 9000), ROW(.NewPID = 3, .power = 9000));
 
-TEST_P(RestoreConditions, MustAllHold)
+TEST_ROW(RestoreConditions, MustAllHold)
 {
     loop.restorePending = row().restorePending;
     NewPID = row().NewPID;
@@ -125,7 +125,7 @@ TEST_ROWS(RestoreLevel,
           // out of the ordinary
           ROW(.power = 0, .before = -1), ROW(.power = -1, .before = -2));
 
-TEST_P(RestoreLevel, IsWherePowerStopsToCountAsRising)
+TEST_ROW(RestoreLevel, IsWherePowerStopsToCountAsRising)
 {
     acMode = row().acMode;
     cpuPL1 = row().cpuPL1;
@@ -197,7 +197,7 @@ TEST_ROWS(RestoreTarget,
           ROW(.prefMax = 6000, .PerfRange = 6000, .floor = 1999, .after = 6000),
           ROW(.prefMax = 6000, .PerfRange = 6001, .floor = 1999, .after = 6000));
 
-TEST_P(RestoreTarget, FollowsPreferenceFloorAndPowerSource)
+TEST_ROW(RestoreTarget, FollowsPreferenceFloorAndPowerSource)
 {
     acMode = row().acMode;
     loop.prefMax = row().prefMax;

@@ -42,7 +42,7 @@ TEST_ROWS(TierOfPower, ROW(.power = INT_MIN, .PerfRange = 1200, .leastRangeStep 
           ROW(.power = 10500, .PerfRange = 5400, .leastRangeStep = -200, .rise = 300, .upStep = 300),
           ROW(.power = INT_MAX, .PerfRange = 5400, .leastRangeStep = -200, .rise = 300, .upStep = 300));
 
-TEST_P(TierOfPower, OnABoundaryIsTheHigherOne)
+TEST_ROW(TierOfPower, OnABoundaryIsTheHigherOne)
 {
     pkgPower = row().power;
 
@@ -115,7 +115,7 @@ TEST_ROWS(TierPreference,
           ROW(.acMode = 0, .workload = 4, .before = 1401, .tempPerfRange = 1201, .PerfRange = 1081),
           ROW(.acMode = 0, .workload = 4, .before = 1400, .tempPerfRange = 1200, .PerfRange = 1200));
 
-TEST_P(TierPreference, FollowsTheWorkingLimitThePowerSourceAndAHeavyWorkload)
+TEST_ROW(TierPreference, FollowsTheWorkingLimitThePowerSourceAndAHeavyWorkload)
 {
     acMode = row().acMode;
     cpuPL1 = row().cpuPL1;

@@ -106,7 +106,7 @@ TEST_ROWS(UpBranchCeiling,
           ROW(.acMode = 255, .PerfRange = 4200, .exitCount = 0, .prefMax = 9999, .after = 9999),
           ROW(.acMode = 255, .PerfRange = -41500, .exitCount = 0, .prefMax = 9900, .after = 9900));
 
-TEST_P(UpBranchCeiling, FollowsTheRise)
+TEST_ROW(UpBranchCeiling, FollowsTheRise)
 {
     acMode = row().acMode;
     PerfRange = row().PerfRange;
@@ -145,7 +145,7 @@ TEST_ROWS(UpBranchFifth,
           ROW(.prev = 499, .power = 999, .Xf = 99), ROW(.prev = 10004, .power = 12000, .Xf = 2000),
           ROW(.prev = -1, .power = 1200, .Xf = 0), ROW(.prev = -10, .power = 1200, .Xf = -2));
 
-TEST_P(UpBranchFifth, OfTheEarlierPowerCountsMoreAtSmallPowersAndRises)
+TEST_ROW(UpBranchFifth, OfTheEarlierPowerCountsMoreAtSmallPowersAndRises)
 {
     ceilingAfter(row().prev, row().power);
 
@@ -173,7 +173,7 @@ TEST_ROWS(UpBranchRepeat, ROW(.count = 0, .countAfter = 1), ROW(.count = 4, .cou
           ROW(.last = 1111, .count = 4, .countAfter = 0, .incnttype = 0),
           ROW(.power = 11000, .count = 4, .after = 4200, .countAfter = 4, .incnttype = 0));
 
-TEST_P(UpBranchRepeat, IsCountedAtASmallRiseWhileThePreferenceStandsStill)
+TEST_ROW(UpBranchRepeat, IsCountedAtASmallRiseWhileThePreferenceStandsStill)
 {
     lastPrefMax = row().last;
     leastRangeCount = row().count;
@@ -291,7 +291,7 @@ TEST_ROWS(UpBranchBursts,
           // full performance already
           ROW(.prev = 5000, .power = 6000, .prefMax = 10000, .restorePending = 0, .pause = 2000));
 
-TEST_P(UpBranchBursts, LastAndPauseByPower)
+TEST_ROW(UpBranchBursts, LastAndPauseByPower)
 {
     acMode = row().acMode;
     exitCount = row().exitCount;

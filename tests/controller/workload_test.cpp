@@ -45,7 +45,7 @@ TEST_ROWS(WorkloadClass, ROW(.workload = 1, .low = 1500, .mid = 2000, .high = 25
           ROW(.workload = 0), ROW(.workload = 5), ROW(.workload = 6), ROW(.workload = INT_MAX),
           ROW(.workload = INT_MIN), ROW(.workload = -2), ROW(.workload = -1, .errors = 1));
 
-TEST_P(WorkloadClass, HasItsPreferenceDivisorLimitAndThreshold)
+TEST_ROW(WorkloadClass, HasItsPreferenceDivisorLimitAndThreshold)
 {
     readWorkloadClassification();
 
@@ -56,7 +56,7 @@ TEST_P(WorkloadClass, HasItsPreferenceDivisorLimitAndThreshold)
     EXPECT_THAT(machine.messages(), SizeIs(row().errors));
 }
 
-TEST_P(WorkloadClass, HasALowAndAHighPreferenceForTheSlidersOuterBands)
+TEST_ROW(WorkloadClass, HasALowAndAHighPreferenceForTheSlidersOuterBands)
 {
     readWithSliderAt(25);
     EXPECT_EQ(PerfRange, row().low);
@@ -115,7 +115,7 @@ TEST_ROWS(PowerSlider, ROW(.position = INT_MIN, .after = 75, .Kv_opt = 3, .PL1 =
           ROW(.position = 101, .after = 101, .Kv_opt = 1, .PL1 = 37000, .PerfRange = 2600),
           ROW(.position = INT_MAX, .after = INT_MAX, .Kv_opt = 1, .PL1 = 37000, .PerfRange = 2600));
 
-TEST_P(PowerSlider, SetsModeAndPL1ByItsBandOnce)
+TEST_ROW(PowerSlider, SetsModeAndPL1ByItsBandOnce)
 {
     g_workload = 3;
     Kv_opt = 7;

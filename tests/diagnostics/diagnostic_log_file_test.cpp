@@ -149,7 +149,7 @@ TEST_ROWS(LogConfiguration,
           // any value is kept, but only 1 copies lines
           ROW(.echo = 0, .output = ""), ROW(.echo = 2, .output = ""), ROW(.echo = -7, .output = ""));
 
-TEST_P(LogConfiguration, IsOfAVerbosityAndAnEcho)
+TEST_ROW(LogConfiguration, IsOfAVerbosityAndAnEcho)
 {
     log.configure(5, "debug");
 
@@ -184,7 +184,7 @@ TEST_ROWS(LogLevel, ROW(.level = 0, .word = "DEBUG", .line = "[now\n][DEBUG] tex
           ROW(.verbosity = "warning", .level = 0, .word = "DEBUG", .line = "[now\n][DEBUG] text\n"),
           ROW(.verbosity = "debug", .level = 2, .word = "INFO"));
 
-TEST_P(LogLevel, HasItsWordAndDecidesWhetherALineGoesToTheFileAndAtOnceToTheEcho)
+TEST_ROW(LogLevel, HasItsWordAndDecidesWhetherALineGoesToTheFileAndAtOnceToTheEcho)
 {
     log.configure(1, row().verbosity);
     log.open();

@@ -52,14 +52,14 @@ TEST_ROWS(Pieces,
           ROW(.pieces = { "\n" }, .messages = { "DEBUG " }),
           ROW(.pieces = { "a\r", "b\r\n" }, .messages = { "DEBUG a\rb\r\n" }));
 
-TEST_P(Pieces, OfTextFollowTheLineFeedRules)
+TEST_ROW(Pieces, OfTextFollowTheLineFeedRules)
 {
     for (const std::string& piece : row().pieces) log << piece;
 
     expectMessages();
 }
 
-TEST_P(Pieces, OfCharactersFollowTheSameRules)
+TEST_ROW(Pieces, OfCharactersFollowTheSameRules)
 {
     for (const std::string& piece : row().pieces) log << piece.c_str();
 

@@ -201,7 +201,7 @@ TEST_ROWS(LogPathFolders,
           ROW(.attributes = 0x30), ROW(.attributes = 0x20), ROW(.attributes = 0xFFFFFFFF), ROW(.attributes = 0),
           ROW(.attributes = 0x12, .created = FALSE), ROW(.attributes = 0xFFFFFFFF, .created = FALSE));
 
-TEST_P(LogPathFolders, AreBothMadeUnlessTheAttributesAreExactlyADirectorys)
+TEST_ROW(LogPathFolders, AreBothMadeUnlessTheAttributesAreExactlyADirectorys)
 {
     windows.attributes = row().attributes;
     windows.created = row().created;

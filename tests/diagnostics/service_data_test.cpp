@@ -121,7 +121,7 @@ TEST_ROWS(Timestamp,
           // five hours east
           ROW(.zone = "TZ=ABC-5", .format = "%Y/%m/%d %H:%M:%S:", .text = "2026/11/16 10:36:04:007"));
 
-TEST_P(Timestamp, IsTheLocalTimeOfOneReadingInTheCallersFormatWithMilliseconds)
+TEST_ROW(Timestamp, IsTheLocalTimeOfOneReadingInTheCallersFormatWithMilliseconds)
 {
     setZone(row().zone);
     stopClockAt(morning, row().ns);

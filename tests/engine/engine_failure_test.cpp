@@ -54,7 +54,7 @@ TEST_ROWS(StartUpFailure,
                         "release apartment", "release stub", "CoUninitialize" },
               .queryIssued = 1));
 
-TEST_P(StartUpFailure, IsLoggedReleasesWhatWasMadeAndBarsLaterRuns)
+TEST_ROW(StartUpFailure, IsLoggedReleasesWhatWasMadeAndBarsLaterRuns)
 {
     if (row().fails) failCalls({ row().call });
     for (FakeObject* const object : com.objects) object->missing = object->name == row().missing;

@@ -135,7 +135,7 @@ TEST_ROWS(FailedSubscription, ROW(.error = 15007, .line = "log 4 Channel was not
           ROW(.error = 0, .line = "log 4 EvtSubscribe failed with0"),
           ROW(.error = 0x80000001, .line = "log 4 EvtSubscribe failed with2147483649"));
 
-TEST_P(FailedSubscription, IsLoggedByItsReasonAndTheLoopRunsAllTheSame)
+TEST_ROW(FailedSubscription, IsLoggedByItsReasonAndTheLoopRunsAllTheSame)
 {
     eventService.subscription = nullptr;
     eventService.subscribeError = row().error;

@@ -72,7 +72,7 @@ TEST_ROWS(TearDown,
           ROW(.queryIssued = 0, .result = 1), ROW(.connected = 0, .result = 0), ROW(.stubSink = false, .result = 1),
           ROW(.turnedAway = true, .result = 0));
 
-TEST_P(TearDown, DoesWhatTheStopAsksForAndKeepsTheSink)
+TEST_ROW(TearDown, DoesWhatTheStopAsksForAndKeepsTheSink)
 {
     com.stubSink.missing = !row().stubSink;
     onLoop = [this] { endLoop(); };

@@ -75,7 +75,7 @@ TEST_ROWS(OneStart, ROW(.name = L"game.exe", .stored = "game.exe", .starts = 1),
           ROW(.name = L"svchost.exe", .stored = "svchost.exe", .noOfPids = 2, .starts = 2),
           ROW(.name = L"game.exe", .stored = "game.exe", .noOfPids = 2, .starts = 3));
 
-TEST_P(OneStart, IsRecordedSavesTheCeilingInForceAndRaisesItWhileStartsAreNotConsumed)
+TEST_ROW(OneStart, IsRecordedSavesTheCeilingInForceAndRaisesItWhileStartsAreNotConsumed)
 {
     instance.set(L"Name", textValue(row().name));
     noOfPids = row().noOfPids;
@@ -186,7 +186,7 @@ class WithoutEngine : public WithRow<ProcessStart, EngineStateRow> {};
 
 TEST_ROWS(WithoutEngine, ROW(.engineState = 0), ROW(.engineState = 2), ROW(.engineState = 4));
 
-TEST_P(WithoutEngine, AServiceStopBecomesAStopOfScalingAndNothingElseHappens)
+TEST_ROW(WithoutEngine, AServiceStopBecomesAStopOfScalingAndNothingElseHappens)
 {
     g_engineState = row().engineState;
     g_serviceStopping = 1;
@@ -234,7 +234,7 @@ TEST_ROWS(WithoutTarget,
           ROW(.failing = "instance.QueryInterface",
               .line = "4 Failed to get IID_IWbemClassObject in TargetInstance:-2147467259"));
 
-TEST_P(WithoutTarget, AnObjectIsLoggedAndThePassOverItLeavesNothingBehind)
+TEST_ROW(WithoutTarget, AnObjectIsLoggedAndThePassOverItLeavesNothingBehind)
 {
     failCalls({ row().failing });
 
@@ -287,7 +287,7 @@ TEST_ROWS(NoInterface, ROW(.systemMessage = "Type mismatch.\r\n", .message = "4 
           ROW(.code = static_cast<HRESULT>(0x80040205), .error = "4 caught _com_error:-2147220987",
               .message = "4 caught ErrorMessage:IDispatch error #5"));
 
-TEST_P(NoInterface, AsTargetEndsTheBatchWithThreeLines)
+TEST_ROW(NoInterface, AsTargetEndsTheBatchWithThreeLines)
 {
     const ImportSwap format(__imp_FormatMessageA, &formatMessage);
     const ImportSwap convert(__imp_VariantChangeType, &failingConversion);
@@ -355,7 +355,7 @@ TEST_ROWS(WithoutName,
           ROW(.name = unknownValue(nullptr),
               .messages = { "4 caught _com_error:", "4 caught Description:", "4 caught ErrorMessage:", startLine }));
 
-TEST_P(WithoutName, AProcessIsHandledUnderTheNameBefore)
+TEST_ROW(WithoutName, AProcessIsHandledUnderTheNameBefore)
 {
     setProcessName("OneDrive.exe");
     failCalls({ row().failing });

@@ -187,7 +187,7 @@ TEST_ROWS(StoredName, ROW(.value = textValue(L"game.exe"), .output = "Name: game
           ROW(.value = unknownValue(nullptr), .output = "Name: ", .messages = notAText),
           ROW(.value = arrayValue(), .output = "Name: ", .messages = notAText));
 
-TEST_P(StoredName, IsWrittenBehindThePropertysNameAndReplacesTheNameBeforeUnlessThereIsNone)
+TEST_ROW(StoredName, IsWrittenBehindThePropertysNameAndReplacesTheNameBeforeUnlessThereIsNone)
 {
     EXPECT_EQ(store(row().hr, row().value, row().property), row().output);
 
@@ -233,7 +233,7 @@ TEST_ROWS(SinkStatus,
           ROW(.flags = 3, .result = 5, .output = ""), ROW(.flags = 4, .result = 5, .output = ""),
           ROW(.flags = 256, .result = 5, .output = ""), ROW(.flags = -1, .result = 5, .output = ""));
 
-TEST_P(SinkStatus, IsPrintedOnCompletionAndProgress)
+TEST_ROW(SinkStatus, IsPrintedOnCompletionAndProgress)
 {
     EventSink sink;
     testing::internal::CaptureStdout();

@@ -26,7 +26,7 @@ TEST_ROWS(ListedProcess, ROW(.name = "OneDrive.exe", .tracked = 1), ROW(.name = 
           ROW(.name = "OneDriveStandaloneUpdater.exe"), ROW(.name = "wermgr.exe"), ROW(.name = "WMIADAP.exe"),
           ROW(.name = "lrio.exe"), ROW(.name = "sppsvc.exe"), ROW(.name = "MpCmdRun.exe"));
 
-TEST_P(ListedProcess, AsksForNothingAndIsRecordedWhenItIsTracked)
+TEST_ROW(ListedProcess, AsksForNothingAndIsRecordedWhenItIsTracked)
 {
     EXPECT_EQ(classifyProcessStart(row().name, 20), 0);
 

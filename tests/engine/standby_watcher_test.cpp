@@ -58,7 +58,7 @@ TEST_ROWS(Entry, ROW(.session = 5), ROW(.session = 0), ROW(.session = noFramewor
           ROW(.engineState = 0, .stopsScaling = false), ROW(.engineState = 2, .stopsScaling = false),
           ROW(.stopDone = 0, .stopsScaling = false));
 
-TEST_P(Entry, AsksScalingToStopWhileTheEngineRunsWithASessionAndIsNotStopping)
+TEST_ROW(Entry, AsksScalingToStopWhileTheEngineRunsWithASessionAndIsNotStopping)
 {
     g_engineState = row().engineState;
     g_sessionHandle = row().session;
@@ -88,7 +88,7 @@ class Exit : public WithRow<Standby, ExitRow> {};
 TEST_ROWS(Exit, ROW(.session = noFrameworkSession, .counted = 2), ROW(.session = 5), ROW(.stopDone = 0),
           ROW(.sessionOpen = 0));
 
-TEST_P(Exit, IsCountedUnlessASessionIsOpenOrTheLoopStartsOrStops)
+TEST_ROW(Exit, IsCountedUnlessASessionIsOpenOrTheLoopStartsOrStops)
 {
     g_sessionHandle = row().session;
     g_stopDone = row().stopDone;
@@ -215,7 +215,7 @@ class SizeQuery : public WithRow<Rendering, SizeErrorRow> {};
 TEST_ROWS(SizeQuery, ROW(.error = 6), ROW(.error = 121), ROW(.error = 123), ROW(.error = 15003),
           ROW(.error = 0, .status = 0));
 
-TEST_P(SizeQuery, ThatFailsOtherwiseRendersNothing)
+TEST_ROW(SizeQuery, ThatFailsOtherwiseRendersNothing)
 {
     eventService.sizeError = row().error;
 
@@ -242,7 +242,7 @@ TEST_ROWS(RenderBuffer, ROW(.status = 0, .exits = 1),
           // and none is nothing to render into
           ROW(.failing = "malloc, rendered event", .calls = 1));
 
-TEST_P(RenderBuffer, IsFreedAfterUseAndTheNextEventIsTakenAllTheSame)
+TEST_ROW(RenderBuffer, IsFreedAfterUseAndTheNextEventIsTakenAllTheSame)
 {
     const WatchedBuffer buffer(exitBytes, "");
     eventService.renderError = row().renderError;
@@ -273,7 +273,7 @@ TEST_ROWS(RenderedBytes, ROW(.bytes = 0), ROW(.bytes = 1), ROW(.bytes = 2), ROW(
           ROW(.bytes = 22 * sizeof(wchar_t) - 2), ROW(.bytes = 22 * sizeof(wchar_t) - 1));
 
 // What lies behind the rendered bytes would complete the identifier.
-TEST_P(RenderedBytes, AreAllThatIsRead)
+TEST_ROW(RenderedBytes, AreAllThatIsRead)
 {
     const WatchedBuffer buffer(row().bytes, wholeBytes);
     eventService.bytes = wholeBytes.substr(0, row().bytes);

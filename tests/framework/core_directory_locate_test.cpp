@@ -117,7 +117,7 @@ TEST_ROWS(InstallDirectoryByAnswers,
           ROW(.ofA = { 13, 0 }, .status = 13), ROW(.ofB = { 19, 0 }, .status = 19),
           ROW(.ofA = { 13, 0 }, .ofB = { 19, 0 }, .status = 19));
 
-TEST_P(InstallDirectoryByAnswers, IsThatOfTheFirstDeviceWithTheInterface)
+TEST_ROW(InstallDirectoryByAnswers, IsThatOfTheFirstDeviceWithTheInterface)
 {
     system.deviceList = deviceIds({ "A", "B" });
     system.interfaces = { { "A", row().ofA }, { "B", row().ofB } };
@@ -150,7 +150,7 @@ TEST_ROWS(InstallDirectoryFailure,
           ROW(.ofKey = 46, .status = 46, .calls = { "CM_Open_DevNode_Key 7 0x20019 0 1 0x0", "HeapFree 9" }),
           ROW(.ofValue = 2, .status = 2, .calls = { "RegGetValueA InstallDir 0x2 260", "RegCloseKey", "HeapFree 9" }));
 
-TEST_P(InstallDirectoryFailure, EndsTheSearchWithItsStatusAndReleasesWhatIsHeld)
+TEST_ROW(InstallDirectoryFailure, EndsTheSearchWithItsStatusAndReleasesWhatIsHeld)
 {
     system.plugInFrameworkDevice("C:\\orq");  // its list has 9 bytes
     system.deviceListSizeStatus = row().ofListSize;
@@ -188,7 +188,7 @@ TEST_ROWS(DeviceListWalk,
           ROW(.announced = 7, .asked = { "PCI\\A" }), ROW(.announced = 12, .asked = { "PCI\\A", "PCI\\B" }),
           ROW(.announced = 4096, .asked = { "PCI\\A", "PCI\\B" }));
 
-TEST_P(DeviceListWalk, AsksTheCompleteDeviceIdsOfTheListAndNoOther)
+TEST_ROW(DeviceListWalk, AsksTheCompleteDeviceIdsOfTheListAndNoOther)
 {
     system.deviceList = row().list;
     system.deviceListSize = row().announced;

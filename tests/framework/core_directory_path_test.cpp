@@ -38,7 +38,7 @@ TEST_ROWS(ReparsePointGuard,
           ROW(.attributes = linkToFolder, .deletesFiles = false, .removals = { "RemoveDirectoryA C:\\x" },
               .status = 31));
 
-TEST_P(ReparsePointGuard, RemovesLinksAndLeavesEverythingElse)
+TEST_ROW(ReparsePointGuard, RemovesLinksAndLeavesEverythingElse)
 {
     FakeSystem system;
     system.deletesFiles = row().deletesFiles;
@@ -139,9 +139,9 @@ TEST_ROWS(CorePlace,
           ROW(.installDir = "", .systemDirectory = std::string(259, 's'), .directory = std::string(259, 's'),
               .path = std::string(259, 's')));
 
-TEST_P(CorePlace, HasADirectory) { EXPECT_EQ(directoryOf(row().name.c_str()), row().directory); }
+TEST_ROW(CorePlace, HasADirectory) { EXPECT_EQ(directoryOf(row().name.c_str()), row().directory); }
 
-TEST_P(CorePlace, HasAPath) { EXPECT_EQ(pathOf(row().name), row().path); }
+TEST_ROW(CorePlace, HasAPath) { EXPECT_EQ(pathOf(row().name), row().path); }
 
 // Of a library in the install directory.
 struct QuestionsRow {
@@ -161,7 +161,7 @@ TEST_ROWS(CoreDirectoryQuestions, ROW(.calls = { looks, looks }), ROW(.name = "s
           ROW(.attributes = linkToFolder, .deletesFiles = false,
               .calls = { looks, "RemoveDirectoryA C:\\orq\\orqcore.dll", "GetSystemDirectoryA 260" }));
 
-TEST_P(CoreDirectoryQuestions, FollowTheSearchForTheInstallDirectory)
+TEST_ROW(CoreDirectoryQuestions, FollowTheSearchForTheInstallDirectory)
 {
     system.plugInFrameworkDevice("C:\\orq");
     system.files["C:\\orq\\orqcore.dll"] = row().attributes;

@@ -122,7 +122,7 @@ TEST_ROWS(CoreLoadFailure,
           // nor without memory for the module's record
           ROW(.failingAllocation = 1, .status = 2300, .name = "TOVA_E_PARAMETER_IS_NULL", .attempts = 0));
 
-TEST_P(CoreLoadFailure, IsReportedWithoutAnythingToFree)
+TEST_ROW(CoreLoadFailure, IsReportedWithoutAnythingToFree)
 {
     system.files[corePath] = row().attributes;
     system.deletesFiles = row().deletesFiles;
@@ -248,7 +248,7 @@ TEST_ROWS(CoreRefusal,
           ROW(.emptySlots = { 10 }, .status = 1400, .name = "TOVA_E_CALLBACK_IS_NULL"),
           ROW(.emptySlots = { 11 }, .status = 1400, .name = "TOVA_E_CALLBACK_IS_NULL"));
 
-TEST_P(CoreRefusal, IsReportedAndTheLibraryFreed)
+TEST_ROW(CoreRefusal, IsReportedAndTheLibraryFreed)
 {
     system.core.interfaceStatus = row().answer;
     system.core.emptySlots = row().emptySlots;

@@ -101,7 +101,7 @@ class EventPayload : public WithRow<EventCallback, PayloadRow> {};
 TEST_ROWS(EventPayload, ROW(.type = 34, .bytes = 4), ROW(.type = 72, .bytes = 16), ROW(.type = 106, .bytes = 4),
           ROW(.type = 183, .bytes = 4));
 
-TEST_P(EventPayload, CountsFromItsFullBufferLengthOnWhateverItsTypeAndDataLength)
+TEST_ROW(EventPayload, CountsFromItsFullBufferLengthOnWhateverItsTypeAndDataLength)
 {
     const auto [type, bytes] = row();
     const GuardedBlock shortBlock(bytes - 1, 2);
@@ -148,7 +148,7 @@ TEST_ROWS(EventOfAWord,
               .changes = { "raw 2", "workload 4", "pending 1", "hold 4", "seen 1" }),
           ROW(.type = 10000, .changes = { "disconnected 1" }, .messages = { "4 Disconnected" }));
 
-TEST_P(EventOfAWord, ChangesAndLogsNothingElse)
+TEST_ROW(EventOfAWord, ChangesAndLogsNothingElse)
 {
     EXPECT_EQ(deliverWord(row().type, row().word, row().participant), 0U);
 
@@ -201,7 +201,7 @@ TEST_ROWS(PowerSchemeEvent,
           ROW(.data1 = 0x8C5E7FDB, .scheme = 1, .message = "2 powerScheme type = 1data.Data1 =2355003355"),
           ROW(.data1 = 0xFFFFFFFF, .scheme = 1, .message = "2 powerScheme type = 1data.Data1 =4294967295"));
 
-TEST_P(PowerSchemeEvent, IsClassedByTheFirstWordOfItsGuidAndKeepsThePointerToItsPayload)
+TEST_ROW(PowerSchemeEvent, IsClassedByTheFirstWordOfItsGuidAndKeepsThePointerToItsPayload)
 {
     g_powerScheme = 7;
     std::uint32_t guid[4] = { row().data1, 0x4B85E79A };
@@ -280,7 +280,7 @@ TEST_ROWS(WorkloadEvent, ROW(.raw = 0, .workload = 0), ROW(.raw = 1, .workload =
           ROW(.raw = 6, .workload = 6), ROW(.raw = 2147483647, .workload = 2147483647),
           ROW(.raw = 0xFFFFFFFF, .workload = -1));
 
-TEST_P(WorkloadEvent, MapsRawClassesOneAndTwoAndKeepsAllOthersWhateverItsContext)
+TEST_ROW(WorkloadEvent, MapsRawClassesOneAndTwoAndKeepsAllOthersWhateverItsContext)
 {
     g_workload = 77;
     std::uint32_t raw = row().raw;
@@ -303,7 +303,7 @@ TEST_ROWS(WorkloadPause, ROW(.previous = -1), ROW(.previous = 0), ROW(.previous 
           ROW(.previous = 3, .pauses = { 0, 0, 1, 0, 1, 0, 0 }), ROW(.previous = 4),
           ROW(.previous = 5, .pauses = { 1, 0, 1, 1, 1, 0, 1 }), ROW(.previous = 6));
 
-TEST_P(WorkloadPause, IsAskedForWhenTheClassLeavesFiveOrGoesFromThreeToFourAndNeverTakenBack)
+TEST_ROW(WorkloadPause, IsAskedForWhenTheClassLeavesFiveOrGoesFromThreeToFourAndNeverTakenBack)
 {
     prevWorkload = row().previous;
     for (std::uint32_t raw = 0; raw < 7; ++raw) {

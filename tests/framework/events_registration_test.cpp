@@ -70,7 +70,7 @@ TEST_ROWS(FailedRegistration, ROW(.type = 10000, .status = 1003, .named = "TOVA_
           ROW(.type = 72, .status = -5, .named = "NA(-5)", .calls = 6),
           ROW(.type = 106, .status = 3700, .named = "TOVA_E_SESSION_DISCONNECTED(3700)", .calls = 8));
 
-TEST_P(FailedRegistration, IsWrittenAndStoredBeforeAllSixAreUnregistered)
+TEST_ROW(FailedRegistration, IsWrittenAndStoredBeforeAllSixAreUnregistered)
 {
     core.registerStatus[row().type] = row().status;
     core.unregisterStatus = 3501;  // nobody looks at it

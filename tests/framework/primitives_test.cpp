@@ -56,7 +56,7 @@ TEST_ROWS(
     ROW(.set = setRaplPowerLimit1, .value = 0x89ABCDEF,
         .command = "46 of 46: execute-primitive TCPU SET_RAPL_POWER_LIMIT_1\\0 | type 26, 4 of 4: EF CD AB 89 | -"));
 
-TEST_P(Primitives, SendTheirCommandWholeAgainAfterACoreParsedItInPlaceAndLogNothing)
+TEST_ROW(Primitives, SendTheirCommandWholeAgainAfterACoreParsedItInPlaceAndLogNothing)
 {
     EXPECT_EQ(run(), 0.0);  // a core that succeeds without writing
     EXPECT_EQ(run(), 0.0);
@@ -66,7 +66,7 @@ TEST_P(Primitives, SendTheirCommandWholeAgainAfterACoreParsedItInPlaceAndLogNoth
     EXPECT_EQ(g_orqStatus, row().tracked ? 0 : 77);
 }
 
-TEST_P(Primitives, FailOnAnyStatusButZeroWithoutPartialValueLogOrRetry)
+TEST_ROW(Primitives, FailOnAnyStatusButZeroWithoutPartialValueLogOrRetry)
 {
     core.reading = 777;
     for (const int status : { 1003, 102, -5, 10000, INT_MIN }) {
@@ -79,7 +79,7 @@ TEST_P(Primitives, FailOnAnyStatusButZeroWithoutPartialValueLogOrRetry)
     }
 }
 
-TEST_P(Primitives, WithoutACoreFailAndTheTrackedOnesReportTheEmptySlot)
+TEST_ROW(Primitives, WithoutACoreFailAndTheTrackedOnesReportTheEmptySlot)
 {
     unloadLibrary(g_loader);
 
@@ -102,7 +102,7 @@ TEST_ROWS(PrimitiveReading, ROW(.word = 0x12345678, .bits = 305419896, .power = 
           ROW(.word = 3000000000, .bits = -1294967296, .power = 3000000000),
           ROW(.word = 0xFFFFFFFF, .bits = -1, .power = 4294967295));
 
-TEST_P(PrimitiveReading, IsTheWordThatTheCoreWrote)
+TEST_ROW(PrimitiveReading, IsTheWordThatTheCoreWrote)
 {
     core.reading = row().word;
 
@@ -126,7 +126,7 @@ TEST_ROWS(ToMilliwatts, ROW(.reading = 0.0, .milliwatts = 0), ROW(.reading = 123
           ROW(.reading = 4294967295.0, .milliwatts = INT_MAX), ROW(.reading = -2147483648.0, .milliwatts = INT_MIN),
           ROW(.reading = -3000000000.0, .milliwatts = INT_MIN));
 
-TEST_P(ToMilliwatts, TruncatesTowardsZeroAndStaysInTheRangeOfAnInt)
+TEST_ROW(ToMilliwatts, TruncatesTowardsZeroAndStaysInTheRangeOfAnInt)
 {
     EXPECT_EQ(toMilliwatts(row().reading), row().milliwatts);
 }

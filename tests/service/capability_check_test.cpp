@@ -53,7 +53,7 @@ TEST_ROWS(PublishedCapability,
               .notes = { openAcpi, openCpu, openKv, "set key3, Capability, 0, 4, 4 bytes: 2",
                          "event KV Capability value is not present", presentData, "close key2" }));
 
-TEST_P(PublishedCapability, IsTwoWithBothDriversElseOne)
+TEST_ROW(PublishedCapability, IsTwoWithBothDriversElseOne)
 {
     failCalls(row().failing);
 
@@ -85,7 +85,7 @@ TEST_ROWS(CapabilityException, ROW(.key = 1, .data = { "data capabilityCheck fun
           ROW(.key = 3, .standard = false,
               .data = { "data Catch ...registry_write function. Service stopped", presentData }));
 
-TEST_P(CapabilityException, IsWrittenAStandardOneWithItsText)
+TEST_ROW(CapabilityException, IsWrittenAStandardOneWithItsText)
 {
     registry.onOpen = [this] {
         if (registry.opened.size() + 1 != row().key) return;

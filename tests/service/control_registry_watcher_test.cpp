@@ -102,7 +102,7 @@ TEST_ROWS(WatcherCalls,
           ROW(.failing = "CreateEventW, change",
               .calls = { openToWatch, createEvent, "event KV::CreateEvent Failed" }));
 
-TEST_P(WatcherCalls, ComeInThisOrder)
+TEST_ROW(WatcherCalls, ComeInThisOrder)
 {
     failCalls({ row().failing });
     change(dword(2));
@@ -170,7 +170,7 @@ class WatcherException : public WithRow<ControlWatch, ExceptionRow> {};
 TEST_ROWS(WatcherException, ROW(.standard = true, .line = "data  registryNotifyexception - broken"),
           ROW(.standard = false, .line = "data catch ... registry_write function. Service stopped"));
 
-TEST_P(WatcherException, IsWrittenBeforeTheClosingLineAStandardOneWithItsText)
+TEST_ROW(WatcherException, IsWrittenBeforeTheClosingLineAStandardOneWithItsText)
 {
     registry.onNotify = [this]() -> LSTATUS {
         if (row().standard) throw std::runtime_error("broken");
@@ -213,7 +213,7 @@ TEST_ROWS(ControlValue,
           ROW(.bytes = dword(0x10002)), ROW(.bytes = dword(0x202)), ROW(.bytes = wideText(L"2")),
           ROW(.bytes = wideText(L"\x02\x02")), ROW(.bytes = "2"), ROW(.bytes = ""));
 
-TEST_P(ControlValue, OpensTheGateWhenItIsTwoElseAsksScalingToStopAndShutsTheGate)
+TEST_ROW(ControlValue, OpensTheGateWhenItIsTwoElseAsksScalingToStopAndShutsTheGate)
 {
     change(row().bytes);
 
@@ -243,7 +243,7 @@ TEST_ROWS(ControlValues, ROW(.first = dword(2), .firstGate = 0, .second = dword(
           ROW(.first = dword(5), .second = "\x02\0"s, .secondGate = 0),
           ROW(.first = dword(0x00050002), .second = "\x02\0"s));
 
-TEST_P(ControlValues, AreFollowedOneByOne)
+TEST_ROW(ControlValues, AreFollowedOneByOne)
 {
     int gateAfterTheFirst = -1;
     change(row().first);
@@ -291,7 +291,7 @@ TEST_ROWS(OfferedSize,
               .offered = { wholeBuffer, wholeBuffer, wholeBuffer, wholeBuffer }, .gates = { 7, 7, 7, 0 },
               .notPresent = 3));
 
-TEST_P(OfferedSize, IsThatOfTheValueBeforeAndAtMostTheBuffers)
+TEST_ROW(OfferedSize, IsThatOfTheValueBeforeAndAtMostTheBuffers)
 {
     std::vector<int> gates;
     std::vector<std::string> queries;

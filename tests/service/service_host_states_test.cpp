@@ -46,7 +46,7 @@ TEST_ROWS(ServiceEntry, ROW(.refused = false, .error = 1063, .exitCode = 0), ROW
               .standardError = "kelvane.exe is the Windows service \"Tarvo(R) Kelvane\": install it by "
                                "kelvane-1.0.11406.42226-x64.msi and start it by net start \"Tarvo(R) Kelvane\".\n"));
 
-TEST_P(ServiceEntry, HandsTheProcessToTheServiceManagerAndReportsItsRefusal)
+TEST_ROW(ServiceEntry, HandsTheProcessToTheServiceManagerAndReportsItsRefusal)
 {
     if (row().refused) failCalls({ "StartServiceCtrlDispatcherW" });
     manager.lastError = row().error;
@@ -99,7 +99,7 @@ TEST_ROWS(
         .calls = { registerHandler, startPending, createEvent, running, "create worker", waitForWorker, stopPending,
                    "set event", notStopped, closeEvent, stopped, "close worker" }));
 
-TEST_P(ServiceLife, IsReportedInThisOrder)
+TEST_ROW(ServiceLife, IsReportedInThisOrder)
 {
     failCalls(row().failing);
     if (row().stopped) manager.onThreadWait = [] { serviceControlHandler(stop); };
@@ -157,7 +157,7 @@ TEST_ROWS(IgnoredControl, ROW(.state = SERVICE_START_PENDING), ROW(.state = SERV
           ROW(.control = 0), ROW(.control = 2), ROW(.control = 3), ROW(.control = 4), ROW(.control = 5),
           ROW(.control = 6), ROW(.control = 13), ROW(.control = 128), ROW(.control = 0xFFFFFFFF));
 
-TEST_P(IgnoredControl, ChangesNothingAndIsNotReported)
+TEST_ROW(IgnoredControl, ChangesNothingAndIsNotReported)
 {
     int sent = 0;
     manager.onStatus = [&](DWORD state) {

@@ -109,7 +109,7 @@ TEST_ROWS(
     ROW(.polls = { WAIT_TIMEOUT }, .gate = 0, .gateInDelay = 1,
         .sleepsAndPolls = { "poll 0", "sleep 2000", "sleep 3000", "poll 0" }, .engines = 1));
 
-TEST_P(WorkerPoll, StartsAnEngineWheneverItFindsTheGateOpen)
+TEST_ROW(WorkerPoll, StartsAnEngineWheneverItFindsTheGateOpen)
 {
     polls = row().polls;
     g_engineGate = row().gate;

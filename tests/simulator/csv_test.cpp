@@ -70,7 +70,7 @@ TEST_ROWS(CsvRecords,
           // only a hash at the start of a line makes a comment
           ROW(.text = "a\n #b\nc#d\n\"#e\"\n", .records = { { "a" }, { " #b" }, { "c#d" }, { "#e" } }));
 
-TEST_P(CsvRecords, HoldTheFieldsOfTheirLines)
+TEST_ROW(CsvRecords, HoldTheFieldsOfTheirLines)
 {
     std::vector<Fields> found;
     for (const CsvRecord& record : recordsOf(row().text)) found.push_back(record.fields);
@@ -117,7 +117,7 @@ TEST_ROWS(CsvErrors,
           // lines inside quotes count
           ROW(.text = "a\n\"b\n\nc\"\nd\"\n", .told = "5: "));
 
-TEST_P(CsvErrors, TellTheLine) { EXPECT_THAT(errorOf(row().text), StartsWith(row().told)); }
+TEST_ROW(CsvErrors, TellTheLine) { EXPECT_THAT(errorOf(row().text), StartsWith(row().told)); }
 
 TEST(Printable, ShowsBytesThatDoNotPrintAsTheirCode)
 {

@@ -88,7 +88,7 @@ class SimulatedProcessorJob : public WithRow<SimulatedProcessor, ArrivalRow> {};
 
 TEST_ROWS(SimulatedProcessorJob, ROW(.arrivalMs = 10, .doneMs = 20), ROW(.arrivalMs = 14, .doneMs = 30));
 
-TEST_P(SimulatedProcessorJob, IsTakenUpWithTheFirstTickAtItsArrivalOrLater)
+TEST_ROW(SimulatedProcessorJob, IsTakenUpWithTheFirstTickAtItsArrivalOrLater)
 {
     processor.tick();
     processor.addJob(row().arrivalMs, 10, 1);
@@ -140,7 +140,7 @@ TEST_ROWS(SimulatedProcessorClock, ROW(.ceiling = 0, .clock = 0.2), ROW(.ceiling
           // 1000 + 2 x (600 + 216)
           ROW(.ceiling = 5000, .threads = 2, .clock = 0.6, .powerMw = 2632));
 
-TEST_P(SimulatedProcessorClock, FollowsTheCeilingAndPowerItsCube)
+TEST_ROW(SimulatedProcessorClock, FollowsTheCeilingAndPowerItsCube)
 {
     if (row().threads > 0) processor.addJob(0, endlessMs, row().threads);
     processor.setCeiling(row().ceiling);

@@ -50,7 +50,7 @@ TEST_ROWS(
     ROW(.power = "4294967295", .inputs = "0,stop,service", .text = "pkg power",
         .told = { "0 2 pkg power data is : 2147483647" }));
 
-TEST_P(ReplayMessages, TellTheInput)
+TEST_ROW(ReplayMessages, TellTheInput)
 {
     const Rows rows = replayRows(std::string("0,power_mw,") + row().power + "\n" + row().inputs + "\n");
 
@@ -86,7 +86,7 @@ TEST_ROWS(ReplayWorkload, ROW(.raw = "0", .step = "PerfRange = 1200 tempPerfRang
           ROW(.raw = "3", .step = "PerfRange = 1200 tempPerfRange = 2100 g_workload = 3"),
           ROW(.raw = "0xFFFFFFFF", .step = "PerfRange = 1200 tempPerfRange = 1800 g_workload = -1"));
 
-TEST_P(ReplayWorkload, ClassChoosesThePreferenceOfTheStepAfter)
+TEST_ROW(ReplayWorkload, ClassChoosesThePreferenceOfTheStepAfter)
 {
     const Rows rows = replayRows("0,power_mw,1500\n100,event,183:" + std::string(row().raw) + "\n5000,stop,service\n");
 

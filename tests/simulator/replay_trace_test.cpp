@@ -23,7 +23,7 @@ TEST_ROWS(ReplayRefused,
           ROW(.input = "0,status,SESSION_CREATE=-7\n",
               .trace = { "0,call,INIT,,0", "0,log,0,KV scaling is started : ,", "0,call,SESSION_CREATE,,-7" }));
 
-TEST_P(ReplayRefused, EndsWithTheRefusal) { EXPECT_EQ(replayRows(row().input), row().trace); }
+TEST_ROW(ReplayRefused, EndsWithTheRefusal) { EXPECT_EQ(replayRows(row().input), row().trace); }
 
 const Rows startOfScaling = {
     "0,call,INIT,,0",

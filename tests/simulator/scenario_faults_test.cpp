@@ -121,7 +121,7 @@ TEST_ROWS(ScenarioFault,
           ROW(.line = "0,processor,desktop", .told = "4: processor and clip_reasons cannot stand in one scenario",
               .before = "0,clip_reasons,0"));
 
-TEST_P(ScenarioFault, IsToldWithItsLine) { expectToldBehind(row().before); }
+TEST_ROW(ScenarioFault, IsToldWithItsLine) { expectToldBehind(row().before); }
 
 class ScenarioFaultBehindAJob : public ScenarioFault {};
 
@@ -150,7 +150,7 @@ TEST_ROWS(ScenarioFaultBehindAJob,
           ROW(.line = "20,power_mw,1", .told = "power_mw and job cannot stand in one scenario"),
           ROW(.line = "20,clip_reasons,1", .told = "clip_reasons and job cannot stand in one scenario"));
 
-TEST_P(ScenarioFaultBehindAJob, IsToldWithItsLine) { expectToldBehind("0,job,a:1:1"); }
+TEST_ROW(ScenarioFaultBehindAJob, IsToldWithItsLine) { expectToldBehind("0,job,a:1:1"); }
 
 struct PlaceRow {
     std::string text;
@@ -168,7 +168,7 @@ TEST_ROWS(ScenarioFaultPlace, ROW(.text = std::string(300, '\0'), .place = "scen
           // the first fault is told
           ROW(.text = header + "0,power_mw,x\n0,fan_rpm,1\n", .place = "scenario.csv:2: "));
 
-TEST_P(ScenarioFaultPlace, IsToldWhateverTheFileHolds)
+TEST_ROW(ScenarioFaultPlace, IsToldWhateverTheFileHolds)
 {
     EXPECT_THAT([&] { read(row().text); }, ThrowsMessage<MalformedScenario>(StartsWith(row().place)));
 }

@@ -127,7 +127,7 @@ TEST_ROWS(ScenarioInput,
           ROW(.line = "6,stop,\"scaling\"", .read = "6 stop scaling"),
           ROW(.line = "007,ac_line,1", .read = "7 source 1"));
 
-TEST_P(ScenarioInput, IsReadFromItsLine)
+TEST_ROW(ScenarioInput, IsReadFromItsLine)
 {
     EXPECT_THAT(linesOf(header + row().line + "\n7,stop,service\n"), ElementsAre(row().read, "7 stop service"));
 }
@@ -157,7 +157,7 @@ TEST_ROWS(ScenarioLines,
           ROW(.text = header + "5,stop,scaling\n6,power_mw,2\n", .lines = { "5 stop scaling", "6 GET_RAPL_POWER 2" }),
           ROW(.text = header + "0,stop,service\n6,power_mw,2\n", .lines = { "0 stop service", "6 GET_RAPL_POWER 2" }));
 
-TEST_P(ScenarioLines, AreThoseOfTheFile) { EXPECT_EQ(row().lines, linesOf(row().text)); }
+TEST_ROW(ScenarioLines, AreThoseOfTheFile) { EXPECT_EQ(row().lines, linesOf(row().text)); }
 
 }  // namespace
 }  // namespace kelvane::tests

@@ -51,7 +51,7 @@ TEST_ROWS(SimulatedEvent, ROW(.type = 34, .value = 3, .delivery = "34 null 03000
           ROW(.type = 5, .delivery = "5 TCPU none"), ROW(.type = 6, .delivery = "6 TCPU none"),
           ROW(.type = 44, .delivery = "44 null none"), ROW(.type = 10000, .delivery = "10000 null none"));
 
-TEST_P(SimulatedEvent, CarriesThePayloadOfItsType)
+TEST_ROW(SimulatedEvent, CarriesThePayloadOfItsType)
 {
     const SimulatedMachine machine;
     RegisterEvent(1, row().type, nullptr, keepDelivery, 0);
@@ -174,7 +174,7 @@ TEST_ROWS(SimulatedCommand,
           ROW(.text = std::string("execute-primitive TCPU GET_RAPL_POWER\0", 38), .type = 3));
 
 // What a core would not understand must not look like a command in the trace.
-TEST_P(SimulatedCommand, IsRecognisedAsAWholeAlone)
+TEST_ROW(SimulatedCommand, IsRecognisedAsAWholeAlone)
 {
     SimulatedMachine machine;
     machine.power(1500);

@@ -56,7 +56,7 @@ TEST_ROWS(TraceLogText, ROW(.text = "", .column = ""),
           ROW(.text = "say \"hi\"", .column = "\"say \"\"hi\"\"\""), ROW(.text = "a\nb", .column = "\"a\nb\""),
           ROW(.text = "a\rb", .column = "\"a\rb\""));
 
-TEST_P(TraceLogText, IsQuotedOnlyWhereCsvNeedsIt)
+TEST_ROW(TraceLogText, IsQuotedOnlyWhereCsvNeedsIt)
 {
     std::ostringstream out;
     Trace trace(out, TraceFlush::eachRow);

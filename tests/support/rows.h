@@ -1,20 +1,17 @@
-// tests/support/rows.h: a table of cases as value-parameterised tests. Each row is a test in a process of its own, and
-// its fields are its name.
+// tests/support/rows.h: a table of cases. Each row is a test in a process of its own, and its fields are its name.
 //
 //     struct FallRow { int power = 3000; int floor = 1000; int after; };
 //     using DownBranchFall = WithRow<DownBranch, FallRow>;
 //     TEST_ROWS(DownBranchFall, ROW(.power = 2250, .after = 3000), ROW(.power = 2250, .floor = 3500, .after = 3500));
-//     TEST_P(DownBranchFall, StopsAtTheFloor) { EXPECT_EQ(ceilingAt(row().power), row().after); }
+//     TEST_ROW(DownBranchFall, StopsAtTheFloor) { EXPECT_EQ(ceilingAt(row().power), row().after); }
 //
-// gives DownBranchFall.StopsAtTheFloor/power2250_after3000 and its like.
+// gives DownBranchFall.StopsAtTheFloor/power2250_after3000 and its like. googletest's own value-parameterised tests do
+// the same, and take the compiler twice as long: much of their machinery is compiled anew for each table.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <cctype>
-#include <ostream>
-#include <string>
-#include <vector>
+#include <cstddef>
 
 namespace kelvane::tests {
 
@@ -24,38 +21,57 @@ struct Row {
     Fields fields;
 };
 
-template<class Fields>
-void PrintTo(const Row<Fields>& row, std::ostream* out)
-{
-    *out << row.text;
-}
-
 // A fixture whose tests see one row; testing::Test where there is nothing to set up.
 template<class Fixture, class Fields>
-class WithRow : public Fixture, public testing::WithParamInterface<Row<Fields>> {
+class WithRow : public Fixture {
+public:
+    using RowType = Row<Fields>;
+
+    static void setRow(const void* row) { s_row = static_cast<const RowType*>(row); }
+
 protected:
-    const Fields& row() const { return this->GetParam().fields; }
+    static const Fields& row() { return s_row->fields; }
+
+private:
+    static inline const RowType* s_row = nullptr;  // set before the fixture is made, whose members may look at it
 };
 
-// What may stand in a test's name of ".power = -1, .floor = 2": "powerminus1_floor2". The end of a long row is left
-// out, for files are named after tests.
-constexpr std::size_t longestNameOfRow = 150;
-inline constexpr auto nameOfRow = [](const auto& row) {
-    std::string name;
-    for (const char* c = row.param.text; *c != '\0'; ++c) {
-        if (std::isalnum(static_cast<unsigned char>(*c)) != 0) name += *c;
-        if (*c == '-') name += "minus";
-        if (*c == ',') name += '_';
-    }
-    return name.substr(0, longestNameOfRow);
+struct RowTest {
+    const char* suite;
+    const char* name;
+    const char* file;
+    int line;
 };
+
+// Registers one row of a test with googletest. Two rows of one name end the program.
+void registerRow(const RowTest& test, const char* text, const void* row, testing::Test* (*make)(const void* row));
+
+template<class Test, std::size_t count>
+bool registerRows(const RowTest& test, const typename Test::RowType (&rows)[count])
+{
+    const auto make = [](const void* row) -> testing::Test* {
+        Test::setRow(row);
+        return new Test;
+    };
+    for (const auto& row : rows) registerRow(test, row.text, &row, make);
+    return true;
+}
 
 }  // namespace kelvane::tests
 
+// clang-format off: its versions lay these out differently
 #define ROW(...)                                                                                                       \
     {                                                                                                                  \
 #__VA_ARGS__, { __VA_ARGS__ }                                                                                  \
     }
 
-#define TEST_ROWS(suite, ...)                                                                                          \
-    INSTANTIATE_TEST_SUITE_P(, suite, testing::ValuesIn(std::vector<suite::ParamType>{ __VA_ARGS__ }), nameOfRow)
+#define TEST_ROWS(suite, ...) static const suite::RowType rowsOf##suite[] = { __VA_ARGS__ }
+
+#define TEST_ROW(suite, name)                                                                                          \
+    class suite##_##name final : public suite {                                                                        \
+        void TestBody() override;                                                                                      \
+    };                                                                                                                 \
+    static const bool suite##_##name##_registered =                                                                    \
+        kelvane::tests::registerRows<suite##_##name>({ #suite, #name, __FILE__, __LINE__ }, rowsOf##suite);            \
+    void suite##_##name::TestBody()
+// clang-format on

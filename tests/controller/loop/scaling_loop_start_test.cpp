@@ -94,7 +94,7 @@ TEST_ROWS(
                     Rows{ "SET_PERF_PREFERENCE_MIN 0 1000" } + setterFailed + Rows(ended.begin() + 1, ended.end()),
         .status = 1000));
 
-TEST_P(ScalingLoopStarts, GoesFromInitToTheDefaultPreference)
+TEST_ROW(ScalingLoopStarts, GoesFromInitToTheDefaultPreference)
 {
     loop.failCall(row().failing, 1000);
 
@@ -178,7 +178,7 @@ TEST_ROWS(ScalingLoopWithoutEvents, ROW(.failing = 9, .done = 0, .event = "10000
           ROW(.failing = 12, .done = 3, .event = "183"), ROW(.failing = 13, .done = 5, .event = "72"),
           ROW(.failing = 14, .done = 7, .event = "106"));
 
-TEST_P(ScalingLoopWithoutEvents, UnregistersAllAndGoesOn)
+TEST_ROW(ScalingLoopWithoutEvents, UnregistersAllAndGoesOn)
 {
     loop.failCall(row().failing, 1000);
     int duringFirstLimit = -1;

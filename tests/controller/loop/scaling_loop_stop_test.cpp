@@ -214,7 +214,7 @@ using ScalingLoopStopSwitch = WithRow<ScalingLoopStop, SwitchRow>;
 
 TEST_ROWS(ScalingLoopStopSwitch, ROW(.allowed = &g_stopEnabled), ROW(.allowed = &g_loopStopEnabled));
 
-TEST_P(ScalingLoopStopSwitch, HasToAllowTheStopOfScaling)
+TEST_ROW(ScalingLoopStopSwitch, HasToAllowTheStopOfScaling)
 {
     *row().allowed = 0;
     loop.at(1000, stopScaling);
