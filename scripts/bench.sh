@@ -13,7 +13,6 @@ usage() {
 }
 
 [ $# -eq 0 ] || [ "$*" = --native ] || usage
-trap stop_wine EXIT
 install_packages "${build_packages[@]}" cmake g++ ninja-build python3 valgrind
 build release
 build native-bench

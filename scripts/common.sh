@@ -1,8 +1,7 @@
-# Shared by the project's scripts: where things lie, what they need, how Wine is ended. To be sourced by bash.
+# Shared by the project's scripts: where things lie, what they need, what they have in common. To be sourced by bash.
 # shellcheck shell=bash disable=SC2034
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-export WINEPREFIX="${WINEPREFIX:-$root/build/wine}"
 
 build_packages=(g++-mingw-w64-x86-64-posix cmake ninja-build wine64)
 package_packages=(git msitools python3 uuid-runtime wixl)
@@ -111,12 +110,6 @@ part() {
 show_parts() {
     printf '%s\n' "${parts[@]}"
     printf '%6d s  in all\n' $SECONDS
-}
-
-# Ends the Wine server of the project's own prefix, and with it every program in there; unless KELVANE_KEEP_WINE says
-# that others are at work in it.
-stop_wine() {
-    [ -n "${KELVANE_KEEP_WINE:-}" ] || [ ! -d "$WINEPREFIX" ] || /usr/lib/wine/wineserver -k >/dev/null 2>&1 || true
 }
 
 run_windows_program() {

@@ -8,7 +8,6 @@
 set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
-trap stop_wine EXIT
 install_packages "${build_packages[@]}" python3 gnuplot-nox
 build release kelvane-policy
 run_tool control "$@"

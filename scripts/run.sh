@@ -32,7 +32,6 @@ show_trace() {
 replay() {
     local scenario=${1:-$root/scenarios/office-laptop.csv} name
     name=$(basename "$scenario" .csv)
-    trap stop_wine EXIT
     "$root/scripts/replay.sh" "$scenario" "$out/$name.trace.csv"
     show_trace "$out/$name.trace.csv" "$name"
 }

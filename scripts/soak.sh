@@ -32,7 +32,6 @@ fi
 install_packages "${build_packages[@]}" python3
 build release
 if [ "$kind" = year ]; then
-    trap stop_wine EXIT
     run_tool soak.year "$length" "$root/build/soak" \
         "$root/cmake/wine-run.sh" "$root/build/release/kelvane-replay.exe"
 else

@@ -7,7 +7,6 @@ set -euo pipefail
 source "$(dirname "$0")/common.sh"
 export KELVANE_STRICT=ON
 cd "$root"
-trap stop_wine EXIT
 
 install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}" "${native_packages[@]}" \
     "${mutate_packages[@]}" chromium chromium-driver clang-format clang-tidy cppcheck gcovr gnuplot-nox \

@@ -10,8 +10,7 @@ OUT = ROOT / "build" / "run"
 
 
 def run_script(*arguments, cwd=ROOT):
-    # The Wine server is shared with the tests that run at the same time.
-    return run_command(ROOT / "scripts/run.sh", *arguments, cwd=cwd, KELVANE_KEEP_WINE="1")
+    return run_command(ROOT / "scripts/run.sh", *arguments, cwd=cwd)
 
 
 @pytest.fixture(scope="module", name="office")
