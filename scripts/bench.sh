@@ -14,6 +14,7 @@ usage() {
 
 [ $# -eq 0 ] || [ "$*" = --native ] || usage
 install_packages "${build_packages[@]}" cmake g++ ninja-build python3 valgrind
+take_turn bench
 build release
 build native-bench
 run_tool bench "$@"

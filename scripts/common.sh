@@ -11,30 +11,60 @@ mutate_packages=(libclang1 python3-clang)
 # What runs in several threads, and is worth the thread sanitizer's time.
 thread_targets=(engine_tests log_tests stress_tests)
 
+# What npm needs, unless the machine has it, in whichever form.
+npm_packages=(nodejs npm)
+! command -v npm >/dev/null || npm_packages=()
+
+# take_lock FD WHAT: locks the file that FD has open, until nobody has it open any more; others wait, and say so once.
+take_lock() {
+    flock -w 1 "$1" && return
+    echo "waiting for another command: $2" >&2
+    flock "$1"
+}
+
+# take_turn NAME: of the commands that call this, one at a time goes on; to its end, for they share files below build/.
+take_turn() {
+    mkdir -p "$root/build"
+    exec 7>"$root/build/$1.turn.lock"
+    take_lock 7 "${0##*/}" || exit
+}
+
 # Installs those of the named Debian packages that this machine lacks.
 install_packages() {
-    local missing=() package
+    [ -n "$(missing_packages "$@")" ] || return 0
+    mkdir -p "$root/build"
+    (take_lock 8 "the installation of packages" && install_missing_packages "$@") 8>"$root/build/packages.lock"
+}
+
+missing_packages() {
+    local package
     for package in "$@"; do
-        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
+        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || echo "$package"
     done
+}
+
+install_missing_packages() {
+    local missing as_root=() by_hand
+    mapfile -t missing < <(missing_packages "$@")
     [ ${#missing[@]} -eq 0 ] && return
+    by_hand="apt-get update && apt-get install --no-install-recommends ${missing[*]}"
     if ! is_known_debian; then
         echo "Only Debian 12 and 13 are known here, and this system is neither. It lacks what these Debian packages" \
             "hold: ${missing[*]}" >&2
         return 1
     fi
-    local as_root=()
     if [ "$(id -u)" -ne 0 ]; then
         if ! command -v sudo >/dev/null; then
-            echo "Packages are missing, and there is no sudo. As root: apt-get install ${missing[*]}" >&2
+            echo "Packages are missing, and there is no sudo. As root: $by_hand" >&2
             return 1
         fi
         as_root=(sudo)
     fi
     echo "installing ${missing[*]}" >&2
-    "${as_root[@]}" apt-get update -qq >&2
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+    "${as_root[@]}" apt-get update -qq >&2 8>&- && "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2 8>&- && return
+    echo "Packages are missing, and installing them failed. As root: $by_hand" >&2
+    return 1
 }
 
 is_known_debian() {
@@ -44,17 +74,16 @@ is_known_debian() {
     [ "$ID" = debian ] && { [ "$VERSION_ID" = 12 ] || [ "$VERSION_ID" = 13 ]; }
 }
 
-# npm, in which form ever the machine has it.
-install_npm() {
-    command -v npm >/dev/null || install_packages nodejs npm
+# build PRESET [TARGET...]: configures once and builds what is missing, one command at a time; says nothing unless it
+# fails or waits. Warnings are errors where KELVANE_STRICT is ON, as our own checks set it.
+build() {
+    mkdir -p "$root/build"
+    (take_lock 8 "the build of $1" && build_alone "$@") 8>"$root/build/$1.lock"
 }
 
-# build PRESET [TARGET...]: configures once and builds what is missing; says nothing unless it fails. Warnings are
-# errors where KELVANE_STRICT is ON, as our own checks set it.
-build() {
+build_alone() {
     local preset=$1 log strict=CMAKE_COMPILE_WARNING_AS_ERROR=${KELVANE_STRICT:-OFF}
     shift
-    mkdir -p "$root/build"
     log="$root/build/$preset.log"
     if ! (cd "$root" &&
         { [ -f "build/$preset/build.ninja" ] && grep -qs "${strict/=/:.*=}" "build/$preset/CMakeCache.txt" ||
@@ -72,10 +101,15 @@ run_tool() {
     PYTHONPATH=$root /usr/bin/python3 -P -B -m "tools.$1" "${@:2}"
 }
 
-# test_preset PRESET [CTEST ARGUMENT...]: runs its tests; one that is skipped has not passed. Those for which Wine did
-# not even start a program are run once more, when there are no other failures; without Wine nothing is. A program of
-# unit tests is one test to ctest: it gets ctest's pattern, and runs those of its tests that have it in their names.
+# test_preset PRESET [CTEST ARGUMENT...]: runs its tests, while no other command builds or tests it; one that is skipped
+# has not passed. Those for which Wine did not even start a program are run once more, when there are no other failures;
+# without Wine nothing is. A program of unit tests is one test to ctest: it gets ctest's pattern, and runs those of its
+# tests that have it in their names.
 test_preset() {
+    (take_lock 8 "the tests of $1" && test_alone "$@") 8>"$root/build/$1.lock"
+}
+
+test_alone() {
     local preset=$1 report=$root/build/$1/ctest.log option previous='' pattern=''
     shift
     for option in "$@"; do

@@ -9,5 +9,6 @@ set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
 install_packages "${build_packages[@]}" python3 gnuplot-nox
+take_turn compare
 build release kelvane-policy
 run_tool control "$@"

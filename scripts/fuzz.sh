@@ -17,6 +17,7 @@ esac
 shift "$(($# > 0))"
 
 install_packages "${native_packages[@]}"
+take_turn fuzz
 targets=("$@")
 if [ $# -eq 0 ]; then
     for source in "$root"/tests/fuzz/*_fuzz.cpp; do

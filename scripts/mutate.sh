@@ -13,5 +13,6 @@ if [ -n "$answer" ]; then
     exit
 fi
 install_packages "${native_packages[@]}" "${mutate_packages[@]}"
+take_turn mutate
 build "${KELVANE_NATIVE:-native}"
 run_tool mutate "$@"

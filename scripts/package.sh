@@ -81,8 +81,8 @@ for file in "${KELVANE_SIGN_CERT:-}" "${KELVANE_SIGN_KEY:-}" "${KELVANE_SIGN_PAS
     [ -z "$file" ] || [ -r "$file" ] || wrong_usage "needed for signing, but cannot be read: $file"
 done
 
-install_packages "${build_packages[@]}" "${package_packages[@]}"
-if is_signed; then install_packages "${sign_packages[@]}"; fi
+is_signed || sign_packages=()
+install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}"
 SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git -C "$root" log -1 --format=%ct)}
 export SOURCE_DATE_EPOCH TZ=UTC
 build release kelvane

@@ -10,13 +10,14 @@ sources=$root/tools/report
 home=$root/build/report
 library=$home/node_modules/echarts/dist/echarts.min.js
 
+has_library() { [ -f "$library" ] && cmp -s "$sources/package-lock.json" "$home/installed"; }
+
 # The plotting library, by the lock file's versions; anew when they change. Two reports may be made at the same time.
 install_library() {
     mkdir -p "$home"
     exec 9>"$home/lock"
     flock 9
-    [ -f "$library" ] && cmp -s "$sources/package-lock.json" "$home/installed" && return
-    install_npm
+    has_library && return
     cp "$sources/package.json" "$sources/package-lock.json" "$sources/.npmrc" "$home"
     if ! npm --prefix "$home" --cache "$home/cache" ci >"$home/npm.log" 2>&1; then
         cat "$home/npm.log" >&2
@@ -25,7 +26,8 @@ install_library() {
     cp "$sources/package-lock.json" "$home/installed"
 }
 
-(install_packages python3 && install_library) || {
+if has_library; then npm_packages=(); fi
+(install_packages python3 "${npm_packages[@]}" && install_library) || {
     echo "the plotting library cannot be installed" >&2
     exit 1
 }

@@ -32,6 +32,7 @@ show_trace() {
 replay() {
     local scenario=${1:-$root/scenarios/office-laptop.csv} name
     name=$(basename "$scenario" .csv)
+    take_turn run
     "$root/scripts/replay.sh" "$scenario" "$out/$name.trace.csv"
     show_trace "$out/$name.trace.csv" "$name"
 }
@@ -41,6 +42,7 @@ live() {
     build release
     run_tool live "$root/build/release" "$out"
     echo
+    take_turn run
     show_trace "$out/service.trace.csv" service
 }
 
@@ -48,7 +50,7 @@ case ${1:-} in
 --replay) [ $# -le 2 ] || usage ;;
 *) [ $# -eq 0 ] || usage ;;
 esac
-install_packages "${build_packages[@]}" python3 gnuplot-nox
+install_packages "${build_packages[@]}" python3 gnuplot-nox "${npm_packages[@]}"
 mkdir -p "$out"
 if [ $# -gt 0 ]; then
     replay "${@:2}"

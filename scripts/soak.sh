@@ -32,6 +32,7 @@ fi
 install_packages "${build_packages[@]}" python3
 build release
 if [ "$kind" = year ]; then
+    take_turn soak-year
     run_tool soak.year "$length" "$root/build/soak" \
         "$root/cmake/wine-run.sh" "$root/build/release/kelvane-replay.exe"
 else

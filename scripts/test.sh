@@ -10,8 +10,8 @@ cd "$root"
 
 install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}" "${native_packages[@]}" \
     "${mutate_packages[@]}" chromium chromium-driver clang-format clang-tidy cppcheck gcovr gnuplot-nox \
-    python3-hypothesis python3-pefile python3-pytest python3-selenium shellcheck valgrind
-install_npm
+    python3-hypothesis python3-pefile python3-pytest python3-selenium shellcheck valgrind "${npm_packages[@]}"
+take_turn test
 
 # What takes seconds comes first. Each preset is tested, also after one that failed; a choice of tests need not be among
 # those of each.

@@ -52,6 +52,71 @@ def ends(program):
     return program.returncode, out
 
 
+# --- builds -----------------------------------------------------------------------------------------------------------
+
+LISTS = """
+cmake_minimum_required(VERSION 3.25)
+project(Small LANGUAGES NONE)
+file(APPEND ${CMAKE_SOURCE_DIR}/done "configured ")
+add_custom_command(OUTPUT made COMMAND mkdir ${CMAKE_SOURCE_DIR}/at-work && sleep 2 && rmdir ${CMAKE_SOURCE_DIR}/at-work
+  && printf "built " >> ${CMAKE_SOURCE_DIR}/done && touch made)
+add_custom_target(all_of_it ALL DEPENDS made)
+"""
+PRESETS = """{ "version": 3,
+  "configurePresets": [ { "name": "small", "generator": "Ninja", "binaryDir": "${sourceDir}/build/${presetName}" } ],
+  "buildPresets": [ { "name": "small", "configurePreset": "small" } ] }"""
+WAITS = "waiting for another command: the build of small\n"
+
+
+@pytest.fixture(name="checkout")
+def checkout_with_one_preset(tmp_path):
+    """Its one build takes two seconds, and fails when another is at work."""
+    checkout = tmp_path / "a small checkout"
+    (checkout / "scripts").mkdir(parents=True)
+    shutil.copy(ROOT / "scripts/common.sh", checkout / "scripts")
+    (checkout / "CMakeLists.txt").write_text(LISTS, encoding="ascii")
+    (checkout / "CMakePresets.json").write_text(PRESETS, encoding="ascii")
+    return checkout
+
+
+def build(start, checkout):
+    return start("bash", "-c", 'set -eu; source "$0/scripts/common.sh"; build small; echo built', checkout)
+
+
+def test_of_two_first_builds_one_waits_and_says_so_once(checkout, start):
+    first = build(start, checkout)
+    wait_for((checkout / "at-work").exists, "the first build")
+    second = build(start, checkout)
+
+    assert (ends(first), ends(second)) == ((0, "built\n"), (0, "built\n"))
+    assert (first.said(), second.said()) == ("", WAITS)
+    assert (checkout / "done").read_text() == "configured built "
+
+
+def test_who_waits_can_be_interrupted_and_goes_on_when_the_other_is_killed(checkout, start):
+    killed = build(start, checkout)
+    wait_for((checkout / "at-work").exists, "the first build")
+    interrupted, patient = build(start, checkout), build(start, checkout)
+    wait_for(lambda: interrupted.said() == patient.said() == WAITS, "the two that wait")
+
+    os.killpg(interrupted.pid, signal.SIGINT)
+    assert interrupted.wait(5) in (-signal.SIGINT, 128 + signal.SIGINT)
+    os.killpg(killed.pid, signal.SIGKILL)
+    (checkout / "at-work").rmdir()
+
+    assert ends(patient) == (0, "built\n")
+
+
+def test_commands_that_share_files_take_turns(checkout, start):
+    turn = 'set -eu; source "$0/scripts/common.sh"; take_turn small; mkdir "$0/my"; echo begun; sleep 2; rmdir "$0/my"'
+    first = start("bash", "-c", turn, checkout)
+    assert first.stdout.readline() == "begun\n"
+    second = start("bash", "-c", turn, checkout)
+
+    assert (ends(first)[0], ends(second)) == (0, (0, "begun\n"))
+    assert second.said() == "waiting for another command: a small checkout\n"
+
+
 # --- Wine -------------------------------------------------------------------------------------------------------------
 
 @pytest.fixture(name="wine", scope="module")
