@@ -11,6 +11,52 @@ mutate_packages=(libclang1 python3-clang)
 # What runs in several threads, and is worth the thread sanitizer's time.
 thread_targets=(engine_tests log_tests stress_tests)
 
+# The comment at a command's head is its help, and the first paragraph of that its usage.
+show_help() { sed -n '2,${/^#/!q;s/^# \{0,1\}//p}' "$0"; }
+
+# answer_help ARGUMENT...: shows the help, and ends, when one of the arguments asks for it.
+answer_help() {
+    local argument
+    for argument in "$@"; do
+        case $argument in
+        -h | --help)
+            show_help
+            exit 0
+            ;;
+        esac
+    done
+}
+
+# wrong_usage SENTENCE: says it with the usage, and ends.
+wrong_usage() {
+    echo "$1"
+    show_help | sed '/^$/,$d'
+    exit 2
+} >&2
+
+# refuse_option ARGUMENT: when it looks like an option, and there is no such file.
+refuse_option() {
+    [[ $1 != -* ]] || [ -e "$1" ] || wrong_usage "there is no option $1"
+}
+
+# check_ctest_arguments ARGUMENT...: those of ctest that choose tests, and say how they run.
+check_ctest_arguments() {
+    while [ $# -gt 0 ]; do
+        case $1 in
+        -E | --exclude-regex | -L | --label-regex | -LE | --label-exclude | -R | --tests-regex | -I | \
+            --tests-information | -j | --parallel | --repeat | --timeout)
+            [ $# -gt 1 ] || wrong_usage "$1 needs a value"
+            shift
+            ;;
+        -j[0-9]* | -F | -N | -Q | -V | -VV | --extra-verbose | --output-on-failure | --progress | --quiet | \
+            --rerun-failed | --schedule-random | --show-only | --stop-on-failure | --verbose) ;;
+        -*) wrong_usage "there is no option $1" ;;
+        *) wrong_usage "some of the tests are chosen by -R PATTERN, not by $1 alone" ;;
+        esac
+        shift
+    done
+}
+
 # What npm needs, unless the machine has it, in whichever form.
 npm_packages=(nodejs npm)
 ! command -v npm >/dev/null || npm_packages=()

@@ -86,11 +86,3 @@ def test_a_malformed_scenario_is_named_with_its_line(tmp_path):
 
     assert result.returncode == 3
     assert 'bad.csv:2: unknown input "power"' in result.stderr
-
-
-@pytest.mark.parametrize("arguments", [("--replay", "a.csv", "b.csv"), ("--help",), ("a.csv",)])
-def test_wrong_usage_is_told(arguments):
-    result = run_script(*arguments)
-
-    assert result.returncode == 2
-    assert "usage: scripts/run.sh" in result.stderr

@@ -1,7 +1,7 @@
 """The long runs, made short: what they do to the service, and that they tell growth from what is deliberate."""
 
 import pytest
-from conftest import REPLAY, ROOT, STEP_S, run_command, run_tool
+from conftest import REPLAY, STEP_S, run_tool
 
 from tools.soak import service as soak_service
 from tools.soak import year as soak_year
@@ -46,15 +46,6 @@ def test_what_the_first_cycle_makes_is_no_growth():
     measured[0] = {name: 0 for name in AT_REST}
 
     assert soak_service.report([life_of(measured)], {"lives": 1})
-
-
-@pytest.mark.parametrize("arguments", [["0"], ["-1"], ["five"], ["1", "2"], ["--year", "0"], ["--year", "1", "2"],
-                                       ["--fuzz", "x"], ["--fuzz", "1", "2"]])
-def test_a_length_that_makes_no_sense_is_wrong_usage(arguments):
-    done = run_command(ROOT / "scripts/soak.sh", *arguments, timeout=20)
-
-    assert done.returncode == 2
-    assert done.stderr.startswith("usage: scripts/soak.sh [MINUTES]")
 
 
 def growth_of_year(samples_kib):
