@@ -38,7 +38,13 @@ def test_a_measure_that_grows_with_each_cycle_is_told(capsys, name, per_cycle):
 
     assert not soak_service.report([life], {"lives": 1})
 
-    assert [line.split()[2] for line in capsys.readouterr().out.splitlines() if "GREW" in line] == [name]
+    shown = soak_service.SHOWN.get(name, name)
+    assert [line[8:22].strip() for line in capsys.readouterr().out.splitlines() if "GREW" in line] == [shown]
+
+
+def test_a_cycle_is_a_row_of_the_table():
+    assert soak_service.cycle_row(2, samples()) == (
+        "2        10         17000         31000            39             8            54             3")
 
 
 def test_what_the_first_cycle_makes_is_no_growth():
