@@ -38,9 +38,12 @@ replay() {
 live() {
     echo "--- building the service"
     build release
-    run_tool live "$root/build/release" "$out"
+    kept=$(mktemp -d "$out/.live-XXXXXX")
+    trap 'rm -rf "$kept"' EXIT
+    run_tool live "$root/build/release" "$kept"
     echo
     take_turn run
+    mv "$kept"/* "$out"
     show_trace "$out/service.trace.csv" service
 }
 
