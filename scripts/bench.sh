@@ -11,7 +11,6 @@ set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
 
-answer_help "$@"
 [ $# -eq 0 ] || [ "$*" = --native ] || wrong_usage "nothing can be given but --native"
 install_packages "${build_packages[@]}" cmake g++ ninja-build python3 valgrind
 take_turn bench

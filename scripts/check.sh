@@ -11,7 +11,6 @@ set -euo pipefail
 source "$(dirname "$0")/common.sh"
 export KELVANE_STRICT=ON
 
-answer_help "$@"
 [ $# -eq 0 ] || wrong_usage "nothing can be chosen here"
 install_packages "${native_packages[@]}" "${mutate_packages[@]}" clang-format python3-pytest shellcheck
 cd "$root"

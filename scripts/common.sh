@@ -18,12 +18,10 @@ show_help() { sed -n '2,${/^#/!q;s/^# \{0,1\}//p}' "$0"; }
 answer_help() {
     local argument
     for argument in "$@"; do
-        case $argument in
-        -h | --help)
+        [[ $argument != -h && $argument != --help ]] || {
             show_help
             exit 0
-            ;;
-        esac
+        }
     done
 }
 
@@ -195,3 +193,5 @@ show_parts() {
 run_windows_program() {
     "$root/cmake/wine-run.sh" "$@"
 }
+
+if [ "${BASH_SOURCE[1]:-}" = "$0" ]; then answer_help "$@"; fi

@@ -37,7 +37,6 @@ check_arguments() {
         wrong_usage "the documents show the thin laptop at the work of its own"
 }
 
-answer_help "$@"
 check_arguments "$@"
 install_packages "${build_packages[@]}" python3 gnuplot-nox
 take_turn compare

@@ -11,7 +11,6 @@ set -euo pipefail
 source "$(dirname "$0")/common.sh"
 export KELVANE_STRICT=ON
 
-answer_help "$@"
 seconds=${1-60}
 [[ $seconds =~ ^[1-9][0-9]{0,6}$ ]] || wrong_usage "not a number of seconds: $seconds"
 shift "$(($# > 0))"

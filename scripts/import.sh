@@ -10,7 +10,6 @@
 set -u
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
-answer_help "$@"
 [ $# -eq 1 ] || wrong_usage "one log is needed"
 refuse_option "$1"
 install_packages python3 || exit 1

@@ -44,7 +44,6 @@ check_arguments() {
     [ -z "$changed" ] || [ $names -eq 0 ] || wrong_usage "--changed names its files itself"
 }
 
-answer_help "$@"
 check_arguments "$@"
 install_packages git "${native_packages[@]}" "${mutate_packages[@]}"
 answer=$(run_tool mutate.answer "$@") || exit

@@ -76,7 +76,6 @@ is_version() {
     ((numbers[0] <= 255 && numbers[1] <= 255 && numbers[2] <= 65535 && numbers[3] <= 65535))
 }
 
-answer_help "$@"
 case $# in
 0) ;;
 2) is_version "$1" || wrong_usage "not a version of four numbers, up to 255.255.65535.65535: $1" ;;

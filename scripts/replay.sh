@@ -11,7 +11,6 @@
 set -u
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
-answer_help "$@"
 [ $# -eq 2 ] || wrong_usage "a scenario and a trace are needed"
 refuse_option "$1"
 install_packages "${build_packages[@]}" || exit 1

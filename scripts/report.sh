@@ -36,7 +36,6 @@ check_arguments() {
     done
 }
 
-answer_help "$@"
 check_arguments "$@"
 
 has_library() { [ -f "$library" ] && cmp -s "$sources/package-lock.json" "$home/installed"; }

@@ -47,7 +47,6 @@ live() {
     show_trace "$out/service.trace.csv" service
 }
 
-answer_help "$@"
 case ${1-} in
 --replay)
     [ $# -le 2 ] || wrong_usage "one scenario is replayed at a time"

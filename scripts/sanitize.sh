@@ -12,7 +12,6 @@ set -uo pipefail
 source "$(dirname "$0")/common.sh"
 export KELVANE_STRICT=ON
 
-answer_help "$@"
 check_ctest_arguments "$@"
 install_packages "${native_packages[@]}" || exit 1
 build native-asan || exit 1

@@ -14,7 +14,6 @@ set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
 
-answer_help "$@"
 kind=service default=60
 case ${1:-} in
 --year) kind=year default=365 ;;

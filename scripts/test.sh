@@ -11,7 +11,6 @@ set -euo pipefail
 source "$(dirname "$0")/common.sh"
 export KELVANE_STRICT=ON
 
-answer_help "$@"
 check_ctest_arguments "$@"
 cd "$root"
 install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}" "${native_packages[@]}" \

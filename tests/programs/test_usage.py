@@ -51,7 +51,7 @@ WRONG = {
 def path_with_hardly_a_command(tmp_path_factory):
     """What a command may call before it has looked at its arguments; what else it calls is noted."""
     folder = tmp_path_factory.mktemp("bare")
-    for name in ("bash", "dirname", "sed"):
+    for name in ("bash", "dirname", "env", "sed", "setpriv"):  # what no Debian is without
         (folder / name).symlink_to(shutil.which(name))
     for name in MISSING:
         (folder / name).write_text(f'#!/bin/sh\necho "{name} $*" >>"{folder}/called"\nexit 1\n')
