@@ -1,20 +1,24 @@
 #!/bin/sh
-# Runs a Windows program under Wine, in a prefix of the project's own below build/.
+# Runs a Windows program under Wine, in the prefix build/wine, which all who call this share.
 #
 # The first program of a prefix starts Wine's background processes, which inherit its standard streams; a reader of such
 # a pipe (ctest, ninja) would then wait for ever. So the prefix is made, and its server started, with every stream
 # closed off, under a lock that lets parallel first starts queue up. In a prefix that was there before, wineboot may end
-# before those processes are up; the program behind it starts them then. The server stays two minutes after the last
-# program, unless stop_wine (scripts/common.sh) ends it before.
-here=$(cd "$(dirname "$0")" && pwd)
-export WINEPREFIX="${WINEPREFIX:-$here/../build/wine}" WINEDEBUG="${WINEDEBUG--all}"
+# before those processes are up; the program behind it starts them then. The server ends by itself, ten seconds after
+# the last program.
+root=$(cd "$(dirname "$0")/.." && pwd)
+export WINEPREFIX="$root/build/wine" WINEDEBUG="${WINEDEBUG--all}"
 export WINEDLLOVERRIDES="${WINEDLLOVERRIDES-mscoree=;mshtml=}" LC_ALL=C.UTF-8
-mkdir -p "$WINEPREFIX"
+exec 7>&- 8>&-  # the locks of scripts/common.sh, which the server must not keep
+mkdir -p "$root/build"
+
 (
   flock 9
-  if /usr/lib/wine/wineserver -p120 9>&-; then
+  [ -d "$WINEPREFIX" ] || "$root/cmake/wine-prefix.sh" "$WINEPREFIX" 9>&- || exit 1
+  exec >/dev/null 2>&1
+  if /usr/lib/wine/wineserver -p10 9>&-; then
     /usr/lib/wine/wine64 wineboot 9>&-
     /usr/lib/wine/wine64 cmd /c exit 9>&-
   fi
-) 9>"$WINEPREFIX.lock" </dev/null >/dev/null 2>&1
+) 9>"$WINEPREFIX.lock" </dev/null || exit 1
 exec /usr/lib/wine/wine64 "$@"

@@ -1,24 +1,17 @@
 #!/usr/bin/env bash
-# check.sh: what runs before each commit: the unit tests on Linux itself, the format, the rules of the tree, and planted
-# faults in the product's files that are changed. Three minutes from a clean clone, seconds after an edit.
+# usage: scripts/check.sh
 #
-# scripts/test.sh runs everything. Example: scripts/check.sh && git commit
+# What runs before each commit: the unit tests on Linux itself, the format, the rules of the tree, and planted faults in
+# the product's files that are changed. Three minutes from a clean clone, seconds after an edit. scripts/test.sh runs
+# everything.
+#
+# Example: scripts/check.sh && git commit
 set -euo pipefail
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
 export KELVANE_STRICT=ON
 
-case "$#:${1:-}" in
-0:) ;;
-1:-h | 1:--help)
-    sed -n '2,5s/^# \{0,1\}//p' "$0"
-    exit
-    ;;
-*)
-    echo "usage: scripts/check.sh" >&2
-    exit 2
-    ;;
-esac
+[ $# -eq 0 ] || wrong_usage "nothing can be chosen here"
 install_packages "${native_packages[@]}" "${mutate_packages[@]}" clang-format python3-pytest shellcheck
 cd "$root"
 part "build" build native

@@ -1,8 +1,7 @@
-# Shared by the project's scripts: where things lie, what they need, how Wine is ended. To be sourced by bash.
+# Shared by the project's scripts: where things lie, what they need, what they have in common. To be sourced by bash.
 # shellcheck shell=bash disable=SC2034
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-export WINEPREFIX="${WINEPREFIX:-$root/build/wine}"
 
 build_packages=(g++-mingw-w64-x86-64-posix cmake ninja-build wine64)
 package_packages=(git msitools python3 uuid-runtime wixl)
@@ -12,30 +11,104 @@ mutate_packages=(libclang1 python3-clang)
 # What runs in several threads, and is worth the thread sanitizer's time.
 thread_targets=(engine_tests log_tests stress_tests)
 
+# The comment at a command's head is its help, and the first paragraph of that its usage.
+show_help() { sed -n '2,${/^#/!q;s/^# \{0,1\}//p}' "$0"; }
+
+# answer_help ARGUMENT...: shows the help, and ends, when one of the arguments asks for it.
+answer_help() {
+    local argument
+    for argument in "$@"; do
+        [[ $argument != -h && $argument != --help ]] || {
+            show_help
+            exit 0
+        }
+    done
+}
+
+# wrong_usage SENTENCE: says it with the usage, and ends.
+wrong_usage() {
+    echo "$1"
+    show_help | sed '/^$/,$d'
+    exit 2
+} >&2
+
+# refuse_option ARGUMENT: when it looks like an option, and there is no such file.
+refuse_option() {
+    [[ $1 != -* ]] || [ -e "$1" ] || wrong_usage "there is no option $1"
+}
+
+# check_ctest_arguments ARGUMENT...: those of ctest that choose tests, and say how they run.
+check_ctest_arguments() {
+    while [ $# -gt 0 ]; do
+        case $1 in
+        -E | --exclude-regex | -L | --label-regex | -LE | --label-exclude | -R | --tests-regex | -I | \
+            --tests-information | -j | --parallel | --repeat | --timeout)
+            [ $# -gt 1 ] || wrong_usage "$1 needs a value"
+            shift
+            ;;
+        -j[0-9]* | -F | -N | -Q | -V | -VV | --extra-verbose | --output-on-failure | --progress | --quiet | \
+            --rerun-failed | --schedule-random | --show-only | --stop-on-failure | --verbose) ;;
+        -*) wrong_usage "there is no option $1" ;;
+        *) wrong_usage "some of the tests are chosen by -R PATTERN, not by $1 alone" ;;
+        esac
+        shift
+    done
+}
+
+# What npm needs, unless the machine has it, in whichever form.
+npm_packages=(nodejs npm)
+! command -v npm >/dev/null || npm_packages=()
+
+# take_lock FD WHAT: locks the file that FD has open, until nobody has it open any more; others wait, and say so once.
+take_lock() {
+    flock -w 1 "$1" && return
+    echo "waiting for another command: $2" >&2
+    flock "$1"
+}
+
+# take_turn NAME: of the commands that call this, one at a time goes on; to its end, for they share files below build/.
+take_turn() {
+    mkdir -p "$root/build"
+    exec 7>"$root/build/$1.turn.lock"
+    take_lock 7 "${0##*/}" || exit
+}
+
 # Installs those of the named Debian packages that this machine lacks.
 install_packages() {
-    local missing=() package
+    [ -n "$(missing_packages "$@")" ] || return 0
+    mkdir -p "$root/build"
+    (take_lock 8 "the installation of packages" && install_missing_packages "$@") 8>"$root/build/packages.lock"
+}
+
+missing_packages() {
+    local package
     for package in "$@"; do
-        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
+        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || echo "$package"
     done
+}
+
+install_missing_packages() {
+    local missing as_root=() by_hand
+    mapfile -t missing < <(missing_packages "$@")
     [ ${#missing[@]} -eq 0 ] && return
+    by_hand="apt-get update && apt-get install --no-install-recommends ${missing[*]}"
     if ! is_known_debian; then
         echo "Only Debian 12 and 13 are known here, and this system is neither. It lacks what these Debian packages" \
             "hold: ${missing[*]}" >&2
         return 1
     fi
-    local as_root=()
     if [ "$(id -u)" -ne 0 ]; then
         if ! command -v sudo >/dev/null; then
-            echo "Packages are missing, and there is no sudo. As root: apt-get install ${missing[*]}" >&2
+            echo "Packages are missing, and there is no sudo. As root: $by_hand" >&2
             return 1
         fi
         as_root=(sudo)
     fi
     echo "installing ${missing[*]}" >&2
-    "${as_root[@]}" apt-get update -qq >&2
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+    "${as_root[@]}" apt-get update -qq >&2 8>&- && "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2 8>&- && return
+    echo "Packages are missing, and installing them failed. As root: $by_hand" >&2
+    return 1
 }
 
 is_known_debian() {
@@ -45,17 +118,16 @@ is_known_debian() {
     [ "$ID" = debian ] && { [ "$VERSION_ID" = 12 ] || [ "$VERSION_ID" = 13 ]; }
 }
 
-# npm, in which form ever the machine has it.
-install_npm() {
-    command -v npm >/dev/null || install_packages nodejs npm
+# build PRESET [TARGET...]: configures once and builds what is missing, one command at a time; says nothing unless it
+# fails or waits. Warnings are errors where KELVANE_STRICT is ON, as our own checks set it.
+build() {
+    mkdir -p "$root/build"
+    (take_lock 8 "the build of $1" && build_alone "$@") 8>"$root/build/$1.lock"
 }
 
-# build PRESET [TARGET...]: configures once and builds what is missing; says nothing unless it fails. Warnings are
-# errors where KELVANE_STRICT is ON, as our own checks set it.
-build() {
+build_alone() {
     local preset=$1 log strict=CMAKE_COMPILE_WARNING_AS_ERROR=${KELVANE_STRICT:-OFF}
     shift
-    mkdir -p "$root/build"
     log="$root/build/$preset.log"
     if ! (cd "$root" &&
         { [ -f "build/$preset/build.ninja" ] && grep -qs "${strict/=/:.*=}" "build/$preset/CMakeCache.txt" ||
@@ -73,10 +145,15 @@ run_tool() {
     PYTHONPATH=$root /usr/bin/python3 -P -B -m "tools.$1" "${@:2}"
 }
 
-# test_preset PRESET [CTEST ARGUMENT...]: runs its tests; one that is skipped has not passed. Those for which Wine did
-# not even start a program are run once more, when there are no other failures; without Wine nothing is. A program of
-# unit tests is one test to ctest: it gets ctest's pattern, and runs those of its tests that have it in their names.
+# test_preset PRESET [CTEST ARGUMENT...]: runs its tests, while no other command builds or tests it; one that is skipped
+# has not passed. Those for which Wine did not even start a program are run once more, when there are no other failures;
+# without Wine nothing is. A program of unit tests is one test to ctest: it gets ctest's pattern, and runs those of its
+# tests that have it in their names.
 test_preset() {
+    (take_lock 8 "the tests of $1" && test_alone "$@") 8>"$root/build/$1.lock"
+}
+
+test_alone() {
     local preset=$1 report=$root/build/$1/ctest.log option previous='' pattern=''
     shift
     for option in "$@"; do
@@ -113,12 +190,8 @@ show_parts() {
     printf '%6d s  in all\n' $SECONDS
 }
 
-# Ends the Wine server of the project's own prefix, and with it every program in there; unless KELVANE_KEEP_WINE says
-# that others are at work in it.
-stop_wine() {
-    [ -n "${KELVANE_KEEP_WINE:-}" ] || [ ! -d "$WINEPREFIX" ] || /usr/lib/wine/wineserver -k >/dev/null 2>&1 || true
-}
-
 run_windows_program() {
     "$root/cmake/wine-run.sh" "$@"
 }
+
+if [ "${BASH_SOURCE[1]:-}" = "$0" ]; then answer_help "$@"; fi

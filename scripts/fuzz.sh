@@ -1,22 +1,25 @@
 #!/usr/bin/env bash
-# fuzz.sh [SECONDS [TARGET...]]: feeds each fuzz target (tests/fuzz/TARGET_fuzz.cpp) with made-up inputs, 60 seconds by
-# default; the seeds in tests/fuzz/corpus come first. New inputs are kept in build/native-asan/tests/fuzz/found. Ends at
-# the first target that fails, with the name of the file that holds the input.
+# usage: scripts/fuzz.sh [SECONDS [TARGET...]]
+#
+# Feeds each fuzz target (tests/fuzz/TARGET_fuzz.cpp) with made-up inputs, 60 seconds by default; the seeds in
+# tests/fuzz/corpus come first. New inputs are kept in build/native-asan/tests/fuzz/found. Ends at the first target that
+# fails, with the name of the file that holds the input.
+#
+# Example: scripts/fuzz.sh 10 scenario event_text
 set -euo pipefail
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
 export KELVANE_STRICT=ON
 
-seconds=${1:-60}
-case $seconds in
-'' | 0* | *[!0-9]*)
-    echo "usage: fuzz.sh [SECONDS [TARGET...]]" >&2
-    exit 2
-    ;;
-esac
+seconds=${1-60}
+[[ $seconds =~ ^[1-9][0-9]{0,6}$ ]] || wrong_usage "not a number of seconds: $seconds"
 shift "$(($# > 0))"
+for target in "$@"; do
+    [ -f "$root/tests/fuzz/${target}_fuzz.cpp" ] || wrong_usage "there is no target $target"
+done
 
 install_packages "${native_packages[@]}"
+take_turn fuzz
 targets=("$@")
 if [ $# -eq 0 ]; then
     for source in "$root"/tests/fuzz/*_fuzz.cpp; do

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# package.sh: builds the installer build/package/kelvane-VERSION-x64.msi and tells what it made.
-# package.sh VERSION FOLDER: the same in FOLDER, calling itself VERSION; for trying upgrades.
+# usage: scripts/package.sh [VERSION FOLDER]
+#
+# Builds the installer build/package/kelvane-VERSION-x64.msi and tells what it made. With VERSION and FOLDER: the same
+# in FOLDER, calling itself VERSION, at most 255.255.65535.65535; for trying upgrades.
 #
 # Beside the executable goes packaging/NOTICES.txt, what the authors of the libraries in it ask for.
 # Executable and installer are signed when KELVANE_SIGN_CERT names a certificate and KELVANE_SIGN_KEY its key, both PEM
@@ -8,14 +10,11 @@
 # without which a signature lapses together with the certificate.
 # The same commit makes the same bytes, unless they are signed. SOURCE_DATE_EPOCH is the commit's time if it is not set.
 # Any warning of a tool fails. Exit codes: 0 built, 1 not built, 2 wrong usage.
+#
+# Example: scripts/package.sh 1.0.11407.1 build/newer
 set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
-
-wrong_usage() {
-    echo "$1" >&2
-    exit 2
-}
 
 # Runs a tool of which nothing is heard when all is well.
 silently() {
@@ -49,9 +48,10 @@ signer() {
 
 # The version after this one, by the three numbers that Windows Installer compares.
 next_version() {
-    local numbers
+    local numbers next
     IFS=. read -ra numbers <<<"$1"
-    echo "${numbers[0]}.${numbers[1]}.$((numbers[2] + 1))"
+    next=$(((numbers[0] << 24 | numbers[1] << 16 | numbers[2]) + 1))
+    echo "$((next >> 24)).$((next >> 16 & 255)).$((next & 65535))"
 }
 
 # Each version is a product of its own to Windows Installer, always under the same code.
@@ -68,27 +68,34 @@ make_package() {
         "$SOURCE_DATE_EPOCH"
 }
 
+# Four numbers without leading zeros, within what Windows Installer can compare.
+is_version() {
+    local numbers number='(0|[1-9][0-9]{0,4})'
+    [[ $1 =~ ^$number\.$number\.$number\.$number$ ]] || return 1
+    IFS=. read -ra numbers <<<"$1"
+    ((numbers[0] <= 255 && numbers[1] <= 255 && numbers[2] <= 65535 && numbers[3] <= 65535))
+}
+
 case $# in
-0) folder=$root/build/package ;;
-2) folder=$(realpath -m "$2") ;;
-*) wrong_usage "usage: scripts/package.sh [VERSION FOLDER]" ;;
+0) ;;
+2) is_version "$1" || wrong_usage "not a version of four numbers, up to 255.255.65535.65535: $1" ;;
+*) wrong_usage "a version and a folder are needed, or neither" ;;
 esac
-[[ ${1:-1.0.0.0} =~ ^[0-9]{1,3}\.[0-9]{1,3}\.[0-9]{1,5}\.[0-9]{1,5}$ ]] ||
-    wrong_usage "not a version of four numbers: $1"
 [ "${KELVANE_SIGN_CERT:+given}" = "${KELVANE_SIGN_KEY:+given}" ] ||
     wrong_usage "KELVANE_SIGN_CERT and KELVANE_SIGN_KEY are needed together"
 for file in "${KELVANE_SIGN_CERT:-}" "${KELVANE_SIGN_KEY:-}" "${KELVANE_SIGN_PASS_FILE:-}"; do
     [ -z "$file" ] || [ -r "$file" ] || wrong_usage "needed for signing, but cannot be read: $file"
 done
 
-install_packages "${build_packages[@]}" "${package_packages[@]}"
-if is_signed; then install_packages "${sign_packages[@]}"; fi
+is_signed || sign_packages=()
+install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}"
 SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git -C "$root" log -1 --format=%ct)}
 export SOURCE_DATE_EPOCH TZ=UTC
 build release kelvane
 # shellcheck source=/dev/null
 source "$root/build/release/generated/identity.sh"
 
+folder=$(realpath -m "${2:-$root/build/package}")
 mkdir -p "$folder"
 stage=$(mktemp -d "$folder/.making-XXXXXX")
 trap 'rm -rf "$stage"' EXIT

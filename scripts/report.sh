@@ -1,8 +1,12 @@
 #!/usr/bin/env bash
-# report.sh [-o PAGE.html] TRACE.csv [TRACE2.csv]: one page that shows a trace, or compares two (docs/report.md).
+# usage: scripts/report.sh [-o PAGE.html] TRACE.csv [TRACE2.csv]
+#
+# One page that shows a trace, or compares two (docs/report.md).
 #
 # Prints the page's path, build/run/NAME.html by default. Exit codes: 0 made, 1 the plotting library cannot be had,
 # 2 wrong usage, 3 malformed trace, 4 page not writable.
+#
+# Example: scripts/report.sh -o change.html before.trace.csv after.trace.csv
 set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
@@ -10,13 +14,38 @@ sources=$root/tools/report
 home=$root/build/report
 library=$home/node_modules/echarts/dist/echarts.min.js
 
+check_arguments() {
+    local page='' trace traces=()
+    while [ $# -gt 0 ]; do
+        case $1 in
+        -o)
+            page=${2:-}
+            [ -n "$page" ] || wrong_usage "-o needs a page"
+            shift
+            ;;
+        *)
+            refuse_option "$1"
+            traces+=("$1")
+            ;;
+        esac
+        shift
+    done
+    [ ${#traces[@]} -eq 1 ] || [ ${#traces[@]} -eq 2 ] || wrong_usage "one trace is needed, or two"
+    for trace in "${traces[@]}"; do
+        ! [ "$page" -ef "$trace" ] || wrong_usage "the page would overwrite a trace"
+    done
+}
+
+check_arguments "$@"
+
+has_library() { [ -f "$library" ] && cmp -s "$sources/package-lock.json" "$home/installed"; }
+
 # The plotting library, by the lock file's versions; anew when they change. Two reports may be made at the same time.
 install_library() {
     mkdir -p "$home"
     exec 9>"$home/lock"
     flock 9
-    [ -f "$library" ] && cmp -s "$sources/package-lock.json" "$home/installed" && return
-    install_npm
+    has_library && return
     cp "$sources/package.json" "$sources/package-lock.json" "$sources/.npmrc" "$home"
     if ! npm --prefix "$home" --cache "$home/cache" ci >"$home/npm.log" 2>&1; then
         cat "$home/npm.log" >&2
@@ -25,7 +54,8 @@ install_library() {
     cp "$sources/package-lock.json" "$home/installed"
 }
 
-(install_packages python3 && install_library) || {
+if has_library; then npm_packages=(); fi
+(install_packages python3 "${npm_packages[@]}" && install_library) || {
     echo "the plotting library cannot be installed" >&2
     exit 1
 }

@@ -1,20 +1,18 @@
 #!/usr/bin/env bash
-# run.sh: the service for real: installed under Wine, started by the service control manager, switched on and off.
-# run.sh --replay [SCENARIO.csv]: a recording through the service's scaling loop in virtual time, and what it did.
+# usage: scripts/run.sh
+#        scripts/run.sh --replay [SCENARIO.csv]
+#
+# The service for real: installed under Wine, started by the service control manager, switched on and off. With
+# --replay: a recording through the service's scaling loop in virtual time, and what it did.
 #
 # The first takes about 90 seconds and shows a line for each control step. What both leave behind lies in build/run/,
-# with a page that shows it (docs/report.md).
-# Exit codes of a replay are those of scripts/replay.sh.
+# with a page that shows it (docs/report.md). Exit codes of a replay are those of scripts/replay.sh.
+#
+# Example: scripts/run.sh --replay scenarios/office-laptop.csv
 set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
 out=$root/build/run
-
-usage() {
-    echo "usage: scripts/run.sh" >&2
-    echo "       scripts/run.sh --replay [SCENARIO.csv]" >&2
-    exit 2
-}
 
 # show_trace TRACE NAME: the summary, the picture build/run/NAME.svg and the report build/run/NAME.html.
 show_trace() {
@@ -32,7 +30,7 @@ show_trace() {
 replay() {
     local scenario=${1:-$root/scenarios/office-laptop.csv} name
     name=$(basename "$scenario" .csv)
-    trap stop_wine EXIT
+    take_turn run
     "$root/scripts/replay.sh" "$scenario" "$out/$name.trace.csv"
     show_trace "$out/$name.trace.csv" "$name"
 }
@@ -40,16 +38,23 @@ replay() {
 live() {
     echo "--- building the service"
     build release
-    run_tool live "$root/build/release" "$out"
+    kept=$(mktemp -d "$out/.live-XXXXXX")
+    trap 'rm -rf "$kept"' EXIT
+    run_tool live "$root/build/release" "$kept"
     echo
+    take_turn run
+    mv "$kept"/* "$out"
     show_trace "$out/service.trace.csv" service
 }
 
-case ${1:-} in
---replay) [ $# -le 2 ] || usage ;;
-*) [ $# -eq 0 ] || usage ;;
+case ${1-} in
+--replay)
+    [ $# -le 2 ] || wrong_usage "one scenario is replayed at a time"
+    refuse_option "${2-}"
+    ;;
+*) [ $# -eq 0 ] || wrong_usage "nothing can be given but --replay" ;;
 esac
-install_packages "${build_packages[@]}" python3 gnuplot-nox
+install_packages "${build_packages[@]}" python3 gnuplot-nox "${npm_packages[@]}"
 mkdir -p "$out"
 if [ $# -gt 0 ]; then
     replay "${@:2}"

@@ -1,18 +1,22 @@
 #!/usr/bin/env bash
-# test.sh [CTEST ARGUMENT...]: builds everything and runs every test; a skipped test counts as a failure.
+# usage: scripts/test.sh [CTEST ARGUMENT...]
+#
+# Builds everything and runs every test; a skipped test counts as a failure. With arguments: some of the tests.
 #
 # The checks of format, lint and layout are tests like the others. Everything made lies below build/.
+#
+# Example: scripts/test.sh -R 'TierSelection|report'
 set -euo pipefail
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
 export KELVANE_STRICT=ON
-cd "$root"
-trap stop_wine EXIT
 
+check_ctest_arguments "$@"
+cd "$root"
 install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}" "${native_packages[@]}" \
     "${mutate_packages[@]}" chromium chromium-driver clang-format clang-tidy cppcheck gcovr gnuplot-nox \
-    python3-hypothesis python3-pefile python3-pytest python3-selenium shellcheck valgrind
-install_npm
+    python3-hypothesis python3-pefile python3-pytest python3-selenium shellcheck valgrind "${npm_packages[@]}"
+take_turn test
 
 # What takes seconds comes first. Each preset is tested, also after one that failed; a choice of tests need not be among
 # those of each.

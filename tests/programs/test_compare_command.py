@@ -44,8 +44,7 @@ def measure(policy, scenario, folder):
 
 
 def compare(*arguments):
-    # The Wine server is shared with the tests beside this one.
-    return run_command(ROOT / "scripts/compare.sh", *arguments, timeout=800, KELVANE_KEEP_WINE="1")
+    return run_command(ROOT / "scripts/compare.sh", *arguments, timeout=800)
 
 
 def test_energy_and_work_of_a_constant_load_add_up(tmp_path):

@@ -186,13 +186,6 @@ def test_log_that_cannot_be_read_is_told(tmp_path, name):
     assert run.stderr.decode().startswith(f"{name}:1: the log cannot be read: ")
 
 
-@pytest.mark.parametrize("arguments", [[], ["one.csv", "two.csv"]])
-def test_wrong_number_of_arguments_is_wrong_usage(tmp_path, arguments):
-    run = run_import(*arguments, cwd=tmp_path)
-
-    assert (run.returncode, run.stdout, run.stderr) == (2, b"", b"usage: scripts/import.sh LOG > SCENARIO.csv\n")
-
-
 def test_scenario_that_cannot_be_written_is_told(tmp_path):
     (tmp_path / "log.txt").write_text(POWERSTAT)
 

@@ -220,10 +220,9 @@ def test_the_time_of_the_build_is_the_given_one():
     assert (package.summary()["12"], package.summary()["13"]) == ("2023/11/14 22:13:20",) * 2
 
 
-@pytest.mark.parametrize("arguments", [["1.0.0.1"], ["1.0", "x"], ["1.0.0.1;", "x"], ["1", "2", "3"]])
-def test_wrong_usage_is_told_and_nothing_is_made(arguments, tmp_path):
-    result = run_package(*arguments, cwd=tmp_path, timeout=60)
+@pytest.mark.parametrize("version, following", [("255.255.65535.65535", "256.0.0"), ("1.2.65535.0", "1.3.0")])
+def test_the_next_version_is_that_which_windows_installer_takes_for_it(version, following):
+    package = Package(made(version, "last"))
 
-    assert result.returncode == 2
-    assert "usage: scripts/package.sh" in result.stderr or "not a version of four numbers" in result.stderr
-    assert list(tmp_path.iterdir()) == []
+    assert package.properties()["ProductVersion"] == version
+    assert package.row("Upgrade", ActionProperty="NEWERVERSION")["VersionMin"] == following

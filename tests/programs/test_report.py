@@ -412,16 +412,3 @@ def test_a_file_that_cannot_be_read_or_written_is_named(tmp_path, arguments, cod
     result = report(*arguments, cwd=tmp_path)
 
     assert (result.returncode, result.stderr.removeprefix(f"{tmp_path}/")) == (code, complaint)
-
-
-@pytest.mark.parametrize("arguments", [(), ("-o",), ("a.csv", "b.csv", "c.csv"), ("--wide", "a.csv"),
-                                       ("-o", "a.csv", "a.csv")])
-def test_wrong_usage_is_told(tmp_path, arguments):
-    trace = write_trace(tmp_path / "a.csv", STORY)
-    before = trace.read_bytes()
-
-    result = report(*arguments, cwd=tmp_path)
-
-    assert result.returncode == 2
-    assert "usage: scripts/report.sh [-o PAGE.html] TRACE.csv [TRACE2.csv]" in result.stderr
-    assert trace.read_bytes() == before

@@ -10,8 +10,7 @@ OUT = ROOT / "build" / "run"
 
 
 def run_script(*arguments, cwd=ROOT):
-    # The Wine server is shared with the tests that run at the same time.
-    return run_command(ROOT / "scripts/run.sh", *arguments, cwd=cwd, KELVANE_KEEP_WINE="1")
+    return run_command(ROOT / "scripts/run.sh", *arguments, cwd=cwd)
 
 
 @pytest.fixture(scope="module", name="office")
@@ -87,11 +86,3 @@ def test_a_malformed_scenario_is_named_with_its_line(tmp_path):
 
     assert result.returncode == 3
     assert 'bad.csv:2: unknown input "power"' in result.stderr
-
-
-@pytest.mark.parametrize("arguments", [("--replay", "a.csv", "b.csv"), ("--help",), ("a.csv",)])
-def test_wrong_usage_is_told(arguments):
-    result = run_script(*arguments)
-
-    assert result.returncode == 2
-    assert "usage: scripts/run.sh" in result.stderr

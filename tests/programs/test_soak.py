@@ -1,7 +1,7 @@
 """The long runs, made short: what they do to the service, and that they tell growth from what is deliberate."""
 
 import pytest
-from conftest import REPLAY, ROOT, STEP_S, run_command, run_tool
+from conftest import REPLAY, STEP_S, run_tool
 
 from tools.soak import service as soak_service
 from tools.soak import year as soak_year
@@ -38,7 +38,13 @@ def test_a_measure_that_grows_with_each_cycle_is_told(capsys, name, per_cycle):
 
     assert not soak_service.report([life], {"lives": 1})
 
-    assert [line.split()[2] for line in capsys.readouterr().out.splitlines() if "GREW" in line] == [name]
+    shown = soak_service.SHOWN.get(name, name)
+    assert [line[8:22].strip() for line in capsys.readouterr().out.splitlines() if "GREW" in line] == [shown]
+
+
+def test_a_cycle_is_a_row_of_the_table():
+    assert soak_service.cycle_row(2, samples()) == (
+        "2        10         17000         31000            39             8            54             3")
 
 
 def test_what_the_first_cycle_makes_is_no_growth():
@@ -46,15 +52,6 @@ def test_what_the_first_cycle_makes_is_no_growth():
     measured[0] = {name: 0 for name in AT_REST}
 
     assert soak_service.report([life_of(measured)], {"lives": 1})
-
-
-@pytest.mark.parametrize("arguments", [["0"], ["-1"], ["five"], ["1", "2"], ["--year", "0"], ["--year", "1", "2"],
-                                       ["--fuzz", "x"], ["--fuzz", "1", "2"]])
-def test_a_length_that_makes_no_sense_is_wrong_usage(arguments):
-    done = run_command(ROOT / "scripts/soak.sh", *arguments, timeout=20)
-
-    assert done.returncode == 2
-    assert done.stderr.startswith("usage: scripts/soak.sh [MINUTES]")
 
 
 def growth_of_year(samples_kib):

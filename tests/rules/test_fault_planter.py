@@ -435,9 +435,3 @@ def test_the_parts_are_the_whole():
     faults = [fault(f"a.cpp | f | {number} -> 0") for number in range(200)]
     parts = [[one for one in faults if within_part(one, (part, 4))] for part in range(1, 5)]
     assert sum(map(len, parts)) == 200 and all(len(part) > 20 for part in parts)
-
-
-def test_help_needs_nothing():
-    done = subprocess.run([ROOT / "scripts/mutate.sh", "-h"], capture_output=True, text=True, check=False)
-
-    assert done.returncode == 0 and "example: scripts/mutate.sh" in done.stdout

@@ -1,7 +1,8 @@
 """tools.live BUILD OUT: the installed service under Wine's service control manager, switched as its users switch it.
 
 Shows a line for each control step with what can be seen from outside, tells what is done to the service, and at the end
-what the service has left behind. About 90 seconds. BUILD holds the programs, OUT gets the prefix, logs and trace.
+what the service has left behind. About 90 seconds. BUILD holds the programs and gets the prefix, OUT the logs and the
+trace.
 """
 
 import pathlib
@@ -179,7 +180,7 @@ def main():
     build, out = map(pathlib.Path, sys.argv[1:])
     out.mkdir(parents=True, exist_ok=True)
     say("making a Wine prefix and installing the service")
-    with ServiceUnderWine(out / "service", build) as service:
+    with ServiceUnderWine(build / "live", build) as service:
         service.set_scenario(scenario())
         act(service)
         keep(service, out)

@@ -8,16 +8,7 @@ import sys
 
 from tools.mutate import project
 
-USAGE = """usage: scripts/mutate.sh [--part I/N] [--changed | FOLDER|FILE...]
-
-Plants one fault at a time in the product's code, runs the native unit tests that reach it, and tells which faults none
-of them sees. Those that are known stand in tests/survivors.txt. Without a folder or file: everything.
-
-  --changed    only files that differ from the main branch, for at most 60 seconds
-  --part I/N   of the faults the Ith of N parts, always the same
-
-example: scripts/mutate.sh controller/tiers.cpp framework
-exit codes: 0 no surprise, 1 an unknown survivor or a wrong entry in the list, 2 wrong usage, 130 Ctrl-C"""
+USAGE = "usage: scripts/mutate.sh [--part I/N] [--changed | FOLDER|FILE...]"
 
 
 @dataclasses.dataclass
@@ -29,7 +20,7 @@ class Choice:
 
 class Parser(argparse.ArgumentParser):
     def error(self, message):
-        print(f"{message}\n\n{USAGE}", file=sys.stderr)
+        print(f"{message}\n{USAGE}", file=sys.stderr)
         sys.exit(2)
 
 
@@ -57,12 +48,8 @@ def read(arguments):
     parser = Parser(add_help=False)
     parser.add_argument("--part", type=part_of)
     parser.add_argument("--changed", action="store_true")
-    parser.add_argument("-h", "--help", action="store_true")
     parser.add_argument("names", nargs="*")
     parsed = parser.parse_args(arguments)
-    if parsed.help:
-        print(USAGE)
-        sys.exit(0)
     product = project.product_files()
     if parsed.changed and parsed.names:
         parser.error("--changed names its files itself")

@@ -29,6 +29,8 @@ STOPPED_CLEANLY = {"STATE": 1, "WIN32_EXIT_CODE": 0, "CHECKPOINT": 3}
 
 # What a measure may grow by between the beginning of a life and its end, beside what is deliberate.
 GROWTH_MAX = {"private_kib": 768, "resident_kib": 1536, "descriptors": 2, "threads": 1, "handles": 4}
+MEASURES = (*GROWTH_MAX, "changes")  # the last: of the control key
+SHOWN = {"private_kib": "private KiB", "resident_kib": "resident KiB"}  # the others are shown by their names
 # Handles that are kept by design: one for each change of the control key.
 HANDLES_PER_CHANGE = 1
 REFUSALS = (framework.CONNECT, "REGISTER_EVENT/44", framework.GET_WORKLOAD, framework.GET_POWER, framework.SET_CEILING,
@@ -208,17 +210,23 @@ class Life:
                 for name in GROWTH_MAX}
 
 
+def cycle_row(number, samples):
+    """The last sample of a life, in the columns of the table's head."""
+    return f"{number:<6}{len(samples):5}" + "".join(f"{samples[-1][name]:14}" for name in MEASURES)
+
+
 def soak(service, minutes, totals):
     """Lives, each with its end; returns them all."""
     draw = random.Random(totals["seed"])
     lives = []
+    print(f"{'life':6}{'cycle':>5}" + "".join(f"{SHOWN.get(name, name):>14}" for name in MEASURES), flush=True)
     for number in range(LIVES):
         life = Life(service, draw, totals)
         lives.append(life)
         end = time.monotonic() + minutes * 60 / LIVES
         while time.monotonic() < end or len(life.samples) < CYCLES_MIN:
             life.cycle()
-            print(f"life {number + 1}, cycle {len(life.samples)}: {life.samples[-1]}", flush=True)
+            print(cycle_row(number + 1, life.samples), flush=True)
         life.end(killed=number == 0)
     return lives
 
@@ -231,7 +239,7 @@ def report(lives, totals):
         for name, (first, last, growth) in life.growth().items():
             too_much = growth > GROWTH_MAX[name]
             grown |= too_much
-            print(f"life {number}  {name:14}{first:10g}{last:10g}{growth:10g}{GROWTH_MAX[name]:10}"
+            print(f"life {number}  {SHOWN.get(name, name):14}{first:10g}{last:10g}{growth:10g}{GROWTH_MAX[name]:10}"
                   f"{'  GREW' if too_much else ''}")
     print()
     for name, number in totals.items():

@@ -1,7 +1,7 @@
 """Wine prefixes: made, started and ended, with everything that runs in them.
 
-New prefixes share the files of one template by hard links. The registry's own files are rewritten in place, and so are
-copies.
+A prefix lies in a folder that belongs to one program: the lock on it is the program's, and goes with it. So it can be
+told what a killed one has left, with all that runs there, and the next one takes that away.
 """
 
 import contextlib
@@ -11,7 +11,10 @@ import pathlib
 import shutil
 import signal
 import subprocess
+import tempfile
 import time
+
+from tools.shared.project import ROOT
 
 WINE = "/usr/lib/wine/wine64"
 WINE_SERVER = "/usr/lib/wine/wineserver"
@@ -74,30 +77,43 @@ def boot_prefix(prefix, log):
             raise RuntimeError(f"Wine does not start ({statuses}):\n{pathlib.Path(log).read_text(errors='replace')}")
 
 
-def template_prefix(folder):
-    """A prefix that was booted once and lies still."""
-    folder.mkdir(parents=True, exist_ok=True)
-    template = folder / "wine-template"
-    with open(folder / "wine-template.lock", "w", encoding="ascii") as lock:
-        fcntl.flock(lock, fcntl.LOCK_EX)
-        if not (template / "system.reg").exists():
-            growing = folder / "wine-template.new"
-            end_prefix(growing)
-            shutil.rmtree(growing, ignore_errors=True)
-            growing.mkdir()
-            try:
-                boot_prefix(growing, folder / "wine-template.log")
-            finally:
-                end_prefix(growing)
-            growing.rename(template)
-    return template
+def make_prefix(prefix):
+    subprocess.run([ROOT / "cmake/wine-prefix.sh", prefix], stdin=subprocess.DEVNULL, check=True)
 
 
-def clone_prefix(template, prefix):
-    prefix.mkdir(parents=True)
-    subprocess.run(["cp", "-al", template / "drive_c", prefix], check=True)
-    rest = [template / "dosdevices", template / ".update-timestamp", *template.glob("*.reg")]
-    subprocess.run(["cp", "-a", *rest, prefix], check=True)
+def claim_folder(stem):
+    """A new folder whose name begins with that of `stem`, and its lock."""
+    stem.parent.mkdir(parents=True, exist_ok=True)
+    with open(stem.parent / "claims.lock", "w", encoding="ascii") as claims:
+        fcntl.flock(claims, fcntl.LOCK_EX)
+        for left in stem.parent.glob(f"{stem.name}-*"):
+            lock = try_lock(left) if left.is_dir() else None
+            if lock is not None:
+                leave_folder(left, lock)
+        folder = pathlib.Path(tempfile.mkdtemp(prefix=f"{stem.name}-", dir=stem.parent))
+        return folder, try_lock(folder)
+
+
+def try_lock(folder):
+    """The lock, or None when another program has it."""
+    lock = os.open(folder, os.O_RDONLY)
+    try:
+        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        os.close(lock)
+        return None
+    return lock
+
+
+def leave_folder(folder, lock):
+    """Ends the prefix in it, and takes it away."""
+    end_prefix(prefix_in(folder))
+    shutil.rmtree(folder)
+    os.close(lock)
+
+
+def prefix_in(folder):
+    return folder / "wine"
 
 
 class Program:

@@ -32,8 +32,8 @@ import subprocess
 import time
 
 from tools.shared.framework import is_write
-from tools.wine.prefix import (COMMAND_TIMEOUT_S, WINE, Program, boot_prefix, clone_prefix, end_prefix, processes_of,
-                         template_prefix, wine_environment)
+from tools.wine.prefix import (COMMAND_TIMEOUT_S, WINE, Program, boot_prefix, claim_folder, end_prefix, leave_folder,
+                               make_prefix, prefix_in, processes_of, wine_environment)
 
 SERVICE = "Tarvo(R) Kelvane"
 EXECUTABLE = "kelvane.exe"
@@ -59,13 +59,14 @@ def in_home(name):
 
 
 class ServiceUnderWine:
-    """One prefix with the service installed; nothing of it runs any more after close()."""
+    """One prefix with the service installed; nothing of it is left after close()."""
 
     def __init__(self, folder, build):
-        """folder: where the prefix and its logs are made anew. build: holds kelvane.exe and standins/."""
-        self.folder = pathlib.Path(folder).resolve()
+        """folder: what the folder's name begins with, which is there until close(). build: holds kelvane.exe and
+        standins/."""
         self.build = pathlib.Path(build).resolve()
-        self.prefix = self.folder / "wine"
+        self.folder, self._lock = claim_folder(pathlib.Path(folder).resolve())
+        self.prefix = prefix_in(self.folder)
         self.drive = self.prefix / "drive_c"
         self.home = self.drive / "kv"  # the executable, wevtapi.dll with its steering files, wmilocator.dll
         self.core_folder = self.drive / "windows/system32/Tarvo/ORQ"  # orqcore.dll with its files
@@ -91,11 +92,8 @@ class ServiceUnderWine:
 
     def open(self):
         """Makes the prefix and installs everything; the service is not started, the control value is 0."""
-        end_prefix(self.prefix)
-        shutil.rmtree(self.folder, ignore_errors=True)
-        self.folder.mkdir(parents=True)
         atexit.register(self.close)
-        clone_prefix(template_prefix(self.build), self.prefix)
+        make_prefix(self.prefix)
         self._copy_files()
         self._boot()
         self._import_registry()
@@ -117,11 +115,13 @@ class ServiceUnderWine:
         self.control_manager("create", SERVICE, "binPath=", in_home(EXECUTABLE))
 
     def close(self):
-        """Ends every process of the prefix. May be called again."""
+        """Ends every process of the prefix, and takes it away. May be called again."""
         for program in self._programs:
             program.end()
         self._programs.clear()
-        end_prefix(self.prefix)
+        if self._lock is not None:
+            leave_folder(self.folder, self._lock)
+            self._lock = None
         atexit.unregister(self.close)
 
     def _copy_files(self):
