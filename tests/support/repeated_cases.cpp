@@ -1,6 +1,6 @@
 // Children are this program once more; they have the running test from this process's environment.
 #include "tests/support/repeated_cases.h"
-#include "tests/support/test_process.h"
+#include "tests/support/main/test_process.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // A process is this program, started once more. It and what it starts are in a job, which ends with its handle.
-#include "tests/support/test_process.h"
+#include "tests/support/main/test_process.h"
 
 #include <windows.h>
 

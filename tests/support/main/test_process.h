@@ -1,4 +1,5 @@
-// tests/support/test_process.h: one test in a process of its own (test_process_linux.cpp, test_process_windows.cpp).
+// tests/support/main/test_process.h: one test in a process of its own (test_process_linux.cpp,
+// test_process_windows.cpp).
 //
 // One thread does all of it.
 #pragma once

@@ -1,7 +1,7 @@
 // A process is a fork of this one, which has run no test, so that static state is as it was when main began. Where
 // KELVANE_EXEC_TESTS is defined the process starts the program once more: for tests that depend on their process id, or
 // on what happens before main.
-#include "tests/support/test_process.h"
+#include "tests/support/main/test_process.h"
 
 #include <sys/mman.h>
 #include <sys/prctl.h>

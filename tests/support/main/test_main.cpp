@@ -5,7 +5,7 @@
 //
 // KELVANE_JOBS and KELVANE_TIME_LIMIT stand for the first two; the defaults are all processors, and 300 seconds.
 // KELVANE_TESTS, a regular expression that is searched for in "Suite.Name", chooses among what the filter lets pass.
-#include "tests/support/test_process.h"
+#include "tests/support/main/test_process.h"
 
 #include <gmock/gmock.h>
 
