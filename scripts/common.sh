@@ -70,7 +70,7 @@ build() {
 # run_tool NAME [ARGUMENT...]: the package or module of that name in tools/. No module is looked for in the current
 # folder, and nothing is written beside the sources.
 run_tool() {
-    PYTHONPATH=$root /usr/bin/python3 -P -B -m "tools.$1" "${@:2}"
+    PYTHONPATH=$root /usr/bin/python3 -P -B -m tools "$@"
 }
 
 # test_preset PRESET [CTEST ARGUMENT...]: runs its tests; one that is skipped has not passed. Those for which Wine did
