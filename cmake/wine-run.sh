@@ -11,6 +11,7 @@ export WINEPREFIX="${WINEPREFIX:-$here/../build/wine}" WINEDEBUG="${WINEDEBUG--a
 export WINEDLLOVERRIDES="${WINEDLLOVERRIDES-mscoree=;mshtml=}" LC_ALL=C.UTF-8
 mkdir -p "$WINEPREFIX"
 (
+  unset KELVANE_COMMAND  # the server is no part of the command (scripts/common.sh) that happens to be the first
   flock 9
   if /usr/lib/wine/wineserver -p120 9>&-; then
     /usr/lib/wine/wine64 wineboot 9>&-

@@ -12,6 +12,51 @@ mutate_packages=(libclang1 python3-clang)
 # What runs in several threads, and is worth the thread sanitizer's time.
 thread_targets=(engine_tests log_tests stress_tests)
 
+# --- interruptions ----------------------------------------------------------------------------------------------------
+
+# A command of scripts/ runs as a child of itself (the end of this file), and its parent waits for a signal. When one
+# comes, to both or to the parent alone, the parent ends everything that the command has started, wherever that may have
+# got to: all of it has KELVANE_COMMAND in its environment, with the parent's process id in it.
+run_interruptibly() {
+    local script code=0
+    trap end_command INT TERM HUP
+    [ -e /proc/self/fd/0 ] || exec </dev/null
+    env --default-signal=INT,QUIT KELVANE_COMMAND="${KELVANE_COMMAND:-}/$$/" setpriv --pdeathsig KILL \
+        "$BASH" "$0" "$@" <&0 &
+    script=$!
+    wait $script || code=$?
+    exit $code
+}
+
+processes_of_command() {
+    grep -lszE "^KELVANE_COMMAND=.*/$$/" /proc/[0-9]*/environ | cut -d / -f 3
+}
+
+# Shells end by themselves when what they wait for has ended, and may be waiting for packages that are being installed.
+processes_but_shells() {
+    local id
+    for id in $(processes_of_command); do
+        grep -qs '^bash$' "/proc/$id/comm" || echo "$id"
+    done
+}
+
+end_command() {
+    local tries=50
+    trap '' INT TERM HUP
+    [ -n "${KELVANE_COMMAND:-}" ] || echo "interrupted" >&2
+    # shellcheck disable=SC2046
+    kill -TERM $(processes_of_command) 2>/dev/null || true
+    while [ -n "$(processes_of_command)" ]; do
+        sleep 0.1
+        tries=$((tries - 1))
+        # shellcheck disable=SC2046
+        [ $tries -gt 0 ] || kill -KILL $(processes_but_shells) 2>/dev/null || true
+    done
+    exit 130
+}
+
+# --- packages, builds, tools ------------------------------------------------------------------------------------------
+
 # Installs those of the named Debian packages that this machine lacks.
 install_packages() {
     local missing=() package
@@ -33,9 +78,13 @@ install_packages() {
         as_root=(sudo)
     fi
     echo "installing ${missing[*]}" >&2
-    "${as_root[@]}" apt-get update -qq >&2
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+    (
+        trap '' INT TERM HUP  # an installation that is broken off leaves the system's packages in disorder
+        unset KELVANE_COMMAND
+        "${as_root[@]}" apt-get update -qq >&2
+        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+            apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+    )
 }
 
 is_known_debian() {
@@ -114,11 +163,30 @@ show_parts() {
 }
 
 # Ends the Wine server of the project's own prefix, and with it every program in there; unless KELVANE_KEEP_WINE says
-# that others are at work in it.
+# that others are at work in it. An interruption is not to end this.
 stop_wine() {
-    [ -n "${KELVANE_KEEP_WINE:-}" ] || [ ! -d "$WINEPREFIX" ] || /usr/lib/wine/wineserver -k >/dev/null 2>&1 || true
+    [ -n "${KELVANE_KEEP_WINE:-}" ] || [ ! -d "$WINEPREFIX" ] || {
+        env -u KELVANE_COMMAND /usr/lib/wine/wineserver -k >/dev/null 2>&1 || true
+    }
 }
 
+# It ends with the script, however that ends.
 run_windows_program() {
-    "$root/cmake/wine-run.sh" "$@"
+    setpriv --pdeathsig KILL "$root/cmake/wine-run.sh" "$@"
 }
+
+# make_whole PLACE COMMAND [ARGUMENT...]: runs the command with one more argument, a file beside the place, which takes
+# the place when the command has succeeded; else nothing is left of it.
+make_whole() (
+    place=$1
+    new=$(dirname -- "$place")/.kelvane-$BASHPID.new
+    trap 'rm -f -- "$new"' EXIT
+    trap 'exit 130' INT TERM HUP
+    shift
+    "$@" "$new" && mv -fT -- "$new" "$place"
+)
+
+if [ "${BASH_SOURCE[1]:-}" = "$0" ]; then
+    [[ ${KELVANE_COMMAND:-} == */$PPID/ ]] || run_interruptibly "$@"
+    trap 'exit 130' INT TERM HUP
+fi

@@ -7,6 +7,7 @@
 set -u
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
+trap '[ $? -ne 130 ] || stop_wine' EXIT
 install_packages "${build_packages[@]}" || exit 1
 build release kelvane-replay || exit 1
 run_windows_program "$root/build/release/kelvane-replay.exe" "$@"

@@ -225,7 +225,7 @@ def draw(table, folder):
     subprocess.run(["gnuplot", "-e",
                     f"data='{data}'; picture='{picture}'; kinds={len(drawn)}; policies='{' '.join(POLICIES)}'",
                     PLOT], check=True)
-    if not picture.read_text(encoding="utf-8").endswith("</svg>\n"):  # gnuplot does not tell
+    if not picture.read_text(encoding="utf-8").rstrip().endswith("</svg>"):  # gnuplot does not tell
         sys.exit(f"compare.sh: {picture}: not written to its end")
     return True
 
