@@ -41,7 +41,7 @@ processes_but_shells() {
 }
 
 end_command() {
-    local tries=50
+    local tries=40
     trap '' INT TERM HUP
     [ -n "${KELVANE_COMMAND:-}" ] || echo "interrupted" >&2
     # shellcheck disable=SC2046

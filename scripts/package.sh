@@ -90,8 +90,9 @@ build release kelvane
 source "$root/build/release/generated/identity.sh"
 
 mkdir -p "$folder"
-stage=$(mktemp -d "$folder/.making-XXXXXX")
+stage=$folder/.making-$$
 trap 'rm -rf "$stage"' EXIT
+mkdir "$stage"
 # Not all of the tools below say what is the matter when the disk is full.
 dd if=/dev/zero of="$stage/space" bs=1M count=4 status=none || {
     echo "$folder: there is no room for a package" >&2
