@@ -13,6 +13,7 @@ exec 7>&- 8>&-  # the locks of scripts/common.sh, which the server must not keep
 mkdir -p "$root/build"
 
 (
+  unset KELVANE_COMMAND  # the server is no part of the command (scripts/common.sh) that happens to be the first
   flock 9
   [ -d "$WINEPREFIX" ] || "$root/cmake/wine-prefix.sh" "$WINEPREFIX" 9>&- || exit 1
   exec >/dev/null 2>&1

@@ -73,6 +73,51 @@ take_turn() {
     take_lock 7 "${0##*/}" || exit
 }
 
+# --- interruptions ----------------------------------------------------------------------------------------------------
+
+# A command of scripts/ runs as a child of itself (the end of this file), and its parent waits for a signal. When one
+# comes, to both or to the parent alone, the parent ends everything that the command has started, wherever that may have
+# got to: all of it has KELVANE_COMMAND in its environment, with the parent's process id in it.
+run_interruptibly() {
+    local script code=0
+    trap end_command INT TERM HUP
+    [ -e /proc/self/fd/0 ] || exec </dev/null
+    env --default-signal=INT,QUIT KELVANE_COMMAND="${KELVANE_COMMAND:-}/$$/" setpriv --pdeathsig KILL \
+        "$BASH" "$0" "$@" <&0 &
+    script=$!
+    wait $script || code=$?
+    exit $code
+}
+
+processes_of_command() {
+    grep -lszE "^KELVANE_COMMAND=.*/$$/" /proc/[0-9]*/environ | cut -d / -f 3
+}
+
+# Shells end by themselves when what they wait for has ended, and may be waiting for packages that are being installed.
+processes_but_shells() {
+    local id
+    for id in $(processes_of_command); do
+        grep -qs '^bash$' "/proc/$id/comm" || echo "$id"
+    done
+}
+
+end_command() {
+    local tries=40
+    trap '' INT TERM HUP
+    [ -n "${KELVANE_COMMAND:-}" ] || echo "interrupted" >&2
+    # shellcheck disable=SC2046
+    kill -TERM $(processes_of_command) 2>/dev/null || true
+    while [ -n "$(processes_of_command)" ]; do
+        sleep 0.1
+        tries=$((tries - 1))
+        # shellcheck disable=SC2046
+        [ $tries -gt 0 ] || kill -KILL $(processes_but_shells) 2>/dev/null || true
+    done
+    exit 130
+}
+
+# --- packages, builds, tools ------------------------------------------------------------------------------------------
+
 # Installs those of the named Debian packages that this machine lacks.
 install_packages() {
     [ -n "$(missing_packages "$@")" ] || return 0
@@ -105,8 +150,13 @@ install_missing_packages() {
         as_root=(sudo)
     fi
     echo "installing ${missing[*]}" >&2
-    "${as_root[@]}" apt-get update -qq >&2 8>&- && "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2 8>&- && return
+    (
+        trap '' INT TERM HUP  # an installation that is broken off leaves the system's packages in disorder
+        unset KELVANE_COMMAND
+        exec 8>&-
+        "${as_root[@]}" apt-get update -qq >&2 && "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+            apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+    ) && return
     echo "Packages are missing, and installing them failed. As root: $by_hand" >&2
     return 1
 }
@@ -142,7 +192,7 @@ build_alone() {
 # run_tool NAME [ARGUMENT...]: the package or module of that name in tools/. No module is looked for in the current
 # folder, and nothing is written beside the sources.
 run_tool() {
-    PYTHONPATH=$root /usr/bin/python3 -P -B -m "tools.$1" "${@:2}"
+    PYTHONPATH=$root /usr/bin/python3 -P -B -m tools "$@"
 }
 
 # test_preset PRESET [CTEST ARGUMENT...]: runs its tests, while no other command builds or tests it; one that is skipped
@@ -190,8 +240,24 @@ show_parts() {
     printf '%6d s  in all\n' $SECONDS
 }
 
+# It ends with the script, however that ends.
 run_windows_program() {
-    "$root/cmake/wine-run.sh" "$@"
+    setpriv --pdeathsig KILL "$root/cmake/wine-run.sh" "$@"
 }
 
-if [ "${BASH_SOURCE[1]:-}" = "$0" ]; then answer_help "$@"; fi
+# make_whole PLACE COMMAND [ARGUMENT...]: runs the command with one more argument, a file beside the place, which takes
+# the place when the command has succeeded; else nothing is left of it.
+make_whole() (
+    place=$1
+    new=$(dirname -- "$place")/.kelvane-$BASHPID.new
+    trap 'rm -f -- "$new"' EXIT
+    trap 'exit 130' INT TERM HUP
+    shift
+    "$@" "$new" && mv -fT -- "$new" "$place"
+)
+
+if [ "${BASH_SOURCE[1]:-}" = "$0" ]; then
+    answer_help "$@"
+    [[ ${KELVANE_COMMAND:-} == */$PPID/ ]] || run_interruptibly "$@"
+    trap 'exit 130' INT TERM HUP
+fi

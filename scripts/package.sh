@@ -97,8 +97,15 @@ source "$root/build/release/generated/identity.sh"
 
 folder=$(realpath -m "${2:-$root/build/package}")
 mkdir -p "$folder"
-stage=$(mktemp -d "$folder/.making-XXXXXX")
+stage=$folder/.making-$$
 trap 'rm -rf "$stage"' EXIT
+mkdir "$stage"
+# Not all of the tools below say what is the matter when the disk is full.
+dd if=/dev/zero of="$stage/space" bs=1M count=4 status=none || {
+    echo "$folder: there is no room for a package" >&2
+    exit 1
+}
+rm "$stage/space"
 cp "$root/build/release/kelvane.exe" "$stage"
 if is_signed; then sign "$stage/kelvane.exe"; fi
 sed 's/$/\r/' "$root/packaging/NOTICES.txt" >"$stage/NOTICES.txt"

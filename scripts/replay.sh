@@ -4,8 +4,8 @@
 # Runs the service's scaling loop in virtual time (docs/replay.md).
 #
 # Builds what is missing. Exit codes are the program's: 0 replayed, 2 wrong usage, 3 malformed scenario, 4 trace not
-# writable, 5 the clock stands still; 1 when the build fails, or the replay in another way. Above 128: it crashed or was
-# killed, and the trace is not whole.
+# writable, 5 the clock stands still, 130 interrupted; 1 when the build fails, or the replay in another way. Above 128:
+# it crashed or was killed. A trace that stands at its place is whole.
 #
 # Example: scripts/replay.sh scenarios/office-laptop.csv trace.csv
 set -u
@@ -18,6 +18,6 @@ build release kelvane-replay || exit 1
 run_windows_program "$root/build/release/kelvane-replay.exe" "$@"
 code=$?
 if [ $code -gt 128 ] && [ $code -ne 130 ]; then
-    echo "the replay program crashed ($code): its trace is not whole" >&2
+    echo "the replay program crashed ($code): there is no trace of it" >&2
 fi
 exit $code

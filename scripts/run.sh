@@ -14,12 +14,21 @@ set -eu
 source "$(dirname "$0")/common.sh"
 out=$root/build/run
 
+# summarize TRACE NAME PICTURE
+summarize() {
+    data=${3%.new}.dat  # make_whole's own, for its end
+    trap 'rm -f -- "$data" "$3"' EXIT
+    run_tool trace.summarize "$1" "$data" || return
+    gnuplot -e "data='$data'; picture='$3'; name='$2'" "$root/tools/trace/picture.gp" || return
+    rm "$data"
+    tail -n 2 "$3" | grep -q '^</svg>$' && return  # gnuplot does not tell
+    echo "$out/$2.svg: not written to its end" >&2
+    return 4
+}
+
 # show_trace TRACE NAME: the summary, the picture build/run/NAME.svg and the report build/run/NAME.html.
 show_trace() {
-    local data=$out/$2.dat
-    run_tool trace.summarize "$1" "$data"
-    gnuplot -e "data='$data'; picture='$out/$2.svg'; name='$2'" "$root/tools/trace/picture.gp"
-    rm "$data"
+    make_whole "$out/$2.svg" summarize "$1" "$2"
     "$root/scripts/report.sh" -o "$out/$2.html" "$1" >/dev/null
     echo
     echo "trace    build/run/$2.trace.csv"

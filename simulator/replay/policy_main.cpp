@@ -4,26 +4,23 @@
 // are those of kelvane-replay.
 #include "simulator/formats/demand.h"
 #include "simulator/replay/measures.h"
+#include "simulator/replay/new_file.h"
 #include "simulator/replay/policies.h"
 #include "simulator/replay/replay_command.h"
-
-#include <fstream>
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace kelvane::simulator;
 
-int writeMeasures(const Measures& measures, const fs::path& folder)
+using WriteMeasures = void (Measures::*)(std::ostream&) const;
+
+int writeMeasures(const Measures& measures, WriteMeasures write, const fs::path& path)
 {
-    std::ofstream jobs(folder / "jobs.csv", std::ios::out | std::ios::trunc | std::ios::binary);
-    std::ofstream totals(folder / "totals.csv", std::ios::out | std::ios::trunc | std::ios::binary);
-    measures.writeJobs(jobs);
-    measures.writeTotals(totals);
-    jobs.close();
-    totals.close();
-    if (!jobs || !totals) return fail(exitUnwritable, toUtf8(folder) + ": the measures cannot be written");
-    return exitReplayed;
+    NewFile file(path);
+    (measures.*write)(file.stream());
+    const std::string reason = file.keep();
+    return reason.empty() ? exitReplayed : fail(exitUnwritable, toUtf8(path) + ": cannot be written: " + reason);
 }
 
 int run(const Policy& policy, const fs::path& path, const fs::path& folder)
@@ -34,7 +31,9 @@ int run(const Policy& policy, const fs::path& path, const fs::path& folder)
     Measures measures(scenario);
     const auto onTick = [&](const ProcessorModel& processor) { measures.take(processor); };
     const int code = replayToFile(scenario, folder / "trace.csv", { policy.run, policy.watchesProcesses, onTick });
-    return code == exitReplayed ? writeMeasures(measures, folder) : code;
+    if (code != exitReplayed) return code;
+    const int jobsCode = writeMeasures(measures, &Measures::writeJobs, folder / "jobs.csv");
+    return jobsCode != exitReplayed ? jobsCode : writeMeasures(measures, &Measures::writeTotals, folder / "totals.csv");
 }
 
 }  // namespace

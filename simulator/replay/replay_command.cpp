@@ -1,8 +1,8 @@
 // Every way for a replay to end has an exit code and a line that says why.
 #include "simulator/replay/replay_command.h"
+#include "simulator/replay/new_file.h"
 
 #include <cstdio>
-#include <fstream>
 #include <tuple>
 
 namespace kelvane::simulator {
@@ -15,10 +15,11 @@ int fail(ExitCode code, const std::string& message)
 
 int replayToFile(const Scenario& scenario, const std::filesystem::path& trace, const Controller& controller)
 {
-    std::ofstream out(trace, std::ios::out | std::ios::trunc | std::ios::binary);
-    const ReplayEnd end = out ? replay(scenario, out, controller) : ReplayEnd::loopEnded;
-    out.close();
-    if (!out) return fail(exitUnwritable, toUtf8(trace) + ": the trace cannot be written");
+    NewFile file(trace);
+    const ReplayEnd end = file.stream() ? replay(scenario, file.stream(), controller) : ReplayEnd::loopEnded;
+    if (const std::string reason = file.keep(); !reason.empty()) {
+        return fail(exitUnwritable, toUtf8(trace) + ": the trace cannot be written: " + reason);
+    }
     if (end == ReplayEnd::clockStoodStill) {
         return fail(exitClockStoodStill, "the clock stands still: " + std::to_string(primitivesWithoutSleepMax) +
                                              " primitives in a row without a Sleep; the trace ends there");
@@ -28,6 +29,7 @@ int replayToFile(const Scenario& scenario, const std::filesystem::path& trace, c
 
 int runCommand(const std::function<int()>& command)
 {
+    endWhenInterrupted(exitInterrupted);
     std::ignore = std::freopen("NUL", "w", stdout);
     try {
         return command();

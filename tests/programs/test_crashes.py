@@ -69,4 +69,4 @@ def test_replay_command_reports_a_replay_that_was_killed(tmp_path):
         text = command.communicate(timeout=120)[1]
 
     assert command.returncode == 128 + signal.SIGKILL
-    assert text.splitlines()[-1] == "the replay program crashed (137): its trace is not whole"
+    assert text.splitlines()[-1] == "the replay program crashed (137): there is no trace of it"

@@ -7,7 +7,6 @@ import sys
 from tools.bench import native, service
 from tools.bench.table import table
 from tools.shared.kept_page import keep
-from tools.shared.program_end import exit_on_signals
 from tools.shared.project import BUILD, ROOT
 
 PAGE = ROOT / "docs/cost.md"
@@ -18,7 +17,6 @@ def main():
     parser = argparse.ArgumentParser(prog="scripts/bench.sh", description=__doc__)
     parser.add_argument("--native", action="store_true", help="what is measured on Linux alone; docs/cost.md stays")
     options = parser.parse_args()
-    exit_on_signals()
     try:
         rows = native.rows(BUILD)
         if not options.native:

@@ -4,7 +4,6 @@ import pathlib
 import sys
 
 from tools.bench.service import rows
-from tools.shared.program_end import exit_on_signals
 from tools.wine.service import EXECUTABLE
 
 
@@ -20,5 +19,4 @@ def main():
 
 
 if __name__ == "__main__":
-    exit_on_signals()
     main()

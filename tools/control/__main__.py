@@ -13,14 +13,17 @@ import shutil
 import statistics
 import subprocess
 import sys
+import tempfile
 
 from tools.control import workloads
 from tools.shared.durations import HOUR_MS
 from tools.shared.kept_page import keep
+from tools.shared.new_file import copy_whole, write_whole
 from tools.shared.program_end import describe_end
 from tools.shared.project import BUILD, ROOT, WINE_RUN
 
 OUT = BUILD / "compare"
+RESULTS = ("table.md", "hashes.txt", "scatter.svg")
 PROGRAM = BUILD / "release/kelvane-policy.exe"
 PLOT = pathlib.Path(__file__).with_name("scatter.gp")
 SEEDS = (1, 2, 3, 4, 5)
@@ -82,40 +85,44 @@ def run_policy(policy, scenario, folder):
     return run
 
 
-def own_work(preset):
-    """{(kind, seed): path}"""
+def own_work(preset, folder):
+    """{(kind, seed): path}; the scenarios are written to the folder."""
     texts = {(kind, seed): workloads.scenario(kind, seed, preset) for kind in workloads.KINDS for seed in SEEDS}
     texts["recorded office (derived)", 1] = workloads.derived(ROOT / "scenarios/office-laptop.csv", 1, preset)
-    return {key: write_scenario(number, text) for number, (key, text) in enumerate(texts.items())}
+    return {key: write_scenario(folder, number, text) for number, (key, text) in enumerate(texts.items())}
 
 
-def given_work(paths, preset):
+def given_work(paths, preset, folder):
     """The same for scenarios with jobs, and for recordings turned into work."""
     work = {}
     for number, path in enumerate(paths):
         if ",power_mw," in path.read_text(encoding="utf-8"):
-            work[f"{path.stem} (derived)", 1] = write_scenario(number, workloads.derived(path, 1, preset))
+            work[f"{path.stem} (derived)", 1] = write_scenario(folder, number, workloads.derived(path, 1, preset))
         else:
             work[path.stem, 1] = path
     return work
 
 
-def write_scenario(number, text):
-    path = OUT / f"{number:02}.csv"
+def write_scenario(folder, number, text):
+    path = folder / f"{number:02}.csv"
     path.write_text(text, encoding="utf-8")
     return path
 
 
-def run_all(scenarios):
+def run_all(scenarios, folder):
     """{(kind, seed, policy): Run}"""
     runs = {}
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        waiting = {pool.submit(run_policy, policy, path, OUT / f"{number:02}.{policy}"): (*key, policy)
+        waiting = {pool.submit(run_policy, policy, path, folder / f"{number:02}.{policy}"): (*key, policy)
                    for number, (key, path) in enumerate(scenarios.items()) for policy in POLICIES}
-        for done, future in enumerate(concurrent.futures.as_completed(waiting), 1):
-            runs[waiting[future]] = future.result()
-            if sys.stderr.isatty():
-                print(f"\r{done}/{len(waiting)}", end="", file=sys.stderr, flush=True)
+        try:
+            for done, future in enumerate(concurrent.futures.as_completed(waiting), 1):
+                runs[waiting[future]] = future.result()
+                if sys.stderr.isatty():
+                    print(f"\r{done}/{len(waiting)}", end="", file=sys.stderr, flush=True)
+        except BaseException:
+            pool.shutdown(wait=False, cancel_futures=True)
+            raise
     return runs
 
 
@@ -200,7 +207,7 @@ def hashes_text(runs):
     return "".join(f"{runs[key].digest} {key[0]}, seed {key[1]}, {key[2]}\n" for key in ordered)
 
 
-def draw(table, picture):
+def draw(table, folder):
     """Energy against the 95th percentile of launches (of other jobs, where there are none), a panel for each work.
 
     Returns whether there was anything to draw: work that even the yardstick has not done has no slowdown.
@@ -208,7 +215,7 @@ def draw(table, picture):
     drawn = {kind: policies for kind, policies in table.items() if all(m["p95"] for m in policies.values())}
     if not drawn:
         return False
-    data = OUT / "scatter.dat"
+    data, picture = folder / "scatter.dat", folder / "scatter.svg"
     with open(data, "w", encoding="utf-8") as file:
         for kind, policies in drawn.items():
             file.write(f'"{kind}"\n')
@@ -218,6 +225,8 @@ def draw(table, picture):
     subprocess.run(["gnuplot", "-e",
                     f"data='{data}'; picture='{picture}'; kinds={len(drawn)}; policies='{' '.join(POLICIES)}'",
                     PLOT], check=True)
+    if not picture.read_text(encoding="utf-8").rstrip().endswith("</svg>"):  # gnuplot does not tell
+        sys.exit(f"compare.sh: {picture}: not written to its end")
     return True
 
 
@@ -225,9 +234,18 @@ def keep_in_documents():
     """Puts table and hashes into the documents."""
     keep(ROOT / "docs/control.md", "<!-- table -->\n", "<!-- end of table -->",
          (OUT / "table.md").read_text(encoding="ascii"))
-    shutil.copy(OUT / "hashes.txt", ROOT / "docs/control-hashes.txt")
+    copy_whole(OUT / "hashes.txt", ROOT / "docs/control-hashes.txt")
     picture = (OUT / "scatter.svg").read_text(encoding="utf-8")
-    (ROOT / "docs/control.svg").write_text(re.sub(r"[ \t]+$", "", picture, flags=re.M), encoding="utf-8")
+    write_whole(ROOT / "docs/control.svg", re.sub(r"[ \t]+$", "", picture, flags=re.M))
+
+
+def publish(folder):
+    OUT.mkdir(exist_ok=True)
+    for name in RESULTS:
+        if (folder / name).exists():
+            os.replace(folder / name, OUT / name)
+        else:
+            (OUT / name).unlink(missing_ok=True)
 
 
 def main():
@@ -238,17 +256,26 @@ def main():
     arguments = parser.parse_args()
     if arguments.keep and (arguments.scenarios or arguments.preset != PRESETS[0]):
         parser.error("the documents show the thin laptop at the work of its own")
-    shutil.rmtree(OUT, ignore_errors=True)
-    OUT.mkdir(parents=True)
+    BUILD.mkdir(exist_ok=True)
+    with tempfile.TemporaryDirectory(prefix="compare-", dir=BUILD) as folder:
+        compare(arguments, pathlib.Path(folder))
+
+
+def compare(arguments, folder):
+    """Works in the folder; what was there of an earlier comparison is replaced at the end."""
     try:
-        work = given_work(arguments.scenarios, arguments.preset) if arguments.scenarios else own_work(arguments.preset)
-        runs = run_all(work)
+        if arguments.scenarios:
+            work = given_work(arguments.scenarios, arguments.preset, folder)
+        else:
+            work = own_work(arguments.preset, folder)
+        runs = run_all(work, folder)
     except (OSError, UnicodeDecodeError, workloads.NoRecording, RunFailed) as fault:
         sys.exit(f"compare.sh: {fault}")
     table = by_kind_and_policy(runs, dict.fromkeys(kind for kind, _ in work))
-    (OUT / "table.md").write_text(table_text(table), encoding="utf-8")
-    (OUT / "hashes.txt").write_text(hashes_text(runs), encoding="utf-8")
-    drawn = draw(table, OUT / "scatter.svg")
+    write_whole(folder / "table.md", table_text(table))
+    write_whole(folder / "hashes.txt", hashes_text(runs))
+    drawn = draw(table, folder)
+    publish(folder)
     print(table_text(table))
     print(hashes_text(runs))
     print(f"table, hashes {'and picture ' if drawn else ''}lie in build/compare/")

@@ -3,6 +3,7 @@
 Recognises the format by the log's head, writes the scenario sample by sample, and sums up on standard error.
 """
 
+import contextlib
 import itertools
 import os
 import stat
@@ -44,16 +45,30 @@ def is_output(file):
     return stat.S_ISREG(log.st_mode) and os.path.samestat(log, output)
 
 
+@contextlib.contextmanager
+def whole_output(out):
+    """What fails or is interrupted leaves no half of a scenario in a file."""
+    before = os.fstat(out.fileno())
+    try:
+        yield
+    except BaseException:
+        if stat.S_ISREG(before.st_mode):
+            os.ftruncate(out.fileno(), before.st_size)
+            os.lseek(out.fileno(), before.st_size, os.SEEK_SET)
+        os.dup2(os.open(os.devnull, os.O_WRONLY), out.fileno())  # for what is left in its buffer
+        raise
+
+
 def import_log(file, report, out):
     form, lines = recognise(numbered_lines(file, report))
     if form is None:
         report.tell(1, "neither a " + " nor a ".join(form.NAME for form in FORMATS))
         return MALFORMED
     try:
-        totals = write_scenario(form.samples(lines, report), lambda: origin(form, report), report, out)
+        with whole_output(out):
+            totals = write_scenario(form.samples(lines, report), lambda: origin(form, report), report, out)
     except OSError as error:
         report.say(f"standard output: {error.strerror}")
-        os.dup2(os.open(os.devnull, os.O_WRONLY), out.fileno())  # for what is left in its buffer
         return NOT_WRITABLE
     if not totals.samples:
         report.tell(1, f"this {form.NAME} holds no sample")

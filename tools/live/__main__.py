@@ -6,13 +6,12 @@ trace.
 """
 
 import pathlib
-import shutil
 import sys
 import time
 
 from tools.live.log_rows import merged
 from tools.shared import framework
-from tools.shared.program_end import exit_on_signals
+from tools.shared.new_file import copy_whole, write_whole
 from tools.shared.scenario import HEAD
 from tools.shared.service_texts import TORN_DOWN
 from tools.wine.service import ServiceUnderWine
@@ -164,12 +163,12 @@ def keep(service, out):
     """Copies what the service left behind to OUT, the log's messages also into the trace, and tells where it lies."""
     trace = service.trace_file.read_text(encoding="utf-8")
     log = service.diagnostic_log_file().read_text(encoding="utf-8", errors="replace")
-    (out / "service.trace.csv").write_text(merged(trace, log), encoding="utf-8")
+    write_whole(out / "service.trace.csv", merged(trace, log))
     files = {"diagnostic log": (service.diagnostic_log_file(), "service.log"),
              "service data file": (service.service_data_file, "service.data.txt")}
     print()
     for name, (path, kept) in files.items():
-        shutil.copy(path, out / kept)
+        copy_whole(path, out / kept)
         print(f"{name:18} build/run/{kept}, in the prefix {path.relative_to(service.drive)}")
     print("\n  ".join(["sent to the event log:", *(service.event_texts() or ["nothing"])]))
 
@@ -187,5 +186,4 @@ def main():
 
 
 if __name__ == "__main__":
-    exit_on_signals()
     main()

@@ -8,6 +8,8 @@ import sys
 import time
 
 from tools.mutate import arguments, building, listed, project, running
+from tools.shared.exit_codes import INTERRUPTED
+from tools.shared.new_file import write_whole
 
 LIST = project.ROOT / "tests/survivors.txt"
 CHANGED_LIMIT = 60  # seconds
@@ -84,7 +86,7 @@ def report(choice, outcome, begin):
 def keep(run):
     """The keys of all survivors, to build the list from."""
     lines = [f"    {fault.key}\n" for fault in sorted(run.survivors, key=lambda fault: fault.number)]
-    (project.OUT / "survivors.txt").write_text("".join(lines), encoding="utf-8")
+    write_whole(project.OUT / "survivors.txt", "".join(lines))
 
 
 def main():
@@ -99,7 +101,7 @@ def main():
         print(error, file=sys.stderr)
         return 1
     except KeyboardInterrupt:
-        return 130
+        return INTERRUPTED
     finally:
         shutil.rmtree(project.OUT / "tmp", ignore_errors=True)
 

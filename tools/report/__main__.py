@@ -14,6 +14,7 @@ import sys
 
 from tools.shared.durations import duration
 from tools.shared.exit_codes import MALFORMED, NOT_WRITABLE
+from tools.shared.new_file import NotWritable, write_whole
 from tools.trace import comparison
 from tools.trace.messages import LANES
 from tools.trace.replay import Replay
@@ -192,9 +193,9 @@ def main():
         sys.exit(MALFORMED)
     try:
         given.folder.mkdir(parents=True, exist_ok=True)
-        pathlib.Path(path).write_text(made, encoding="utf-8")
+        write_whole(path, made)
     except OSError as error:
-        print(f"{path}: cannot be written: {error.strerror}", file=sys.stderr)
+        print(NotWritable(error.errno, error.strerror, str(path)), file=sys.stderr)
         sys.exit(NOT_WRITABLE)
     print(path)
 

@@ -5,6 +5,7 @@ A night with little to do, and a day of work with programs, slider, power source
 
 from tools.shared.durations import DAY_MS, HOUR_MS
 from tools.shared.framework import CLIP_BIT
+from tools.shared.new_file import new_file
 from tools.shared.scenario import HEAD
 
 WORK_HOURS = range(7, 22)
@@ -33,7 +34,7 @@ def at_work(draw):
 
 
 def write_scenario(path, days, draw):
-    with open(path, "w", encoding="ascii") as file:
+    with new_file(path, encoding="ascii") as file:
         file.write(HEAD)
         for number in range(days):
             file.writelines(f"{time_ms},{name},{value}\n" for time_ms, name, value in day(draw, number * DAY_MS))

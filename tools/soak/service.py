@@ -15,7 +15,6 @@ import time
 
 from tools.shared import framework
 from tools.shared.process_figures import status_number, status_of
-from tools.shared.program_end import exit_on_signals
 from tools.shared.random_seed import random_seed
 from tools.shared.service_texts import CAPABILITY_CHECKED, TORN_DOWN
 from tools.wine.service import HANDLE_COUNT, SCALING_ENDS_S, SCALING_STARTS_S, ServiceUnderWine, TimedOut
@@ -268,5 +267,4 @@ def main():
 
 
 if __name__ == "__main__":
-    exit_on_signals()
     main()

@@ -14,7 +14,7 @@ import time
 
 from tools.shared import laptop_days
 from tools.shared.process_figures import status_number, status_of
-from tools.shared.program_end import describe_end, exit_on_signals
+from tools.shared.program_end import describe_end
 from tools.shared.random_seed import random_seed
 
 GROWTH_MAX_KIB = 256
@@ -90,5 +90,4 @@ def main():
 
 
 if __name__ == "__main__":
-    exit_on_signals()
     main()

@@ -9,6 +9,7 @@ import sys
 
 from tools.shared.durations import MINUTE_MS
 from tools.shared.exit_codes import MALFORMED
+from tools.shared.new_file import new_file
 from tools.trace.replay import Replay
 from tools.trace.rows import MalformedTrace, read_trace
 from tools.trace.totals import totals
@@ -59,7 +60,7 @@ def print_totals(replay):
 def write_data(path, replay):
     power = [(step.time_ms, step.mean_power_mw()) for step in replay.steps] or [(0, 0.0)]
     limits = replay.changes or [(0, 0, 0)]
-    with open(path, "w", encoding="ascii") as data:
+    with new_file(path, encoding="ascii") as data:
         for time_ms, power_mw in power + [(replay.end_ms, power[-1][1])]:
             data.write(f"{time_ms / 1000} {power_mw / 1000}\n")
         data.write("\n\n")
