@@ -50,6 +50,13 @@ install_npm() {
     command -v npm >/dev/null || install_packages nodejs npm
 }
 
+# refuse_line_feed NAME: ends the script for a file name that takes more than one line, as the Python tools do.
+refuse_line_feed() {
+    [[ $1 == *$'\n'* ]] || return 0
+    printf 'a file name with a line feed in it is not taken: %q\n' "$1" >&2
+    exit 2
+}
+
 # build PRESET [TARGET...]: configures once and builds what is missing; says nothing unless it fails. Warnings are
 # errors where KELVANE_STRICT is ON, as our own checks set it.
 build() {

@@ -70,7 +70,10 @@ make_package() {
 
 case $# in
 0) folder=$root/build/package ;;
-2) folder=$(realpath -m "$2") ;;
+2)
+    refuse_line_feed "$2"
+    folder=$(realpath -m -- "$2")
+    ;;
 *) wrong_usage "usage: scripts/package.sh [VERSION FOLDER]" ;;
 esac
 [[ ${1:-1.0.0.0} =~ ^[0-9]{1,3}\.[0-9]{1,3}\.[0-9]{1,5}\.[0-9]{1,5}$ ]] ||

@@ -20,7 +20,7 @@ usage() {
 show_trace() {
     local data=$out/$2.dat
     run_tool trace.summarize "$1" "$data"
-    gnuplot -e "data='$data'; picture='$out/$2.svg'; name='$2'" "$root/tools/trace/picture.gp"
+    gnuplot -c "$root/tools/trace/picture.gp" "$data" "$out/$2.svg" "$(run_tool trace.title "$2")"
     rm "$data"
     "$root/scripts/report.sh" -o "$out/$2.html" "$1" >/dev/null
     echo
@@ -31,7 +31,8 @@ show_trace() {
 
 replay() {
     local scenario=${1:-$root/scenarios/office-laptop.csv} name
-    name=$(basename "$scenario" .csv)
+    refuse_line_feed "$scenario"
+    name=$(basename -- "$scenario" .csv)
     trap stop_wine EXIT
     "$root/scripts/replay.sh" "$scenario" "$out/$name.trace.csv"
     show_trace "$out/$name.trace.csv" "$name"
