@@ -3,6 +3,7 @@
 import csv
 import io
 import os
+import re
 
 from tools.control import workloads
 from tools.shared.durations import DAY_MS
@@ -11,6 +12,7 @@ from tools.shared.file_names import shown, told_apart
 from tools.shared.scenario import HEAD
 
 LINE_LENGTH_MAX = 1 << 20
+CONTROL = re.compile(rb"[\x00-\x08\x0b\x0c\x0e-\x1f\x7f]")
 RECORDING_MS_MAX = 7 * DAY_MS  # its work is a row for each tenth of a second
 
 
@@ -54,6 +56,8 @@ def text_of(path):
     for number, line in enumerate(lines, 1):
         if len(line) > LINE_LENGTH_MAX:
             raise Malformed(f"{path}:{number}: the line is longer than {LINE_LENGTH_MAX} bytes")
+        if (found := CONTROL.search(line)) and not line.startswith(b"#"):
+            raise Malformed(f"{path}:{number}: unexpected byte \\x{found[0].hex().upper()}")
         try:
             line.decode("utf-8")
         except UnicodeDecodeError as error:

@@ -98,7 +98,7 @@ def recognise(lines):
 
 def no_format(first):
     """Where it may be CSV all the same, with the names that can be chosen from."""
-    cells = chosen.cells_of(first, chosen.likely_delimiter(first))
+    cells = chosen.names_in(first)
     choice = f"; of a CSV log choose columns by --time and --power: {columns_text(cells)}" if len(cells) > 1 else ""
     return "neither a " + " nor a ".join(form.NAME for form in FORMATS) + choice
 

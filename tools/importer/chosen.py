@@ -28,8 +28,8 @@ class Columns:
         for number, text in lines:
             first = first or (number, text)
             if head is None:
-                delimiter = next((d for d in DELIMITERS if self.are_in(cells_of(text, d))), None)
-                head = cells_of(text, delimiter) if delimiter else None
+                delimiter = next((d for d in DELIMITERS if self.are_in(names_in(text, d))), None)
+                head = names_in(text, delimiter) if delimiter else None
                 if head:
                     self.tell_facts(number, head, report)
                 continue
@@ -40,7 +40,7 @@ class Columns:
             except Unusable as unusable:
                 report.bad_line(number, unusable)
         if head is None and first:
-            cells = cells_of(first[1], likely_delimiter(first[1]))
+            cells = names_in(first[1])
             report.tell(first[0], f"no line has both columns {columns_text([self.time, self.power])}; here are "
                                   f"{columns_text(cells)}")
 
@@ -71,8 +71,12 @@ def cells_of(text, delimiter):
         raise Unusable(f"no CSV: {error}") from error
 
 
-def likely_delimiter(text):
-    return max(DELIMITERS, key=text.count)
+def names_in(text, delimiter=None):
+    """The cells of what may be a head, and nothing of what is no CSV."""
+    try:
+        return cells_of(text, delimiter or max(DELIMITERS, key=text.count))
+    except Unusable:
+        return []
 
 
 class Times:

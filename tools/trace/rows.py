@@ -55,17 +55,29 @@ def _whole_lines(path, file):
     number = 0
     while line := file.readline(LINE_LENGTH_MAX):
         number += 1
-        if line[-1] not in "\r\n":
-            reason = (f"the line is longer than {LINE_LENGTH_MAX} characters" if len(line) == LINE_LENGTH_MAX else
-                      "the trace is cut off: its last line has no end")
-            raise MalformedTrace(f"{path}:{number}: {(number == 1 and instead_of(path, TRACE)) or reason}")
+        reason = _damage(line)
+        if reason:
+            raise MalformedTrace(f"{path}:{number}: {_no_head(path) if number == 1 else reason}")
         yield line
+
+
+def _damage(line):
+    if "\0" in line:
+        return "a NUL byte: this is no text"
+    if line[-1] in "\r\n":
+        return None
+    if len(line) == LINE_LENGTH_MAX:
+        return f"the line is longer than {LINE_LENGTH_MAX} characters"
+    return "the trace is cut off: its last line has no end"
+
+
+def _no_head(path):
+    return instead_of(path, TRACE) or f"not a trace: the first line must be {','.join(COLUMNS)}"
 
 
 def _rows(path, reader):
     if _next_fields(path, reader) != COLUMNS:
-        reason = instead_of(path, TRACE) or f"not a trace: the first line must be {','.join(COLUMNS)}"
-        raise MalformedTrace(f"{path}:1: {reason}")
+        raise MalformedTrace(f"{path}:1: {_no_head(path)}")
     earlier_ms = 0
     while True:
         line = reader.line_num + 1
@@ -85,7 +97,7 @@ def _next_fields(path, reader):
     try:
         return next(reader, None)
     except csv.Error as error:
-        raise MalformedTrace(f"{path}:{line}: {(line == 1 and instead_of(path, TRACE)) or error}") from error
+        raise MalformedTrace(f"{path}:{line}: {_no_head(path) if line == 1 else error}") from error
 
 
 def _fault(fields, earlier_ms):
