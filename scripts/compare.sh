@@ -4,7 +4,7 @@
 #
 # Without scenarios: five kinds of work, an hour each with five seeds, and a recording turned into work. Prints a table
 # and a hash of each trace, and leaves both with a picture in build/compare/. --keep puts them into docs/. Exit codes:
-# 0 compared, 2 wrong usage, 1 a run failed, with the reason.
+# 0 compared, 2 wrong usage, 3 malformed scenario, 1 a run failed, with the reason.
 set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"

@@ -72,7 +72,8 @@ def test_a_log_in_another_language_names_the_columns_to_choose_from(tmp_path, en
 
     assert (code, out) == (3, [])
     assert ("log.csv:1: no column tells the package's power in W, such as CPU Package Power [W]; "
-            'choose by --time "Time" and --power one of "CPU-Gesamtleistung (gr\u00f6\u00dfte) [W]", "GPU-Leistung [W]"\n') in said
+            'choose by --time "Time" and --power one of "CPU-Gesamtleistung (gr\u00f6\u00dfte) [W]", '
+            '"GPU-Leistung [W]"\n') in said
     assert rows(tmp_path, log, "--time", "Time", "--power", "CPU-Gesamtleistung (gr\u00f6\u00dfte) [W]") == [
         "0,power_mw,4500", "1000,power_mw,6000", "2000,stop,service"]
 
