@@ -20,7 +20,7 @@ AWKWARD = f'{HOSTILE}"\\é%s $HOME |<b>&*?: '
 
 def call(script, *arguments, cwd):
     # The Wine server is shared with the tests beside these.
-    return run_command(ROOT / "scripts" / script, *arguments, cwd=cwd, KELVANE_KEEP_WINE="1")
+    return run_command(ROOT / "scripts" / script, *arguments, cwd=cwd, timeout=120, KELVANE_KEEP_WINE="1")
 
 
 def expect_nothing_was_run(folder):
