@@ -71,6 +71,15 @@ def test_a_replay_takes_bytes_that_are_no_text(tmp_path, expected):
     assert replayed(tmp_path, scenario, "t.csv") == expected
 
 
+def test_a_replay_reads_a_pipe_and_writes_to_one(tmp_path, expected):
+    (tmp_path / "s.csv").write_text(SHORT)
+
+    done = run_command("bash", "-c", 'cat s.csv | "$0" /dev/stdin /dev/stdout', ROOT / "scripts/replay.sh",
+                       cwd=tmp_path, timeout=120, KELVANE_KEEP_WINE="1")
+
+    assert (done.returncode, done.stdout.encode(), done.stderr) == (0, expected, "")
+
+
 def test_a_message_shows_the_name_that_was_given(tmp_path):
     (tmp_path / AWKWARD).write_text(HEADER + "0,stop,now\n")
 
@@ -195,6 +204,7 @@ def test_a_picture_shows_control_characters():
     ("a?b", False), ("a\\b", False), ('a"b', False), ("a:b", False), ("a*b", False), ("a ", False), ("a.", False),
     ("aux", False), ("Aux.csv", False), ("com1.txt", False), ("a\tb", False), ("\udcff", False),
     ("a /b", False), ("TAKEN.csv", False), ("taken.csv", True), ("missing/a.csv", False),
+    ("/dev/stdin", False), ("/dev/full", True),
 ])
 def test_what_wine_takes(tmp_path, name, taken):
     (tmp_path / "taken.csv").touch()

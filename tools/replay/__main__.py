@@ -34,7 +34,10 @@ def same_file(one, other):
 def replay_under_other_names(program, scenario, trace):
     with tempfile.TemporaryDirectory(prefix="replay-", dir=BUILD) as folder:
         link, made = os.path.join(folder, "scenario.csv"), os.path.join(folder, "trace.csv")
-        os.symlink(os.path.abspath(scenario), link)
+        if os.path.isfile(scenario):
+            os.symlink(os.path.realpath(scenario), link)
+        else:
+            copy(scenario, link)
         if wine_takes(trace):
             made = os.path.abspath(trace)
         done = subprocess.run([WINE_RUN, program, link, made], cwd=folder, stderr=subprocess.PIPE,
@@ -47,21 +50,26 @@ def replay_under_other_names(program, scenario, trace):
     return code
 
 
+def copy(source, target):
+    """To and from whatever can be opened."""
+    with open(source, "rb") as read, open(target, "wb") as written:
+        shutil.copyfileobj(read, written)
+
+
 def put(made, trace):
     """Beside its place first, so that no half of it is ever seen there."""
     try:
         if os.path.exists(trace) and not os.path.isfile(trace):
-            shutil.copyfile(made, trace)  # refuses folders and what is no file
+            copy(made, trace)
             return True
         place = os.path.realpath(trace)
         with tempfile.TemporaryDirectory(prefix=".replay-", dir=os.path.dirname(place)) as beside:
-            os.replace(shutil.copyfile(made, os.path.join(beside, "trace")), place)
+            copy(made, os.path.join(beside, "trace"))
+            os.replace(os.path.join(beside, "trace"), place)
         return True
     except OSError as error:
         say(f"{trace}: the trace cannot be written: {error.strerror}")
-    except shutil.SpecialFileError:
-        say(f"{trace}: the trace cannot be written")
-    return False
+        return False
 
 
 def main():
