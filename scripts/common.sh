@@ -32,6 +32,13 @@ wrong_usage() {
     exit 2
 } >&2
 
+# refuse_line_feed NAME: ends the script for a file name that takes more than one line, as the Python tools do.
+refuse_line_feed() {
+    [[ $1 == *$'\n'* ]] || return 0
+    printf 'a file name with a line feed in it is not taken: %q\n' "$1" >&2
+    exit 2
+}
+
 # refuse_option ARGUMENT: when it looks like an option, and there is no such file.
 refuse_option() {
     [[ $1 != -* ]] || [ -e "$1" ] || wrong_usage "there is no option $1"
@@ -190,9 +197,9 @@ build_alone() {
 }
 
 # run_tool NAME [ARGUMENT...]: the package or module of that name in tools/. No module is looked for in the current
-# folder, and nothing is written beside the sources.
+# folder, and nothing is written beside the sources. It ends with the script, however that ends.
 run_tool() {
-    PYTHONPATH=$root /usr/bin/python3 -P -B -m tools "$@"
+    PYTHONPATH=$root setpriv --pdeathsig TERM /usr/bin/python3 -P -B -m tools "$@"
 }
 
 # test_preset PRESET [CTEST ARGUMENT...]: runs its tests, while no other command builds or tests it; one that is skipped
@@ -238,11 +245,6 @@ part() {
 show_parts() {
     printf '%s\n' "${parts[@]}"
     printf '%6d s  in all\n' $SECONDS
-}
-
-# It ends with the script, however that ends.
-run_windows_program() {
-    setpriv --pdeathsig KILL "$root/cmake/wine-run.sh" "$@"
 }
 
 # make_whole PLACE COMMAND [ARGUMENT...]: runs the command with one more argument, a file beside the place, which takes

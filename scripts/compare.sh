@@ -5,7 +5,8 @@
 #
 # Without scenarios: five kinds of work, an hour each with five seeds, and a recording turned into work. Prints a table
 # and a hash of each trace, and leaves both with a picture in build/compare/. --keep puts them into docs/, which show
-# the thin laptop at that work. Exit codes: 0 compared, 2 wrong usage, 1 a run failed, with the reason.
+# the thin laptop at that work. Exit codes: 0 compared, 2 wrong usage, 3 malformed scenario, 1 a run failed, with
+# the reason.
 #
 # Example: scripts/compare.sh --preset desktop
 set -eu

@@ -78,7 +78,10 @@ is_version() {
 
 case $# in
 0) ;;
-2) is_version "$1" || wrong_usage "not a version of four numbers, up to 255.255.65535.65535: $1" ;;
+2)
+    is_version "$1" || wrong_usage "not a version of four numbers, up to 255.255.65535.65535: $1"
+    refuse_line_feed "$2"
+    ;;
 *) wrong_usage "a version and a folder are needed, or neither" ;;
 esac
 [ "${KELVANE_SIGN_CERT:+given}" = "${KELVANE_SIGN_KEY:+given}" ] ||

@@ -13,9 +13,9 @@ set -u
 source "$(dirname "$0")/common.sh"
 [ $# -eq 2 ] || wrong_usage "a scenario and a trace are needed"
 refuse_option "$1"
-install_packages "${build_packages[@]}" || exit 1
+install_packages "${build_packages[@]}" python3 || exit 1
 build release kelvane-replay || exit 1
-run_windows_program "$root/build/release/kelvane-replay.exe" "$@"
+run_tool replay "$root/build/release/kelvane-replay.exe" "$@"
 code=$?
 if [ $code -gt 128 ] && [ $code -ne 130 ]; then
     echo "the replay program crashed ($code): there is no trace of it" >&2

@@ -19,7 +19,7 @@ summarize() {
     data=${3%.new}.dat  # make_whole's own, for its end
     trap 'rm -f -- "$data" "$3"' EXIT
     run_tool trace.summarize "$1" "$data" || return
-    gnuplot -e "data='$data'; picture='$3'; name='$2'" "$root/tools/trace/picture.gp" || return
+    gnuplot -c "$root/tools/trace/picture.gp" "$data" "$3" "$(run_tool trace.title "$2")" || return
     rm "$data"
     tail -n 2 "$3" | grep -q '^</svg>$' && return  # gnuplot does not tell
     echo "$out/$2.svg: not written to its end" >&2
@@ -38,7 +38,8 @@ show_trace() {
 
 replay() {
     local scenario=${1:-$root/scenarios/office-laptop.csv} name
-    name=$(basename "$scenario" .csv)
+    refuse_line_feed "$scenario"
+    name=$(basename -- "$scenario" .csv)
     take_turn run
     "$root/scripts/replay.sh" "$scenario" "$out/$name.trace.csv"
     show_trace "$out/$name.trace.csv" "$name"

@@ -177,5 +177,5 @@ def test_a_malformed_scenario_is_told_with_its_line(tmp_path):
 
     done = compare(tmp_path / "bad.csv")
 
-    assert done.returncode == 1
-    assert "bad.csv:2: job is NAME:WORK_MS:CORES" in done.stderr
+    assert done.returncode == 3
+    assert done.stderr.startswith(f"{tmp_path}/bad.csv:2: job is NAME:WORK_MS:CORES")

@@ -207,9 +207,9 @@ def test_scenario_never_overwrites_its_log(tmp_path):
 
 
 def test_names_of_any_script_become_a_plain_comment(imported):
-    result = imported(POWERSTAT, name="L\u00fcfter\n1.txt")
+    result = imported(POWERSTAT, name="L\u00fcfter\t1.txt")
 
-    assert result.text.splitlines()[1] == "# imported from L\\xfcfter\\n1.txt, a powerstat log"
+    assert result.text.splitlines()[1] == "# imported from L\\xfcfter\\t1.txt, a powerstat log"
 
 
 def test_two_imports_write_the_same_bytes(tmp_path):

@@ -3,22 +3,25 @@
 import os
 import pathlib
 import re
-import shutil
 import signal
 import subprocess
 import time
 import uuid
 
 import pytest
-from conftest import BUILD, HEADER, ROOT
-
-from tools.wine.prefix import clone_prefix, end_prefix, template_prefix
+from conftest import HEADER, ROOT
 
 OVER_S = 10
 ENDLESS = HEADER + "0,power_mw,2000\n31536000000,stop,service\n"
 # How an interruption comes: by Ctrl-C, to everything in the terminal; to the command alone; to its group.
 WAYS = {"ctrl-c": (os.killpg, signal.SIGINT), "terminated": (os.kill, signal.SIGTERM),
         "group terminated": (os.killpg, signal.SIGTERM)}
+
+
+def is_shared(variables):
+    """Wine's server and what it starts are no part of a command, and end by themselves."""
+    return b"WINEPREFIX=" + os.fsencode(ROOT / "build/wine") in variables and not any(
+        variable.startswith(b"KELVANE_COMMAND=") for variable in variables)
 
 
 class Command:
@@ -34,11 +37,12 @@ class Command:
         self.said = ""
 
     def running(self):
-        """The command lines of what has come of it, by process."""
+        """The command lines of what has come of it, by process; but for Wine's own in the prefix that all share."""
         found = {}
         for entry in pathlib.Path("/proc").glob("[0-9]*"):
             try:
-                if self._mark.encode() in (entry / "environ").read_bytes().split(b"\0"):
+                variables = (entry / "environ").read_bytes().split(b"\0")
+                if self._mark.encode() in variables and not is_shared(variables):
                     found[int(entry.name)] = (entry / "cmdline").read_bytes().replace(b"\0", b" ").decode()
             except OSError:
                 pass  # ended
@@ -177,17 +181,6 @@ def test_a_command_ends_with_its_parent(script, command):
 
 # --- the commands themselves ------------------------------------------------------------------------------------------
 
-@pytest.fixture(name="wine", scope="module")
-def own_prefix():
-    """A Wine prefix in which nobody else is at work."""
-    prefix = BUILD / "system/interrupted"
-    end_prefix(prefix)
-    shutil.rmtree(prefix, ignore_errors=True)
-    clone_prefix(template_prefix(BUILD), prefix)
-    yield {"WINEPREFIX": str(prefix), "KELVANE_KEEP_WINE": ""}
-    end_prefix(prefix)
-
-
 @pytest.fixture(name="endless")
 def endless_scenario(tmp_path):
     path = tmp_path / "endless.csv"
@@ -196,8 +189,8 @@ def endless_scenario(tmp_path):
 
 
 @pytest.mark.parametrize("way", WAYS)
-def test_replay(command, wine, endless, tmp_path, way):
-    running = command(ROOT / "scripts/replay.sh", endless, tmp_path / "trace.csv", **wine)
+def test_replay(command, endless, tmp_path, way):
+    running = command(ROOT / "scripts/replay.sh", endless, tmp_path / "trace.csv")
     running.wait_for("kelvane-replay.exe")
     time.sleep(1)  # it writes
 
@@ -207,8 +200,8 @@ def test_replay(command, wine, endless, tmp_path, way):
     assert [entry.name for entry in tmp_path.iterdir()] == ["endless.csv"]
 
 
-def test_run_replay(command, wine, endless):
-    running = command(ROOT / "scripts/run.sh", "--replay", endless, **wine)
+def test_run_replay(command, endless):
+    running = command(ROOT / "scripts/run.sh", "--replay", endless)
     running.wait_for("kelvane-replay.exe")
 
     assert running.interrupt("ctrl-c") == 130
@@ -217,8 +210,8 @@ def test_run_replay(command, wine, endless):
     assert not (ROOT / "build/run/endless.trace.csv").exists()
 
 
-def test_compare(command, wine):
-    running = command(ROOT / "scripts/compare.sh", **wine)
+def test_compare(command):
+    running = command(ROOT / "scripts/compare.sh")
     running.wait_for("kelvane-policy.exe")
 
     assert running.interrupt("terminated") == 130
@@ -227,8 +220,8 @@ def test_compare(command, wine):
     assert list((ROOT / "build").glob("compare-*")) == []
 
 
-def test_live_run(command, wine):
-    running = command(ROOT / "scripts/run.sh", **wine)
+def test_live_run(command):
+    running = command(ROOT / "scripts/run.sh")
     running.wait_for("kelvane.exe", 300)
 
     assert running.interrupt("ctrl-c") == 130

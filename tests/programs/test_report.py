@@ -379,7 +379,7 @@ HEADER = "time_ms,kind,name,value,status\n"
 
 @pytest.mark.parametrize(("content", "complaint"), [
     ("", ":1: not a trace: the first line must be time_ms,kind,name,value,status"),
-    ("time_ms,input,value\n", ":1: not a trace: the first line must be time_ms,kind,name,value,status"),
+    ("time_ms,input,value\n", ":1: this is a scenario, not a trace: scripts/run.sh --replay plays it"),
     (HEADER, ":2: the trace has no rows"),
     (HEADER + "0,sleep,,300,\n0,sleep,,300\n", ":3: 5 fields expected, 4 found"),
     (HEADER + "\n", ":2: 5 fields expected, 0 found"),

@@ -19,7 +19,9 @@ WRONG = {
     "fuzz.sh": [("0", "not a number of seconds: 0"), ("1m", "not a number of seconds: 1m"),
                 ("9 scenario toast", "there is no target toast")],
     "import.sh": [("", "one log is needed"), ("a.csv b.csv", "one log is needed"),
-                  ("--all", "there is no option --all")],
+                  ("--all", "there is no option --all"), ("a.csv --time", "--time needs a value"),
+                  ("--time t a.csv", "--time and --power are needed together"),
+                  ("--time t --power p --unit W", "one log is needed")],
     "mutate.sh": [("--part", "no part: "), ("--part 0/3", "no part: 0/3"), ("--part=4/3", "no part: 4/3"),
                   ("--fast", "there is no option --fast"),
                   ("toast", "neither a folder nor a file of the product: toast"),
@@ -105,6 +107,7 @@ def test_no_command_is_left_out():
 
 @pytest.mark.parametrize("command, words", [
     ("compare.sh", "--preset workstation-laptop a.csv"), ("compare.sh", "--keep"), ("import.sh", "-odd.csv"),
+    ("import.sh", "--time t --power p --unit mW a.csv"),
     ("mutate.sh", "--part 3/3 engine controller/tiers.cpp"), ("package.sh", "255.255.65535.65535 x"),
     ("report.sh", "a.csv -o b.html b.csv"), ("soak.sh", "--year 10"),
     ("test.sh", "-R Tier|report -E x -LE y -j 4 -j2 --repeat until-fail:2 --verbose")])

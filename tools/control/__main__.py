@@ -16,7 +16,10 @@ import sys
 import tempfile
 
 from tools.control import workloads
+from tools.control.given import Malformed, given_work, recorded, text_of
 from tools.shared.durations import HOUR_MS
+from tools.shared.exit_codes import MALFORMED
+from tools.shared.file_names import dashed_files, print_names_as_they_are, refuse_line_feeds
 from tools.shared.kept_page import keep
 from tools.shared.new_file import copy_whole, write_whole
 from tools.shared.program_end import describe_end
@@ -55,6 +58,10 @@ class Run:
 class RunFailed(RuntimeError):
     """What the policy's program said."""
 
+    def __init__(self, text, malformed):
+        super().__init__(text)
+        self.malformed = malformed
+
 
 def number_or_none(text):
     return float(text) if text else None
@@ -72,49 +79,43 @@ def read_run(folder):
     return Run(totals, jobs, digest)
 
 
-def run_policy(policy, scenario, folder):
-    """Runs one hour in a folder of its own, which is taken away again."""
+def run_policy(policy, scenario, name, folder):
+    """Runs one hour in a folder of its own, which is taken away again. name: what messages call the scenario."""
     folder.mkdir()
     command = [WINE_RUN, PROGRAM, policy, scenario, folder]
     done = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
                           timeout=RUN_TIMEOUT_S, check=False)
     if done.returncode != 0:
-        raise RunFailed(f"{policy} {describe_end(done.returncode)}: {done.stderr.decode(errors='replace').strip()}")
+        said = done.stderr.decode(errors="replace").strip().replace(str(scenario), str(name))
+        malformed = done.returncode == MALFORMED
+        raise RunFailed(said if malformed else f"{policy} {describe_end(done.returncode)}: {said}", malformed)
     run = read_run(folder)
+    if not run.totals["time_ms"]:
+        raise RunFailed(f"{name}: the scenario ends at its beginning", malformed=True)
     shutil.rmtree(folder)
     return run
 
 
 def own_work(preset, folder):
-    """{(kind, seed): path}; the scenarios are written to the folder."""
+    """{(kind, seed): (file, its name in messages)}; the files are written to the folder."""
     texts = {(kind, seed): workloads.scenario(kind, seed, preset) for kind in workloads.KINDS for seed in SEEDS}
-    texts["recorded office (derived)", 1] = workloads.derived(ROOT / "scenarios/office-laptop.csv", 1, preset)
+    office = ROOT / "scenarios/office-laptop.csv"
+    texts["recorded office (derived)", 1] = workloads.derived(*recorded(office, text_of(office)), 1, preset)
     return {key: write_scenario(folder, number, text) for number, (key, text) in enumerate(texts.items())}
-
-
-def given_work(paths, preset, folder):
-    """The same for scenarios with jobs, and for recordings turned into work."""
-    work = {}
-    for number, path in enumerate(paths):
-        if ",power_mw," in path.read_text(encoding="utf-8"):
-            work[f"{path.stem} (derived)", 1] = write_scenario(folder, number, workloads.derived(path, 1, preset))
-        else:
-            work[path.stem, 1] = path
-    return work
 
 
 def write_scenario(folder, number, text):
     path = folder / f"{number:02}.csv"
     path.write_text(text, encoding="utf-8")
-    return path
+    return path, path
 
 
 def run_all(scenarios, folder):
     """{(kind, seed, policy): Run}"""
     runs = {}
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        waiting = {pool.submit(run_policy, policy, path, folder / f"{number:02}.{policy}"): (*key, policy)
-                   for number, (key, path) in enumerate(scenarios.items()) for policy in POLICIES}
+        waiting = {pool.submit(run_policy, policy, path, name, folder / f"{number:02}.{policy}"): (*key, policy)
+                   for number, (key, (path, name)) in enumerate(scenarios.items()) for policy in POLICIES}
         try:
             for done, future in enumerate(concurrent.futures.as_completed(waiting), 1):
                 runs[waiting[future]] = future.result()
@@ -194,7 +195,7 @@ def table_text(table):
     lines = [HEAD]
     for kind, policies in table.items():
         for policy, m in policies.items():
-            columns = [kind, policy, cell(m["energy"], "{:.3f}"), cell(m["launch p50"], "{:.2f}"),
+            columns = [kind.replace("|", "\\|"), policy, cell(m["energy"], "{:.3f}"), cell(m["launch p50"], "{:.2f}"),
                        cell(m["launch p95"], "{:.2f}"), cell(m["other p95"], "{:.2f}"),
                        share_of(m["first"], m["first share"]), share_of(m["held"], m["held share"]),
                        cell(m["full idle"], "{:.1%}"), cell(m["writes"], "{:.0f}"), cell(m["above PL1"], "{:.1%}")]
@@ -217,14 +218,12 @@ def draw(table, folder):
         return False
     data, picture = folder / "scatter.dat", folder / "scatter.svg"
     with open(data, "w", encoding="utf-8") as file:
-        for kind, policies in drawn.items():
-            file.write(f'"{kind}"\n')
+        for policies in drawn.values():
             for policy, m in policies.items():
                 file.write(f'{m["p95"]} {m["energy"] / policies[YARDSTICK]["energy"]} {policy}\n')
             file.write("\n\n")
-    subprocess.run(["gnuplot", "-e",
-                    f"data='{data}'; picture='{picture}'; kinds={len(drawn)}; policies='{' '.join(POLICIES)}'",
-                    PLOT], check=True)
+    titles = "".join(f"{kind}\n" for kind in drawn)
+    subprocess.run(["gnuplot", "-c", PLOT, data, picture, str(len(drawn)), " ".join(POLICIES), titles], check=True)
     if not picture.read_text(encoding="utf-8").rstrip().endswith("</svg>"):  # gnuplot does not tell
         sys.exit(f"compare.sh: {picture}: not written to its end")
     return True
@@ -250,10 +249,12 @@ def publish(folder):
 
 def main():
     parser = argparse.ArgumentParser(prog="compare.sh")
-    parser.add_argument("scenarios", nargs="*", type=pathlib.Path, metavar="SCENARIO.csv")
+    parser.add_argument("scenarios", nargs="*", metavar="SCENARIO.csv")
     parser.add_argument("--preset", choices=PRESETS, default=PRESETS[0])
     parser.add_argument("--keep", action="store_true", help="put table, hashes and picture into docs/")
-    arguments = parser.parse_args()
+    print_names_as_they_are()
+    arguments = parser.parse_args(dashed_files(sys.argv[1:], ("--keep", "--preset", "-h", "--help")))
+    refuse_line_feeds(arguments.scenarios)
     if arguments.keep and (arguments.scenarios or arguments.preset != PRESETS[0]):
         parser.error("the documents show the thin laptop at the work of its own")
     BUILD.mkdir(exist_ok=True)
@@ -264,12 +265,13 @@ def main():
 def compare(arguments, folder):
     """Works in the folder; what was there of an earlier comparison is replaced at the end."""
     try:
-        if arguments.scenarios:
-            work = given_work(arguments.scenarios, arguments.preset, folder)
-        else:
-            work = own_work(arguments.preset, folder)
+        given = arguments.scenarios
+        work = given_work(given, arguments.preset, folder) if given else own_work(arguments.preset, folder)
         runs = run_all(work, folder)
-    except (OSError, UnicodeDecodeError, workloads.NoRecording, RunFailed) as fault:
+    except (OSError, Malformed, RunFailed) as fault:
+        if isinstance(fault, Malformed) or getattr(fault, "malformed", False):
+            print(fault, file=sys.stderr)
+            sys.exit(MALFORMED)
         sys.exit(f"compare.sh: {fault}")
     table = by_kind_and_policy(runs, dict.fromkeys(kind for kind, _ in work))
     write_whole(folder / "table.md", table_text(table))

@@ -4,17 +4,12 @@ Work is in milliseconds of one core at full clock. Sizes and rates are those of 
 what the comparison shows is the order of policies, which does not depend on them.
 """
 
-import csv
 import random
 
 from tools.shared.durations import HOUR_MS
 from tools.shared.scenario import HEAD
 
 PROGRAMS = ("browser.exe", "mail.exe", "editor.exe", "viewer.exe", "chat.exe", "terminal.exe")
-
-
-class NoRecording(ValueError):
-    """A scenario whose rows make no sense."""
 
 
 class Jobs:
@@ -105,24 +100,24 @@ def scenario(kind, seed, preset):
     return text_of(sorted(jobs.rows), seed, preset, HOUR_MS)
 
 
-def derived(recording, seed, preset):
-    """The text of a recording (a scenario with power_mw and process_start), turned into work."""
-    with open(recording, newline="", encoding="utf-8") as file:
-        lines = [row for row in csv.reader(file) if row and not row[0].startswith("#")][1:]
-    try:
-        powers = [(int(time), int(value, 0)) for time, name, value in lines if name == "power_mw"]
-        end_ms = int(lines[-1][0])
-    except ValueError as fault:
-        raise NoRecording(f"{recording}: {fault}") from fault
+def derived(powers, starts, end_ms, seed, preset):
+    """The text of a recording (a scenario with power_mw and process_start), turned into work.
+
+    powers, starts: [(time_ms, mW)] and [(time_ms, name)].
+    """
     rows = []
     for (start_ms, power_mw), (next_ms, _) in zip(powers, powers[1:] + [(end_ms, 0)]):
         work_ms = max(0, power_mw - IDLE_MW) / CORE_MW * SLICE_MS
         rows += [(time, f"slice:{round(work_ms)}:2") for time in range(start_ms, next_ms, SLICE_MS) if work_ms >= 0.5]
-    rows += [(int(time), f"{value.rpartition(':')[0]}:{LAUNCH_WORK_MS}:2:launch")
-             for time, name, value in lines if name == "process_start"]
+    rows += [(time, f"{name}:{LAUNCH_WORK_MS}:2:launch") for time, name in starts]
     return text_of(sorted(rows, key=lambda row: row[0]), seed, preset, end_ms)
+
+
+def quoted(text):
+    """As a field of CSV, for the names of a recording's programs."""
+    return '"' + text.replace('"', '""') + '"' if any(c in text for c in ',"\r\n') else text
 
 
 def text_of(rows, seed, preset, end_ms):
     head = f"{HEAD}0,processor,{preset}\n0,seed,{seed}\n"
-    return head + "".join(f"{time},job,{job}\n" for time, job in rows) + f"{end_ms},stop,service\n"
+    return head + "".join(f"{time},job,{quoted(job)}\n" for time, job in rows) + f"{end_ms},stop,service\n"

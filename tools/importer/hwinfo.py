@@ -10,11 +10,13 @@ import functools
 import re
 import typing
 
-from tools.importer.log import NO_COLUMN, Sample, Timeline, Unusable, quoted, to_clock_ms, to_number, to_power_mw
+from tools.importer.log import (NO_COLUMN, TIMES, Sample, Timeline, Unusable, columns_text, quoted, to_clock_ms,
+                                to_number, to_power_mw, wrong_count)
+from tools.shared import file_kind
 from tools.shared.durations import DAY_MS
 
-NAME = "HWiNFO64 CSV log"
-HEAD = re.compile(r'^"?Date"?([,;])"?Time"?(?:\1|$)')
+NAME = file_kind.HWINFO
+HEAD = file_kind.HWINFO_HEAD
 
 # The package's power, by the first of these names that is there: the processor's own account before the board's.
 POWER_NAMES = ("cpu package power", "cpu package power (smu)", "cpu ppt")
@@ -70,7 +72,7 @@ def samples(lines, report):
                 else:
                     yield read_row(cells, columns, calendar, timeline)
         except Unusable as unusable:
-            report.bad_line(number, str(unusable))
+            report.bad_line(number, unusable)
         after_head = bool(head)
 
 
@@ -103,9 +105,12 @@ def read_head(number, cells, report):
         elif effect is NO_EFFECT:
             known.append(cell)
         elif unit == "yes/no" and REASON_WORDS.search(name):
-            report.tell_once(number, f"unknown limit reason {quoted(cell)} is passed over")
+            report.tell_once(number, f"unknown limit reason {quoted(cell)} is passed over", "unknown limit reasons")
     if not powers:
-        report.tell_once(number, "no column tells the package's power in W, such as CPU Package Power [W]")
+        others = [cell for cell in cells[2:] if name_and_unit(cell)[1] in ("w", "mw")]
+        choice = f"; choose by --time {columns_text(cells[1:2])} and --power one of {columns_text(others)}"
+        report.tell_once(number, "no column tells the package's power in W, such as CPU Package Power [W]" +
+                         (choice if others else ""))
         return None
     power = min(powers)[1]
     unused = len(cells) - 3 - len(clips) - len(charges) - len(known)
@@ -125,7 +130,7 @@ def listed(names):
 
 def read_row(cells, columns, calendar, timeline):
     if len(cells) != columns.count:
-        raise Unusable(f"{len(cells)} columns in place of {columns.count}")
+        raise wrong_count(len(cells), columns.count)
     power_mw = to_power_mw(cells[columns.power])
     answers = [to_answer(cells[index]) for index in columns.clips]
     charges = [to_number(cells[index], "charge rate") for index in columns.charges if cells[index]]
@@ -158,7 +163,7 @@ class Calendar:
             return self.day, dates
         steps = [dates[order] - self.dates[order] for order in dates if order in self.dates]
         if not steps:
-            raise Unusable(f"date {quoted(text)} does not follow the one before")
+            raise Unusable(f"date {quoted(text)} does not follow the one before", TIMES)
         return self.day + min(steps, key=abs), dates
 
     def keep(self, day, dates):
@@ -177,5 +182,5 @@ def to_dates(text):
         except ValueError:
             pass
     if not dates:
-        raise Unusable(f"date {quoted(text)} is no date")
+        raise Unusable(f"date {quoted(text)} is no date", TIMES)
     return dates

@@ -2,11 +2,12 @@
 
 import re
 
-from tools.importer.log import NO_COLUMN, Sample, Timeline, Unusable, quoted, to_clock_ms, to_power_mw
-from tools.shared.durations import DAY_MS
+from tools.importer.log import (NO_COLUMN, Clock, Sample, Timeline, Unusable, quoted, to_clock_ms, to_power_mw,
+                                wrong_count)
+from tools.shared import file_kind
 
-NAME = "powerstat log"
-HEAD = re.compile(r"^\s*Time\s.*\sWatts(?:\s|$)|^Running for [0-9.]+ seconds")
+NAME = file_kind.POWERSTAT
+HEAD = file_kind.POWERSTAT_HEAD
 INTERVAL = re.compile(r"samples at ([0-9]{1,6}(?:\.[0-9]{1,6})?) second intervals")
 BATTERY = "battery power measurements"
 TIME, POWER = "Time", "Watts"
@@ -32,13 +33,13 @@ def samples(lines, report):
             try:
                 yield read_row(words, names, on_mains, clock, timeline)
             except Unusable as unusable:
-                report.bad_line(number, str(unusable))
+                report.bad_line(number, unusable)
 
 
 def read_head(number, names, on_mains, report):
     for name in names:
         if name not in (TIME, POWER, *MEASURES):
-            report.tell_once(number, f"unknown column {quoted(name)} is passed over")
+            report.tell_once(number, f"unknown column {quoted(name)} is passed over", "unknown columns")
     whole = " (of the whole computer, measured at its battery)" if on_mains is False else ""
     report.facts |= {"power from": POWER + whole, "unused columns": str(len(names) - 2)}
 
@@ -48,20 +49,9 @@ def read_row(words, names, on_mains, clock, timeline):
     power = names.index(POWER)
     # Columns behind the power may have blanks in them.
     if len(words) < len(names) or (names[-1] == POWER and len(words) > len(names)):
-        raise Unusable(f"{len(words)} columns in place of {len(names)}")
+        raise wrong_count(len(words), len(names))
     power_mw = to_power_mw(words[power].removesuffix("E"))  # E: estimated
     now_ms = clock.after_midnights(clock_ms)
     time_ms = timeline.advance(now_ms)
     clock.last_ms = now_ms
     return Sample(time_ms, power_mw, on_mains=on_mains)
-
-
-class Clock:
-    """Times of day without dates: one that falls by more than half a day has passed midnight."""
-
-    def __init__(self):
-        self.last_ms = 0
-
-    def after_midnights(self, clock_ms):
-        now_ms = self.last_ms // DAY_MS * DAY_MS + clock_ms
-        return now_ms + DAY_MS if self.last_ms - now_ms > DAY_MS // 2 else now_ms

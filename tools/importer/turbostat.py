@@ -8,10 +8,11 @@ with `--Summary`, there are no other rows.
 import re
 import typing
 
-from tools.importer.log import NO_COLUMN, Sample, Timeline, Unusable, quoted, to_number, to_power_mw
+from tools.importer.log import NO_COLUMN, TIMES, Sample, Timeline, Unusable, quoted, to_number, to_power_mw, wrong_count
+from tools.shared import file_kind
 
-NAME = "turbostat log"
-HEAD = re.compile(r"^turbostat version|^[0-9.]+ sec$|(?:^|\s)(?:PkgWatt|Pkg_J|Bzy_MHz|Avg_MHz)(?:\s|$)")
+NAME = file_kind.TURBOSTAT
+HEAD = file_kind.TURBOSTAT_HEAD
 INTERVAL = re.compile(r"([0-9]{1,6}(?:\.[0-9]{1,9})?) sec")
 INTERVAL_MS = 5000  # turbostat's own
 
@@ -54,7 +55,7 @@ def samples(lines, report):
         try:
             yield read_row(row, start_ms, timeline)
         except Unusable as unusable:
-            report.bad_line(row.number, str(unusable))
+            report.bad_line(row.number, unusable)
 
 
 def rows_of(lines, report):
@@ -92,7 +93,7 @@ def read_head(number, cells, report):
     known = {POWER, TIME, CLIP, *TOPOLOGY, *MEASURES}
     for cell in cells:
         if cell not in known and not STATES.fullmatch(cell):
-            report.tell_once(number, f"unknown column {quoted(cell)} is passed over")
+            report.tell_once(number, f"unknown column {quoted(cell)} is passed over", "unknown columns")
     has_time = TIME in cells
     if not has_time and report.interval_ms is None:
         report.interval_ms = INTERVAL_MS
@@ -151,12 +152,12 @@ def summary_of_numbered(row, report):
 def read_row(row, start_ms, timeline):
     names, cells = row.columns.names, row.cells
     if not row.has_all_columns():
-        raise Unusable(f"{len(cells)} columns in place of {len(names)}")
+        raise wrong_count(len(cells), len(names))
     for index in row.columns.topology:
         if cells[index] != "-":
             raise Unusable(f"{names[index]} {quoted(cells[index])} is neither a number nor a dash")
     values = dict(zip(names, cells))
     power_mw = to_power_mw(values[POWER])
     clipped = to_number(values[CLIP], CLIP) >= CLIP_SHARE_MIN if CLIP in values else None
-    now_ms = round(to_number(values[TIME], TIME) * 1000) if TIME in values else start_ms
+    now_ms = round(to_number(values[TIME], TIME, TIMES) * 1000) if TIME in values else start_ms
     return Sample(timeline.advance(now_ms), power_mw, clipped)

@@ -14,6 +14,7 @@ import sys
 
 from tools.shared.durations import duration
 from tools.shared.exit_codes import MALFORMED, NOT_WRITABLE
+from tools.shared.file_names import dashed_files, print_names_as_they_are, refuse_line_feeds, shown, told_apart
 from tools.shared.new_file import NotWritable, write_whole
 from tools.trace import comparison
 from tools.trace.messages import LANES
@@ -41,9 +42,9 @@ NO_DECISIONS = (
 class Trace:
     """A trace with all that the page shows of it."""
 
-    def __init__(self, path):
-        self.path = path
-        self.name = name_of(path)
+    def __init__(self, path, name):
+        self.path = shown(path)
+        self.name = shown(name)
         self.rows = read_trace(path)
         self.replay = Replay()
         self.replay.read(self.rows)
@@ -51,8 +52,8 @@ class Trace:
         self.series = series(self.name, self.rows, self.replay)
 
 
-def name_of(path):
-    return pathlib.Path(path).name.removesuffix(".csv").removesuffix(".trace")
+def name_of(file_name):
+    return file_name.removesuffix(".csv").removesuffix(".trace")
 
 
 def text(value):
@@ -175,7 +176,8 @@ def arguments():
     parser.add_argument("traces", nargs="+", metavar="TRACE.csv", help="a trace; two are compared")
     parser.add_argument("--library", required=True, help=argparse.SUPPRESS)
     parser.add_argument("--folder", required=True, type=pathlib.Path, help=argparse.SUPPRESS)
-    given = parser.parse_args()
+    given = parser.parse_args(dashed_files(sys.argv[1:], ("-o", "-h")))
+    refuse_line_feeds([given.page or "", *given.traces])
     if len(given.traces) > 2:
         parser.error("one or two traces")
     if given.page and pathlib.Path(given.page).resolve() in [pathlib.Path(trace).resolve() for trace in given.traces]:
@@ -184,10 +186,13 @@ def arguments():
 
 
 def main():
+    print_names_as_they_are()
     given = arguments()
-    path = given.page or given.folder / (".vs.".join(map(name_of, given.traces)) + ".html")
+    names = told_apart(given.traces, name_of)
+    path = given.page or given.folder / (".vs.".join(names).replace("/", "-") + ".html")
     try:
-        made = page([Trace(trace) for trace in given.traces], pathlib.Path(given.library).read_text(encoding="utf-8"))
+        made = page([Trace(trace, name) for trace, name in zip(given.traces, names)],
+                    pathlib.Path(given.library).read_text(encoding="utf-8"))
     except MalformedTrace as fault:
         print(fault, file=sys.stderr)
         sys.exit(MALFORMED)

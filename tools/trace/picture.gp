@@ -1,4 +1,8 @@
-# gnuplot -e "data='...'; picture='...'; name='...'" picture.gp: power, ceiling and PL1 over time, one above the other.
+# gnuplot -c picture.gp DATA PICTURE NAME: power, ceiling and PL1 over time, one above the other.
+set encoding utf8
+data = ARG1
+picture = ARG2
+name = ARG3
 set terminal svg size 1100,720 font "DejaVu Sans,13" background rgb "white"
 set output picture
 set multiplot

@@ -5,9 +5,10 @@ import re
 import sys
 from typing import NamedTuple
 
+from tools.shared.file_kind import TRACE, TRACE_COLUMNS as COLUMNS, instead_of
 from tools.shared.framework import is_write
 
-COLUMNS = ["time_ms", "kind", "name", "value", "status"]
+LINE_LENGTH_MAX = 1 << 20
 UNSIGNED = re.compile(r"[0-9]{1,15}")
 MAYBE_UNSIGNED = re.compile(r"[0-9]{0,15}")
 SIGNED = re.compile(r"-?[0-9]{1,15}")
@@ -42,7 +43,7 @@ def read_trace(path):
     """The rows of a trace; there is at least one."""
     try:
         with open(path, newline="", encoding="utf-8", errors="replace") as file:
-            rows = list(_rows(path, csv.reader(file, strict=True)))
+            rows = list(_rows(path, csv.reader(_whole_lines(path, file), strict=True)))
     except OSError as error:
         raise MalformedTrace(f"{path}: cannot be read: {error.strerror}") from error
     if not rows:
@@ -50,9 +51,33 @@ def read_trace(path):
     return rows
 
 
+def _whole_lines(path, file):
+    number = 0
+    while line := file.readline(LINE_LENGTH_MAX):
+        number += 1
+        reason = _damage(line)
+        if reason:
+            raise MalformedTrace(f"{path}:{number}: {_no_head(path) if number == 1 else reason}")
+        yield line
+
+
+def _damage(line):
+    if "\0" in line:
+        return "a NUL byte: this is no text"
+    if line[-1] in "\r\n":
+        return None
+    if len(line) == LINE_LENGTH_MAX:
+        return f"the line is longer than {LINE_LENGTH_MAX} characters"
+    return "the trace is cut off: its last line has no end"
+
+
+def _no_head(path):
+    return instead_of(path, TRACE) or f"not a trace: the first line must be {','.join(COLUMNS)}"
+
+
 def _rows(path, reader):
     if _next_fields(path, reader) != COLUMNS:
-        raise MalformedTrace(f"{path}:1: not a trace: the first line must be {','.join(COLUMNS)}")
+        raise MalformedTrace(f"{path}:1: {_no_head(path)}")
     earlier_ms = 0
     while True:
         line = reader.line_num + 1
@@ -72,7 +97,7 @@ def _next_fields(path, reader):
     try:
         return next(reader, None)
     except csv.Error as error:
-        raise MalformedTrace(f"{path}:{line}: {error}") from error
+        raise MalformedTrace(f"{path}:{line}: {_no_head(path) if line == 1 else error}") from error
 
 
 def _fault(fields, earlier_ms):

@@ -9,6 +9,7 @@ import sys
 
 from tools.shared.durations import MINUTE_MS
 from tools.shared.exit_codes import MALFORMED
+from tools.shared.file_names import print_names_as_they_are
 from tools.shared.new_file import new_file
 from tools.trace.replay import Replay
 from tools.trace.rows import MalformedTrace, read_trace
@@ -71,6 +72,7 @@ def write_data(path, replay):
 def main():
     if len(sys.argv) != 3:
         sys.exit("usage: tools.trace.summarize TRACE.csv DATA")
+    print_names_as_they_are()
     replay = Replay()
     try:
         replay.read(read_trace(sys.argv[1]))

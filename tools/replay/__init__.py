@@ -1,0 +1,1 @@
+"""The command behind scripts/replay.sh."""
