@@ -98,7 +98,7 @@ build release kelvane
 # shellcheck source=/dev/null
 source "$root/build/release/generated/identity.sh"
 
-folder=$(realpath -m "${2:-$root/build/package}")
+folder=$(realpath -m -- "${2:-$root/build/package}")
 mkdir -p "$folder"
 stage=$folder/.making-$$
 trap 'rm -rf "$stage"' EXIT

@@ -59,19 +59,17 @@ bool registerRows(const RowTest& test, const typename Test::RowType (&rows)[coun
 
 }  // namespace kelvane::tests
 
-// clang-format off: its versions lay these out differently
-#define ROW(...)                                                                                                       \
-    {                                                                                                                  \
-#__VA_ARGS__, { __VA_ARGS__ }                                                                                  \
-    }
+// The versions of the formatter lay these out differently.
+// clang-format off
+#define ROW(...) { #__VA_ARGS__, { __VA_ARGS__ } }
 
 #define TEST_ROWS(suite, ...) static const suite::RowType rowsOf##suite[] = { __VA_ARGS__ }
 
-#define TEST_ROW(suite, name)                                                                                          \
-    class suite##_##name final : public suite {                                                                        \
-        void TestBody() override;                                                                                      \
-    };                                                                                                                 \
-    static const bool suite##_##name##_registered =                                                                    \
-        kelvane::tests::registerRows<suite##_##name>({ #suite, #name, __FILE__, __LINE__ }, rowsOf##suite);            \
+#define TEST_ROW(suite, name) \
+    class suite##_##name final : public suite { \
+        void TestBody() override; \
+    }; \
+    static const bool suite##_##name##_registered = \
+        kelvane::tests::registerRows<suite##_##name>({ #suite, #name, __FILE__, __LINE__ }, rowsOf##suite); \
     void suite##_##name::TestBody()
 // clang-format on

@@ -36,11 +36,12 @@ std::string storedText(const std::atomic<Value>& value)
     return storedText(value.load());
 }
 
-#define WATCHED(variable)                                                                                              \
-    kelvane::tests::WatchedVariable                                                                                    \
-    {                                                                                                                  \
-#variable, &(variable), [] { return kelvane::tests::storedText(variable); }                                    \
-    }
+// The versions of the formatter lay this out differently.
+// clang-format off
+#define WATCHED(variable) \
+    kelvane::tests::WatchedVariable { #variable, &(variable), [] { return kelvane::tests::storedText(variable); } }
+
+// clang-format on
 
 class StoreWatch {
 public:

@@ -28,10 +28,10 @@ void assign(std::atomic<Value>& variable, int value)
     variable = static_cast<Value>(value);
 }
 
-#define VARIABLE(name)                                                                                                 \
-    {                                                                                                                  \
-#name, [](int value) { assign(name, value); }, [] { return static_cast<int>(name); }                           \
-    }
+// The versions of the formatter lay this out differently.
+// clang-format off
+#define VARIABLE(name) { #name, [](int value) { assign(name, value); }, [] { return static_cast<int>(name); } }
+// clang-format on
 
 // All but those that start-up or the stop path write.
 const Variable kept[] = {
