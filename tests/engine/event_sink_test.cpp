@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <thread>
 #include <type_traits>
 
@@ -78,8 +79,10 @@ TEST_F(SinkReferences, NoneIsLostWhenTwoThreadsCountAtOnce)
 {
     sink->AddRef();
     const auto onTwoThreads = [](auto call) {
-        const auto many = [=] {
-            for (int i = 0; i < 100000; ++i) call();
+        std::atomic<int> ready = 0;
+        const auto many = [&] {
+            for (++ready; ready < 2;) std::this_thread::yield();
+            for (int i = 0; i < 1000000; ++i) call();
         };
         std::thread other(many);
         many();
@@ -87,7 +90,7 @@ TEST_F(SinkReferences, NoneIsLostWhenTwoThreadsCountAtOnce)
     };
 
     onTwoThreads([this] { sink->AddRef(); });
-    EXPECT_EQ(sink->AddRef(), 200002U);
+    EXPECT_EQ(sink->AddRef(), 2000002U);
 
     onTwoThreads([this] { sink->Release(); });
     EXPECT_EQ(sink->Release(), 1U);
