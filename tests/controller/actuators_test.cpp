@@ -156,11 +156,13 @@ TEST_F(SetPerfmaxSwitchedOff, LetsTheProcessorGoOnceUntilItIsSwitchedOn)
 {
     PrevPerf = 555;
     minPrefReset = -1;
+    machine.watch({ WATCHED(appliedPrefMax), WATCHED(clipPending) });
 
     setPerfmax(1200);
     setPerfmax(1300);
 
-    EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MAX 10000 0", "SET_PERF_PREFERENCE_MIN 0 0"));
+    EXPECT_THAT(machine.happened(), ElementsAre("SET_PERF_PREFERENCE_MAX 10000 0", "store appliedPrefMax 10000",
+                                                "store clipPending 0", "SET_PERF_PREFERENCE_MIN 0 0"));
     EXPECT_EQ(appliedPrefMax, 10000);
     EXPECT_EQ(clipPending, 0);
     EXPECT_EQ(kv_off_f, 0);

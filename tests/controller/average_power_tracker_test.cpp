@@ -5,9 +5,11 @@
 #include "state/state.h"
 
 #include "tests/support/rows.h"
+#include "tests/support/store_watch.h"
 
 #include <array>
 #include <climits>
+#include <string>
 
 namespace kelvane::tests {
 namespace {
@@ -282,6 +284,20 @@ TEST_ROWS(TrackerWorkloadChange,
           // in the same pass as the end of the burst
           ROW(.NewPID = 1, .exitCount = 1, .holdAfter = -1, .classAfter = 4, .eventPendingAfter = 0, .after = reset),
           ROW(.NewPID = 1, .exitCount = 0, .holdAfter = -1, .classAfter = 4, .eventPendingAfter = 0, .after = reset));
+
+TEST_F(Tracker, ForgetsTheWorkloadEventThenItsHoldAndThenTakesTheClassAsSeen)
+{
+    g_workloadEventPending = 1;
+    g_workloadEventHold = 1;
+    g_workload = 4;
+    std::string stores;
+    const StoreWatch watch({ WATCHED(g_workloadEventPending), WATCHED(g_workloadEventHold), WATCHED(prevWorkload) },
+                           [&](const std::string& name, const std::string&) { stores += name + " "; });
+
+    track();
+
+    EXPECT_EQ(stores, "g_workloadEventPending g_workloadEventHold prevWorkload ");
+}
 
 TEST_ROW(TrackerWorkloadChange, StartsTheAverageAfreshAfterItsHold)
 {

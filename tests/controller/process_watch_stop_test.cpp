@@ -6,6 +6,7 @@
 #include "tests/controller/part_of_step.h"
 #include "tests/engine/fake_wmi.h"
 #include "tests/support/import_swap.h"
+#include "tests/support/store_watch.h"
 
 #include <windows.h>
 
@@ -170,9 +171,12 @@ TEST_ROW(StopProcessWatchArgument, IsHandedOnBeforeAnythingIsReleasedAndTheFlags
         EXPECT_EQ(g_wmiQueryIssued, 1);
     };
 
+    const StoreWatch watch({ WATCHED(g_wmiConnected), WATCHED(g_wmiQueryIssued) }, noteStore);
+
     stopProcessWatch(row().argument);
 
-    EXPECT_EQ(noted().size(), 9U);
+    EXPECT_EQ(noted().size(), 11U);
+    EXPECT_THAT(notedOf("store"), ElementsAre("store g_wmiConnected 0", "store g_wmiQueryIssued 0"));
     EXPECT_EQ(g_serviceStopping, row().argument);
 }
 

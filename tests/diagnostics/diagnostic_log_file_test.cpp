@@ -122,6 +122,22 @@ TEST_F(UnopenableLog, ConfiguringStillTakesEffectAfterAFailedOpening)
     EXPECT_EQ(DiagnosticLogInspector::verbosity(), 0);
 }
 
+TEST_F(UnopenableLog, IsTriedAgainByTheNextRunWithTheEchoOff)
+{
+    const std::string output = standardOutputOf([this] {
+        for (int run = 1; run <= 2; ++run) {
+            log.open();
+            log.configure(0, "info");
+            logLine(4, "of run ", run);
+            std::filesystem::create_directories(roamingFolder() / "KelvanneApp" / "logs");
+        }
+        std::fflush(stdout);
+    });
+
+    EXPECT_EQ(output, "");
+    EXPECT_THAT(loggedMessages(), ElementsAre("ERROR of run 2"));
+}
+
 TEST_F(ClosedLog, ConfiguringAfterTheOpeningLeavesTheEchoOnAndVerbosityTwo)
 {
     log.open();

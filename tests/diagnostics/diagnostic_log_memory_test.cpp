@@ -1,26 +1,20 @@
 // A message that cannot be had is lost as a whole, and nothing else happens.
 #include "diagnostics/diagnostic_log.h"
 #include "tests/diagnostics/log_bench.h"
+#include "tests/support/diagnostic_log_inspector.h"
 
 #include <new>
 
-namespace kelvane {
+namespace kelvane::tests {
 
-struct DiagnosticLogInspector {
-    static void stampBy(std::function<std::string()> stamp) { DiagnosticLog::instance().timeStamp = std::move(stamp); }
-};
-
-namespace tests {
-
-// A piece for whose text there is no memory.
+// A piece whose text cannot be had.
 struct Unaffordable {};
 
-static std::string asText(const Unaffordable&) { throw std::bad_alloc(); }
+static std::string asText(const Unaffordable&) { throw 7; }
 
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 TEST_F(OpenLog, MessageWithAPieceThatCannotBeHadLeavesNothingBehind)
 {
@@ -77,7 +71,7 @@ TEST_F(OpenLog, LineThatCannotBePutTogetherIsLostAndThoseDueWithItAreNot)
     as("b") << "text of b";
     as("c") << "text of c";
     int lines = 0;
-    DiagnosticLogInspector::stampBy([&]() -> std::string {
+    DiagnosticLogInspector::setTimeStamp([&]() -> std::string {
         if (++lines == 1) throw std::bad_alloc();
         return "now\n";
     });
@@ -89,5 +83,4 @@ TEST_F(OpenLog, LineThatCannotBePutTogetherIsLostAndThoseDueWithItAreNot)
 }
 
 }  // namespace
-}  // namespace tests
-}  // namespace kelvane
+}  // namespace kelvane::tests

@@ -7,6 +7,16 @@
 #include <thread>
 
 namespace kelvane::tests {
+
+// A piece in whose place another thread changes its level.
+struct LevelChange {};
+
+static std::string asText(const LevelChange&)
+{
+    std::thread([] { logLine(3, "of another"); }).join();
+    return " changed,";
+}
+
 namespace {
 
 using testing::AnyOf;
@@ -140,6 +150,16 @@ TEST_F(ManyThreads, EchoAndFileHoldTheSameLinesInTheSameOrder)
 
     EXPECT_GE(loggedMessages().size(), 1200U);
     EXPECT_EQ(output, logFileBytes());
+}
+
+TEST_F(ManyThreads, SplitALogLineBetweenItsPiecesWhichGoesOnAtLevelZero)
+{
+    log.open();
+
+    logLine(4, "head,", " middle,", LevelChange(), " rest");
+
+    EXPECT_THAT(loggedMessages(),
+                testing::ElementsAre("ERROR head, middle,", "WARNING of another", "DEBUG  changed, rest"));
 }
 
 TEST_F(ManyThreads, HaveTextsAndLevelsOfTheirOwn)

@@ -7,6 +7,7 @@
 #include "tests/engine/fake_com.h"
 #include "tests/engine/fake_event_service.h"
 #include "tests/engine/fake_loop.h"
+#include "tests/engine/sink_memory.h"
 #include "tests/support/call_list.h"
 #include "tests/support/failing_calls.h"
 #include "tests/support/rows.h"

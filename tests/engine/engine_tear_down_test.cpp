@@ -1,3 +1,4 @@
+#include "simulator/replay/recorded_log.h"
 #include "tests/engine/engine_run.h"
 
 #include <thread>
@@ -90,6 +91,19 @@ TEST_ROW(TearDown, DoesWhatTheStopAsksForAndKeepsTheSink)
     EXPECT_EQ(com.apartment.wrapped->AddRef(), 2U);
 }
 
+TEST_F(EngineRun, StartIsBarredUntilTheLineAboutTheEndIsWritten)
+{
+    int startedAtTheLine = -1;
+    simulator::recordLog([&](int, const std::string& text) {
+        if (text == "Kiostot registry: Stop KV completed") startedAtTheLine = g_engineStarted;
+    });
+
+    EXPECT_EQ(runEngine(3), 0);
+
+    EXPECT_EQ(startedAtTheLine, 1);
+    simulator::recordLog(nullptr);
+}
+
 TEST_F(EngineRun, SecondRunRepeatsTheWholeStartUp)
 {
     onLoop = [] { requestEngineStop(false); };
@@ -100,7 +114,7 @@ TEST_F(EngineRun, SecondRunRepeatsTheWholeStartUp)
     EXPECT_EQ(runEngine(3), 0);
 
     EXPECT_EQ(noted(), first);
-    EXPECT_EQ(first.size(), 23U);
+    EXPECT_EQ(first.size(), 24U);
     EXPECT_EQ(g_engineStarted, 0);
 }
 

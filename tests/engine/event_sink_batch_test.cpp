@@ -8,6 +8,7 @@
 #include "tests/support/import_swap.h"
 #include "tests/support/rows.h"
 #include "tests/support/simulated_machine.h"
+#include "tests/support/store_watch.h"
 
 #include <gmock/gmock.h>
 
@@ -104,17 +105,39 @@ TEST_ROW(OneStart, IsRecordedSavesTheCeilingInForceAndRaisesItWhileStartsAreNotC
     EXPECT_THAT(machine.messages(), ElementsAre(startLine));
 }
 
-TEST_F(ProcessStart, EachPropertyIsReadOnceAndEachReferenceGivenBackInOrder)
+TEST_F(ProcessStart, EachPropertyIsReadOnceEachReferenceGivenBackAndEachVariableStoredInThisOrder)
 {
     noteLog();
+    instance.beforeGet = [] { note("name " + processName()); };
+    testing::internal::CaptureStdout();
+    const StoreWatch watch({ WATCHED(PID_Change), WATCHED(g_lastProcessId), WATCHED(noOfPids), WATCHED(clipPending),
+                             WATCHED(PrevPerf), WATCHED(appliedPrefMax) },
+                           noteStore);
 
     indicate(1);
 
-    EXPECT_THAT(noted(), ElementsAre("event.Get TargetInstance, 0, null, null", "release instance",
-                                     "instance.Get Name, 0, null, null", "instance.Get ProcessId, 0, null, null",
-                                     "release instance", "log 2  Starting pName = NAPID4711", "release instance"));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Name: game.exe");
+    EXPECT_THAT(noted(),
+                ElementsAre("store PID_Change 0", "event.Get TargetInstance, 0, null, null", "release instance",
+                            "instance.Get Name, 0, null, null", "name ", "instance.Get ProcessId, 0, null, null",
+                            "name game.exe", "store g_lastProcessId 4711", "store noOfPids 1", "release instance",
+                            "store PID_Change 1", "log 2  Starting pName = NAPID4711", "release instance",
+                            "store clipPending 0", "store PrevPerf 1200",
+                            // setPerfmax
+                            "store PrevPerf 1200", "store appliedPrefMax 10000", "store clipPending 0"));
     EXPECT_EQ(instance.references, 1);
     EXPECT_EQ(event.references, 0);
+}
+
+TEST_F(ProcessStart, SuccessOfAnyKindCountsAsSuccess)
+{
+    event.answer = S_FALSE;
+    instance.answer = S_FALSE;
+
+    indicate(1);
+
+    EXPECT_THAT(machine.messages(), ElementsAre(startLine));
+    EXPECT_EQ(processName(), "game.exe");
 }
 
 TEST_F(ProcessStart, BatchOfElevenHandlesItsFirstObjectElevenTimes)
@@ -165,17 +188,6 @@ TEST_F(ProcessStart, BatchWithoutObjectsLogsEachAndHandlesNone)
     EXPECT_THAT(machine.messages(), ElementsAre(line, line, line));
     EXPECT_EQ(PID_Change, 0);
     EXPECT_EQ(noOfPids, 0);
-}
-
-TEST_F(ProcessStart, MarkOfANewStartIsTakenBackBeforeTheFirstObjectIsRead)
-{
-    PID_Change = 1;
-    int markAtFirstRead = -1;
-    event.beforeGet = [&] { markAtFirstRead = PID_Change; };
-
-    indicate(1);
-
-    EXPECT_EQ(markAtFirstRead, 0);
 }
 
 struct EngineStateRow {
@@ -372,7 +384,8 @@ TEST_ROW(WithoutName, AProcessIsHandledUnderTheNameBefore)
 TEST_F(ProcessStart, NoExceptionOfAnyKindReachesWmi)
 {
     event.beforeGet = [] { throw std::runtime_error("out of something"); };
-
+    indicate(1);
+    event.beforeGet = [] { throw 7; };
     indicate(1);
 
     EXPECT_THAT(machine.happened(), IsEmpty());

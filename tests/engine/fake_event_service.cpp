@@ -62,7 +62,7 @@ WINBOOL WINAPI EvtRender(EVT_HANDLE context, EVT_HANDLE fragment, DWORD flags, D
         return FALSE;
     }
     std::memcpy(buffer, eventService.bytes.data(), eventService.bytes.size());
-    *bufferUsed = static_cast<DWORD>(eventService.bytes.size());
+    *bufferUsed = eventService.toldBytes.value_or(static_cast<DWORD>(eventService.bytes.size()));
     SetLastError(eventService.errorAfterSuccess);
     return TRUE;
 }

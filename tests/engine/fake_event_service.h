@@ -6,6 +6,7 @@
 #include <winevt.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace kelvane::tests {
@@ -23,6 +24,7 @@ struct FakeEventService {
     // and leaves `errorAfterSuccess` as the last error.
     DWORD renderError = 0;
     std::string bytes;
+    std::optional<DWORD> toldBytes;  // in place of their number
     DWORD errorAfterSuccess = 0;
     std::function<void()> onRender;
 

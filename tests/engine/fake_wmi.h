@@ -153,7 +153,9 @@ public:
     STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override
     {
         if (callFails(name + ".QueryInterface")) return E_FAIL;
-        return riid == IID_IWbemClassObject ? handOut(*this, ppv) : E_NOINTERFACE;
+        if (riid != IID_IWbemClassObject) return E_NOINTERFACE;
+        handOut(*this, ppv);
+        return answer;
     }
 
     STDMETHODIMP Get(LPCWSTR property, LONG flags, VARIANT* value, CIMTYPE* type, LONG* flavor) override
@@ -163,9 +165,12 @@ public:
         if (beforeGet) beforeGet();
         if (callFails(name + ".Get " + toAnsi(property))) return E_FAIL;
         VARIANT& held = properties.at(property);
-        if (V_VT(&held) != VT_BSTR || V_BSTR(&held)) return VariantCopy(value, &held);
-        *value = held;  // VariantCopy would make an empty text of it
-        return S_OK;
+        if (V_VT(&held) == VT_BSTR && !V_BSTR(&held)) {
+            *value = held;  // VariantCopy would make an empty text of it
+        } else if (FAILED(VariantCopy(value, &held))) {
+            return E_OUTOFMEMORY;
+        }
+        return answer;
     }
 
     // Takes the value over.

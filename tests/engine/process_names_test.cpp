@@ -1,7 +1,9 @@
 #include "engine/process_names.h"
 #include "engine/state.h"
 #include "state/state.h"
+#include "tests/support/call_list.h"
 #include "tests/support/rows.h"
+#include "tests/support/store_watch.h"
 
 #include <gmock/gmock.h>
 
@@ -54,6 +56,18 @@ TEST(ProcessNames, IdsAreStoredInTheOrderOfTheirStartUpToTen)
 
     EXPECT_EQ(g_trackedProcessIdCount, 10);
     for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(g_trackedProcessIds[i], 101 + static_cast<int>(i));
+}
+
+TEST(ProcessNames, IdIsStoredBeforeItIsCounted)
+{
+    const StoreWatch watch(
+        { WATCHED(g_trackedProcessSeen), WATCHED(g_trackedProcessIds[0]), WATCHED(g_trackedProcessIdCount) },
+        noteStore);
+
+    classifyProcessStart("OneDrive.exe", 20);
+
+    EXPECT_THAT(noted(), testing::ElementsAre("store g_trackedProcessSeen 1", "store g_trackedProcessIds[0] 20",
+                                              "store g_trackedProcessIdCount 1"));
 }
 
 TEST(ProcessNames, TheEleventhTrackedProcessIsSeenAllTheSame)

@@ -265,18 +265,23 @@ const std::string wholeBytes(reinterpret_cast<const char*>(whole.data()), 22 * s
 
 struct BytesRow {
     std::size_t bytes;
+    std::optional<DWORD> told = {};
 };
 
 class RenderedBytes : public WithRow<Rendering, BytesRow> {};
 
 TEST_ROWS(RenderedBytes, ROW(.bytes = 0), ROW(.bytes = 1), ROW(.bytes = 2), ROW(.bytes = 22 * sizeof(wchar_t) - 3),
-          ROW(.bytes = 22 * sizeof(wchar_t) - 2), ROW(.bytes = 22 * sizeof(wchar_t) - 1));
+          ROW(.bytes = 22 * sizeof(wchar_t) - 2), ROW(.bytes = 22 * sizeof(wchar_t) - 1),
+          // more than there was room for, and less than was written
+          ROW(.bytes = 22 * sizeof(wchar_t) - 1, .told = 22 * sizeof(wchar_t)),
+          ROW(.bytes = 22 * sizeof(wchar_t), .told = 22 * sizeof(wchar_t) - 1));
 
-// What lies behind the rendered bytes would complete the identifier.
+// What lies behind the bytes that count would complete the identifier.
 TEST_ROW(RenderedBytes, AreAllThatIsRead)
 {
     const WatchedBuffer buffer(row().bytes, wholeBytes);
     eventService.bytes = wholeBytes.substr(0, row().bytes);
+    eventService.toldBytes = row().told;
 
     renderStandbyEvent(standbyEvent);
 

@@ -11,6 +11,7 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
 
 namespace kelvane::tests {
@@ -38,12 +39,14 @@ public:
     // How often it was asked for, and how often handed out but not freed.
     static inline int asked = 0;
     static inline int held = 0;
+    static inline std::function<void()> onAllocate;  // called before the memory is handed out
 
 private:
     static void* allocate(std::size_t size) noexcept
     {
         if (size != watchedSize) return realMalloc(size);
         asked += 1;
+        if (onAllocate) onAllocate();
         if (callFails("malloc, rendered event")) return nullptr;
         held += 1;
         return memory.data();

@@ -109,6 +109,8 @@ TEST_ROWS(CorePlace,
           ROW(.installDir = ""), ROW(.installDirStatus = ERROR_UNSUPPORTED_TYPE),
           // a link in the library's place is none, removed or not
           ROW(.attributes = linkToFile), ROW(.attributes = linkToFolder, .deletesFiles = false),
+          // a folder in its place is taken for it
+          ROW(.attributes = FILE_ATTRIBUTE_DIRECTORY, .directory = "C:\\orq", .path = "C:\\orq\\orqcore.dll"),
           // a name with a separator is not looked for
           ROW(.name = "sub\\orqcore.dll", .directory = "C:\\orq", .path = "sub\\orqcore.dll"),
           ROW(.name = "own/core.dll", .directory = "C:\\orq", .path = "own/core.dll"),

@@ -106,6 +106,32 @@ TEST_F(CoreInit, ASecondTimeLoadsAgainWithoutFreeingLookingUpTheExportOrCopyingT
     EXPECT_EQ(&coreInterface(), earlier);
 }
 
+TEST_F(CoreInit, AFolderInTheLibrarysPlaceIsLoadedAndFails)
+{
+    system.files[corePath] = FILE_ATTRIBUTE_DIRECTORY;
+    system.loadError = 5;
+    EXPECT_EQ(Init(), 1801);
+
+    EXPECT_EQ(errors.text(), "\n*** LoadLibrary Failure: TOVA_E_NO_CREATE (C:\\orq\\orqcore.dll): words for 5\n");
+}
+
+// The interface of the first load is the one that counts.
+TEST_F(CoreInit, ASecondTimeThatFailsWithoutAnErrorInitialisesTheCoreOfTheFirst)
+{
+    Init();
+    system.loadFailsSilently = true;
+    system.calls.clear();
+    const OrqInterface* const earlier = &coreInterface();
+
+    EXPECT_EQ(Init(), 0);
+
+    EXPECT_EQ(errors.text(), "");
+    EXPECT_THAT(system.callsOf("FreeLibrary"), IsEmpty());
+    EXPECT_THAT(system.callsOf("GetOrqInterface"), IsEmpty());
+    EXPECT_EQ(system.calls.back(), "Init");
+    EXPECT_EQ(&coreInterface(), earlier);
+}
+
 TEST_F(CoreInit, ASecondTimeHandsTheCoreAnEmptyRecordAgain)
 {
     coreAnswersWith(0xAB);

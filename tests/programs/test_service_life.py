@@ -125,7 +125,7 @@ def test_without_the_control_key_the_engine_never_starts(kelvane):
     assert stopped_cleanly(kelvane)
 
 
-@pytest.mark.parametrize("core", [None, "no image", "wevtapi.dll", "orqcore-othersize.dll"])
+@pytest.mark.parametrize("core", [None, "no image", "wevtapi.dll", "orqcore-othersize.dll", "orqcore-hanging.dll"])
 def test_a_core_that_cannot_be_used_ends_scaling_and_leaves_the_service(kelvane, core):
     library = kelvane.core_folder / "orqcore.dll"
     library.unlink()

@@ -1,8 +1,12 @@
 """The installed service, switched by its public doors: control value, process starts, standby, stop."""
 
+import os
+import signal
 import time
 
-from conftest import LIMITS_RESTORED, POLL_S, SCALING_ON, STEP_S
+from conftest import LIMITS_RESTORED, POLL_S, SCALING_ON, SCALING_STARTS_S, STEP_S
+
+from tools.wine.service import CONTROL_KEY
 
 QUIET = "0,power_mw,2400\n"
 
@@ -106,6 +110,54 @@ def test_a_second_two_while_scaling_starts_nothing_twice(kelvane):
     time.sleep(POLL_S + 4)
     assert len(kelvane.calls("INIT")) == 1
     assert "Kiostot registry: Stop KV completed" not in kelvane.messages()
+
+
+def test_a_two_that_comes_before_the_end_of_the_zero_leaves_scaling_off(kelvane):
+    kelvane.start_scaling("0,power_mw,700\n")
+    kelvane.wait_for_message("processid Stop Service is Called", STEP_S)  # seven seconds of pauses begin
+
+    kelvane.write_control(0)
+    kelvane.write_control(2)
+
+    kelvane.wait_for_restored_limits()
+    for number in (0, 2):
+        kelvane.write_control(number)
+        time.sleep(POLL_S + 4)
+    assert len(kelvane.calls("INIT")) == 1
+    assert "Kiostot registry: Stop KV completed" not in kelvane.messages()
+    assert kelvane.state() == "RUNNING"
+
+
+def test_a_two_that_is_there_at_the_start_waits_for_a_change(kelvane):
+    kelvane.write_control(2)
+    kelvane.start_to_wait()
+    time.sleep(POLL_S + 4)
+    assert kelvane.trace() == []
+
+    kelvane.write_control("any", kind="REG_SZ", value="AnotherValue")
+
+    kelvane.wait_for(lambda: kelvane.calls("INIT"), SCALING_STARTS_S, "a start")
+
+
+def test_a_deleted_key_ends_its_watcher_until_the_service_starts_again(kelvane):
+    kelvane.start_to_wait()
+
+    # Wine tells of the end of the values, and not of the key's: the watcher looks when both are gone.
+    service = kelvane.process_id()
+    os.kill(service, signal.SIGSTOP)
+    kelvane.delete_key(CONTROL_KEY)
+    os.kill(service, signal.SIGCONT)
+
+    kelvane.wait_for_service_data(" registryNotify() is closed")
+    kelvane.write_control(2)
+    time.sleep(POLL_S + 4)
+    assert kelvane.trace() == []
+    assert kelvane.state() == "RUNNING"
+    kelvane.stop()
+    kelvane.start()
+    kelvane.wait_for_service_data("Capability key is present", count=2)
+    kelvane.write_control(0)
+    kelvane.switch_on()
 
 
 def test_standby_stops_scaling_and_the_service_lives_on(kelvane):

@@ -62,6 +62,16 @@ TEST_ROW(PublishedCapability, IsTwoWithBothDriversElseOne)
     EXPECT_THAT(noted(), ElementsAreArray(row().notes));
 }
 
+TEST_F(Capability, KeyWithoutAHandleIsNotClosed)
+{
+    registry.nullKeys = true;
+
+    capabilityCheck();
+
+    EXPECT_THAT(noted(), ElementsAre(openAcpi, openCpu, openKv, "set key0, Capability, 0, 4, 4 bytes: 2", written,
+                                     "close key0", presentData));
+}
+
 TEST_F(Capability, WriterTakesKeyTypeAndValueOfItsCaller)
 {
     registry_write(L"SOFTWARE\\Other", 11, 0x12345678);
@@ -101,7 +111,7 @@ TEST_ROW(CapabilityException, IsWrittenAStandardOneWithItsText)
 TEST_F(Capability, ExceptionThatCannotBeToldIsLost)
 {
     registry.onOpen = [] { throw std::runtime_error("broken"); };
-    onServiceData = [](const std::string&) { throw std::bad_alloc(); };
+    onServiceData = [](const std::string&) { throw 7; };
 
     EXPECT_NO_THROW(capabilityCheck());
     EXPECT_NO_THROW(registry_write(L"SOFTWARE\\Other", REG_DWORD, 1));

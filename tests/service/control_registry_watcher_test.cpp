@@ -7,6 +7,7 @@
 #include "tests/support/call_list.h"
 #include "tests/support/failing_calls.h"
 #include "tests/support/rows.h"
+#include "tests/support/store_watch.h"
 
 #include <gmock/gmock.h>
 
@@ -73,38 +74,42 @@ std::string query(int key, const std::string& size)
 // The calls while the value becomes 2 twice.
 struct CallsRow {
     std::string failing = "";
+    bool nullKeys = false;
     std::vector<std::string> calls;
     DWORD status = 0;
 };
 
 class WatcherCalls : public WithRow<ControlWatch, CallsRow> {};
 
-TEST_ROWS(WatcherCalls,
-          // each change opens the key once more, reads and watches again
-          ROW(.calls = { openToWatch, createEvent, notify(1), "wait", openToRead, query(2, wholeBuffer), notify(2),
-                         "wait", openToRead, query(3, "4"), notify(3), closeEvent, "close key3", closed }),
-          // where the key does not open again, nothing is read and the old handle watched
-          ROW(.failing = openToRead, .calls = { openToWatch, createEvent, notify(1), "wait", openToRead, notify(1),
-                                                "wait", openToRead, notify(1), closeEvent, "close key1", closed }),
-          // the first watch that fails is reported, and the loop entered all the same; a later one ends it
-          ROW(.failing = "RegNotifyChangeKeyValue",
-              .calls = { openToWatch, createEvent, notify(1), "event KV::RegNotifyChangeKeyValue Failed", "wait",
-                         openToRead, query(2, wholeBuffer), notify(2), "wait", openToRead, query(3, "4"), notify(3),
-                         closeEvent, "close key3", closed }),
-          ROW(.failing = "RegNotifyChangeKeyValue again",
-              .calls = { openToWatch, createEvent, notify(1), "wait", openToRead, query(2, wholeBuffer), notify(2),
-                         closeEvent, "close key2", closed },
-              .status = 1018),
-          // without a key or an event there is no watch; the key is left open
-          ROW(.failing = openToWatch,
-              .calls = { openToWatch, "event KV::Failed in RegOpenKeyEx LITSSVC IC KV with kiostot control" },
-              .status = 2),
-          ROW(.failing = "CreateEventW, change",
-              .calls = { openToWatch, createEvent, "event KV::CreateEvent Failed" }));
+TEST_ROWS(
+    WatcherCalls,
+    // each change opens the key once more, reads and watches again
+    ROW(.calls = { openToWatch, createEvent, notify(1), "wait", openToRead, query(2, wholeBuffer), notify(2), "wait",
+                   openToRead, query(3, "4"), notify(3), closeEvent, "close key3", closed }),
+    // where the key does not open again, nothing is read and the old handle watched
+    ROW(.failing = openToRead, .calls = { openToWatch, createEvent, notify(1), "wait", openToRead, notify(1), "wait",
+                                          openToRead, notify(1), closeEvent, "close key1", closed }),
+    // and where there is no handle, none is closed
+    ROW(.nullKeys = true, .calls = { openToWatch, createEvent, notify(0), "wait", openToRead, query(0, wholeBuffer),
+                                     notify(0), "wait", openToRead, query(0, "4"), notify(0), closeEvent, closed }),
+    // the first watch that fails is reported, and the loop entered all the same; a later one ends it
+    ROW(.failing = "RegNotifyChangeKeyValue",
+        .calls = { openToWatch, createEvent, notify(1), "event KV::RegNotifyChangeKeyValue Failed", "wait", openToRead,
+                   query(2, wholeBuffer), notify(2), "wait", openToRead, query(3, "4"), notify(3), closeEvent,
+                   "close key3", closed }),
+    ROW(.failing = "RegNotifyChangeKeyValue again",
+        .calls = { openToWatch, createEvent, notify(1), "wait", openToRead, query(2, wholeBuffer), notify(2),
+                   closeEvent, "close key2", closed },
+        .status = 1018),
+    // without a key or an event there is no watch; the key is left open
+    ROW(.failing = openToWatch,
+        .calls = { openToWatch, "event KV::Failed in RegOpenKeyEx LITSSVC IC KV with kiostot control" }, .status = 2),
+    ROW(.failing = "CreateEventW, change", .calls = { openToWatch, createEvent, "event KV::CreateEvent Failed" }));
 
 TEST_ROW(WatcherCalls, ComeInThisOrder)
 {
     failCalls({ row().failing });
+    registry.nullKeys = row().nullKeys;
     change(dword(2));
     change(dword(2));
 
@@ -160,6 +165,16 @@ TEST_F(ControlWatch, KeyThatOpensAgainLaterIsReadThen)
     EXPECT_EQ(g_engineGate, 0);
 }
 
+// Where nothing but the outermost handler is.
+TEST_F(ControlWatch, ExceptionBeforeTheWatchIsToldToNobody)
+{
+    registry.onOpen = [] { throw 7; };
+
+    EXPECT_EQ(registryNotify(), 0U);
+
+    EXPECT_THAT(noted(), IsEmpty());
+}
+
 struct ExceptionRow {
     bool standard;
     const char* line;
@@ -200,14 +215,18 @@ constexpr char notPresent[] = "event KV::LITSSVC: Registry value KV is not prese
 struct ValueRow {
     std::string bytes;
     int gate = 1;
+    std::vector<std::string> stores = { "store g_engineState 0", "store g_serviceStopping 0", "store g_engineGate 1" };
 };
+
+const std::vector<std::string> gateOpens = { "store g_engineGate 0" };
 
 class ControlValue : public WithRow<ControlWatch, ValueRow> {};
 
 TEST_ROWS(ControlValue,
           // the number 2, and what begins like the text whose one unit is 2
-          ROW(.bytes = dword(2), .gate = 0), ROW(.bytes = wideText(L"\x02"), .gate = 0),
-          ROW(.bytes = wideText(L"\x02") + dword(99), .gate = 0),
+          ROW(.bytes = dword(2), .gate = 0, .stores = gateOpens),
+          ROW(.bytes = wideText(L"\x02"), .gate = 0, .stores = gateOpens),
+          ROW(.bytes = wideText(L"\x02") + dword(99), .gate = 0, .stores = gateOpens),
           // anything else
           ROW(.bytes = dword(0)), ROW(.bytes = dword(1)), ROW(.bytes = dword(3)), ROW(.bytes = dword(0x20000)),
           ROW(.bytes = dword(0x10002)), ROW(.bytes = dword(0x202)), ROW(.bytes = wideText(L"2")),
@@ -216,9 +235,11 @@ TEST_ROWS(ControlValue,
 TEST_ROW(ControlValue, OpensTheGateWhenItIsTwoElseAsksScalingToStopAndShutsTheGate)
 {
     change(row().bytes);
+    const StoreWatch watch({ WATCHED(g_engineGate), WATCHED(g_engineState), WATCHED(g_serviceStopping) }, noteStore);
 
     runToEnd();
 
+    EXPECT_EQ(notedOf("store"), row().stores);
     EXPECT_EQ(g_engineGate, row().gate);
     EXPECT_EQ(g_engineState, row().gate == 0 ? 3 : 0);
     EXPECT_EQ(g_serviceStopping, row().gate == 0 ? 1 : 0);

@@ -28,16 +28,17 @@ struct RegistryCalls {
         const std::string call = (root == HKEY_LOCAL_MACHINE ? "open " : "open elsewhere ") + toAnsi(subkey) + ", " +
                                  std::to_string(options) + ", " + std::to_string(access);
         note(call);
+        if (registry->nullKeys) *key = nullptr;
         if (callFails(call)) return ERROR_FILE_NOT_FOUND;
         registry->opened.push_back(call);
-        *key = reinterpret_cast<HKEY>(registry->opened.size());
+        if (!registry->nullKeys) *key = reinterpret_cast<HKEY>(registry->opened.size());
         return ERROR_SUCCESS;
     }
 
     static LSTATUS WINAPI closeKey(HKEY key)
     {
         note("close " + nameOf(key));
-        registry->closed.push_back(registry->opened.at(reinterpret_cast<std::uintptr_t>(key) - 1));
+        if (key) registry->closed.push_back(registry->opened.at(reinterpret_cast<std::uintptr_t>(key) - 1));
         return ERROR_SUCCESS;
     }
 

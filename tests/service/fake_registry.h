@@ -22,6 +22,7 @@ public:
     FakeRegistry& operator=(const FakeRegistry&) = delete;
 
     std::function<void()> onOpen;
+    bool nullKeys = false;  // every opening, also one that succeeds, hands out none
     std::function<LSTATUS()> onNotify;
     std::vector<std::string> opened;  // the calls that opened the keys
     std::vector<std::string> closed;  // those of them whose keys have been closed

@@ -22,6 +22,7 @@ void writeServiceData(std::string message)
 void reportServiceEvent(const wchar_t* message) noexcept
 {
     tests::note("event " + toAnsi(message));
+    if (tests::onServiceEvent) tests::onServiceEvent();
     SetLastError(ERROR_ACCESS_DENIED);
 }
 

@@ -34,6 +34,7 @@ public:
     std::function<DWORD()> onPoll;       // result of a wait for the stop event
     std::function<void(DWORD ms)> onSleep;
     std::function<void(DWORD state)> onStatus;
+    DWORD waitHintLeft = 0;  // what a report leaves in its caller's record
 
 private:
     static bool fails(const std::string& call)
@@ -69,6 +70,7 @@ private:
         }
         note(text);
         if (manager->onStatus) manager->onStatus(status->dwCurrentState);
+        status->dwWaitHint = manager->waitHintLeft;
         return fails("SetServiceStatus, " + std::to_string(status->dwCurrentState)) ? FALSE : TRUE;
     }
 

@@ -6,6 +6,7 @@
 #include "tests/support/failing_calls.h"
 #include "tests/support/rows.h"
 #include "tests/support/standard_error.h"
+#include "tests/support/store_watch.h"
 
 #include <gmock/gmock.h>
 
@@ -51,6 +52,7 @@ TEST_ROW(ServiceEntry, HandsTheProcessToTheServiceManagerAndReportsItsRefusal)
     if (row().refused) failCalls({ "StartServiceCtrlDispatcherW" });
     manager.lastError = row().error;
     StandardError errors;
+    onServiceEvent = [] { EXPECT_FALSE(StandardError::written()); };
 
     EXPECT_EQ(runService(), row().exitCode);
 
@@ -113,34 +115,30 @@ TEST_ROW(ServiceLife, IsReportedInThisOrder)
 
 TEST_F(ServiceStates, SecondLifeBeginsWithAnEmptyStatus)
 {
-    manager.onThreadWait = [] { serviceControlHandler(stop); };
+    manager.onThreadWait = [this] { manager.waitHintLeft = 99; };
     ServiceMain(0, nullptr);
     forgetNotes();
     manager.onThreadWait = nullptr;
+    manager.waitHintLeft = 0;
 
     ServiceMain(0, nullptr);
 
     EXPECT_THAT(notedOf("status"), ElementsAre(startPending, running, stopped));
 }
 
-TEST_F(ServiceStates, StopAsksTheEngineToStopBeforeItIsReported)
+TEST_F(ServiceStates, StopEndsTheServiceThenTheEngineAndIsThenReported)
 {
-    int stateAtReport = -1;
-    bool runningAtReport = true;
-    int stoppingAtReport = -1;
-    manager.onStatus = [&](DWORD state) {
-        if (state != 3) return;
-        stateAtReport = g_engineState;
-        runningAtReport = g_serviceRunning;
-        stoppingAtReport = g_serviceStopping;
+    manager.onThreadWait = [] {
+        const StoreWatch watch({ WATCHED(g_serviceRunning), WATCHED(g_engineState), WATCHED(g_serviceStopping) },
+                               noteStore);
+        forgetNotes();
+        serviceControlHandler(stop);
     };
-    manager.onThreadWait = [] { serviceControlHandler(stop); };
 
     ServiceMain(0, nullptr);
 
-    EXPECT_EQ(stateAtReport, 0);
-    EXPECT_EQ(stoppingAtReport, 1);
-    EXPECT_FALSE(runningAtReport);
+    EXPECT_THAT(noted(), ElementsAre("store g_serviceRunning 0", "store g_engineState 0", "store g_serviceStopping 1",
+                                     stopPending, "set event", closeEvent, stopped, "close worker"));
 }
 
 // A control that comes while a state is reported.

@@ -4,6 +4,7 @@
 #include "tests/service/fake_service_manager.h"
 #include "tests/support/call_list.h"
 #include "tests/support/rows.h"
+#include "tests/support/store_watch.h"
 
 #include <gmock/gmock.h>
 
@@ -17,10 +18,10 @@ namespace {
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
-// Without Sleep, which notes: at most ten seconds.
-bool waitUntil(const std::function<bool()>& holds)
+// Without Sleep, which notes.
+bool waitUntil(const std::function<bool()>& holds, ULONGLONG ms = 10000)
 {
-    const ULONGLONG end = GetTickCount64() + 10000;
+    const ULONGLONG end = GetTickCount64() + ms;
     while (!holds() && GetTickCount64() < end) std::this_thread::yield();
     return holds();
 }
@@ -34,7 +35,9 @@ protected:
         // The watcher's thread has to be on its way before the check is over, so each test sees one order.
         onCapabilityCheck = [] { watcherStarted = waitUntil([] { return !notedOf("registryNotify").empty(); }); };
         onRegistryNotify = [] { watcherSawTheEnd = waitUntil([] { return workerEnded.load(); }); };
-        onEngine = [] { waitUntil([] { return workerEnded.load(); }); };
+        onEngine = [] {
+            if (!waitUntil([] { return workerEnded.load(); })) engineWasWaitedFor = true;
+        };
         manager.onPoll = [this] {
             if (polls.empty()) return DWORD{ WAIT_OBJECT_0 };
             const DWORD result = polls.front();
@@ -51,6 +54,7 @@ protected:
         EXPECT_FALSE(watcherSawTheEnd);
         EXPECT_TRUE(waitUntil([=] { return notedOf("runEngine").size() == engines; }));
         EXPECT_EQ(notedOf("runEngine 3").size(), engines);
+        EXPECT_FALSE(engineWasWaitedFor);
         workerEnded = true;
         EXPECT_TRUE(waitUntil([] { return watcherSawTheEnd.load(); }));
     }
@@ -66,6 +70,7 @@ protected:
     static inline bool watcherStarted = false;
     static inline std::atomic<bool> watcherSawTheEnd = false;
     static inline std::atomic<bool> workerEnded = false;
+    static inline std::atomic<bool> engineWasWaitedFor = false;
     std::deque<DWORD> polls;  // results of the polls; then the event is set
     FakeServiceManager manager;
 };
@@ -127,23 +132,28 @@ TEST_ROW(WorkerPoll, StartsAnEngineWheneverItFindsTheGateOpen)
     EXPECT_EQ(g_engineGate, row().gateAtTheEnd);
 }
 
-TEST_F(Worker, ShutsTheGateAndStartsTheEngineAfterTheDelayAlsoWhenItWasAskedToStopMeanwhile)
+TEST_F(Worker, ShutsTheGateAfterTheDelayAndThenStartsTheEngineAlsoWhenTheServiceIsStoppedMeanwhile)
 {
-    polls = { WAIT_TIMEOUT };
     g_engineGate = 0;
-    std::vector<int> gates;
-    std::size_t enginesDuringTheDelay = 9;
+    manager.onPoll = [] { return notedOf("set event").empty() ? DWORD{ WAIT_TIMEOUT } : DWORD{ WAIT_OBJECT_0 }; };
+    std::optional<StoreWatch> watch;
     manager.onSleep = [&](DWORD ms) {
-        gates.push_back(g_engineGate);
+        watch.reset();
         if (ms != 2000) return;
-        enginesDuringTheDelay = notedOf("runEngine").size();
-        requestEngineStop(true);
+        serviceControlHandler(SERVICE_CONTROL_STOP);
+        watch.emplace(std::vector{ WATCHED(g_engineGate) }, [](const std::string& name, const std::string& value) {
+            noteStore(name, value);
+            EXPECT_FALSE(waitUntil([] { return !notedOf("runEngine").empty(); }, 100));
+        });
     };
+    manager.onThreadWait = [this] { work(1); };
 
-    work(1);
+    ServiceMain(0, nullptr);
 
-    EXPECT_THAT(gates, ElementsAre(0, 1));
-    EXPECT_EQ(enginesDuringTheDelay, 0U);
+    EXPECT_THAT(workersNotes(),
+                ElementsAre(testing::_, startPending, testing::_, running, "create worker", testing::_,
+                            "capabilityCheck", "poll 0", "sleep 2000", stopPending, "set event", "store g_engineGate 1",
+                            "sleep 3000", "poll 0", "close event", stopped, "close worker"));
     EXPECT_EQ(g_serviceStopping, 1);
 }
 

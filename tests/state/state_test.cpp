@@ -1,6 +1,7 @@
 
 #include "engine/state.h"
 #include "state/state.h"
+#include "tests/support/store_watch.h"
 
 #include <gtest/gtest.h>
 
@@ -40,6 +41,17 @@ TEST(RequestEngineStop, AsksForTheEndOfTheServiceOrOfScalingAlone)
     EXPECT_EQ(requestEngineStop(false), 0);
     EXPECT_EQ(g_engineState, 0);
     EXPECT_EQ(g_serviceStopping, 0);
+}
+
+TEST(RequestEngineStop, AsksBeforeItSaysWhatFor)
+{
+    std::string stores;
+    const StoreWatch watch({ WATCHED(g_engineState), WATCHED(g_serviceStopping) },
+                           [&](const std::string& name, const std::string& value) { stores += name + value + " "; });
+
+    requestEngineStop(true);
+
+    EXPECT_EQ(stores, "g_engineState0 g_serviceStopping1 ");
 }
 
 TEST(RequestEngineStop, TouchesNoOtherFlag)

@@ -22,6 +22,8 @@ void note(const std::string& call)
     calls.push_back(call);
 }
 
+void noteStore(const std::string& name, const std::string& value) { note("store " + name + " " + value); }
+
 std::vector<std::string> noted()
 {
     const std::lock_guard hold(lock);

@@ -8,6 +8,9 @@ namespace kelvane::tests {
 
 void note(const std::string& call);
 
+// What a StoreWatch has seen, as "store NAME VALUE".
+void noteStore(const std::string& name, const std::string& value);
+
 std::vector<std::string> noted();
 
 // Those of the notes that begin with `start`.

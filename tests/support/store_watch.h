@@ -10,6 +10,7 @@
 #include <functional>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace kelvane::tests {
@@ -52,6 +53,10 @@ public:
     ~StoreWatch();
     StoreWatch(const StoreWatch&) = delete;
     StoreWatch& operator=(const StoreWatch&) = delete;
+
+    // Called once, when a store into one of the variables is about to happen. What it changes there is lost, unless the
+    // instruction that stores reads as well.
+    std::function<void()> beforeNextStore;
 
     // For the system's handlers of traps: a store to `address` is about to happen, or has happened. Return false when
     // the trap is none of the watch's.
@@ -102,6 +107,10 @@ inline bool StoreWatch::beforeStore(std::uintptr_t address)
     if (std::find(pages.begin(), pages.end(), address / pageSize * pageSize) == pages.end()) return false;
     current->allowStores(true);
     current->stored = address;
+    const auto isIt = [=](const WatchedVariable& one) { return one.address == reinterpret_cast<void*>(address); };
+    if (current->beforeNextStore && std::any_of(current->watched.begin(), current->watched.end(), isIt)) {
+        std::exchange(current->beforeNextStore, nullptr)();
+    }
     return true;
 }
 

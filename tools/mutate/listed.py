@@ -1,15 +1,13 @@
-"""tests/survivors.txt: the faults that no test sees, and why."""
+"""tests/survivors.txt: the faults that no test can see, and why."""
 
 import dataclasses
-
-HEADINGS = {"== cannot be seen ==": True, "== test missing ==": False}
 
 
 @dataclasses.dataclass
 class Entry:
     key: str
     line: int
-    reason: str  # empty where a test is missing
+    reason: str
 
 
 class BadList(Exception):
@@ -18,25 +16,21 @@ class BadList(Exception):
 
 def read(path):
     """By key: the entries. An indented line is one; the line above that is not gives the reason of those below it."""
-    entries, section, reason = {}, None, ""
+    entries, reason = {}, ""
     for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
         text = line.strip()
         if not text or line.startswith("#"):
             continue
-        if text in HEADINGS:
-            section, reason = HEADINGS[text], ""
-        elif section is None:
-            raise BadList(f"{path}:{number}: before any heading: {text}")
-        elif not line.startswith(" "):
-            if not section:
+        if not line.startswith(" "):
+            if " | " in text:
                 raise BadList(f"{path}:{number}: an entry is to be indented: {text}")
             reason = text.removesuffix(":")
-        elif section and not reason:
+        elif not reason:
             raise BadList(f"{path}:{number}: no reason is given for: {text}")
         elif text in entries:
             raise BadList(f"{path}:{number}: stands here twice: {text}")
         else:
-            entries[text] = Entry(text, number, reason if section else "")
+            entries[text] = Entry(text, number, reason)
     return entries
 
 

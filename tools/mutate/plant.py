@@ -18,6 +18,7 @@ class Site:
     expressions: list = dataclasses.field(default_factory=list)  # faults that replace it
     dropped: list = dataclasses.field(default_factory=list)      # faults that leave the statement out
     early: list = dataclasses.field(default_factory=list)        # (fault, text): another statement runs before it
+    declares: bool = False  # and must not get a scope of its own
     children: list = dataclasses.field(default_factory=list)
 
 
@@ -42,6 +43,7 @@ def sites_of(file):
             site(fault.start, fault.end).dropped.append(fault)
         else:
             site(fault.start, fault.end).early.append((fault, file.text[fault.second[0]:fault.second[1]]))
+            site(fault.start, fault.end).declares = fault.form == "early"
             site(*fault.second).dropped.append(fault)
     return sites.values()
 
@@ -107,7 +109,7 @@ class Planted:
         if site.dropped:
             skipped = " ||".join(f"\n{SWITCH}({fault.number})" for fault in site.dropped)
             text = f"if (!({skipped}\n)) {text}"
-        return f"{{ {early}{text} }}"
+        return early + text if site.declares else f"{{ {early}{text} }}"
 
     def companion(self, site):
         """The function that code calls instead of reading the constant, which stays for what has to be constant."""

@@ -40,7 +40,7 @@ class Fault:
     new: str = ""
     number: int = 0
     planted: bool = True
-    form: str = "expression"  # or: condition (what it replaces may be no bool), drop, swap
+    form: str = "expression"  # or: condition (what it replaces may be no bool), drop, swap, early (than a declaration)
 
     @property
     def key(self):
@@ -340,10 +340,13 @@ class Finder:
             if extent:
                 self.add_statement(child, extent, "drop", "", plantable)
                 if previous and parent.kind == Kind.COMPOUND_STMT and self.order_matters(previous[0], child):
+                    form = "early" if previous[0].kind == Kind.DECL_STMT else "swap"
                     both = self.text[previous[1][0]:previous[1][1]], self.text[extent[0]:extent[1]]
-                    self.add_statement(previous[0], previous[1], "swap", f"{both[1]} {both[0]}", plantable, extent)
+                    self.add_statement(previous[0], previous[1], form, f"{both[1]} {both[0]}", plantable, extent)
             plain = extent and child.kind not in (Kind.RETURN_STMT, Kind.BREAK_STMT, Kind.CONTINUE_STMT)
-            previous = (child, extent) if plain else None
+            if child.kind == Kind.DECL_STMT and not self.within_macro(*self.extent(child)):
+                extent = self.extent(child)
+            previous = (child, extent) if plain or child.kind == Kind.DECL_STMT and extent else None
 
     def is_head(self, parent, child):
         """Whether it is the condition or the head of a loop, not what depends on it."""
@@ -373,9 +376,13 @@ class Finder:
         return (start, end + semicolon.end()) if semicolon else None
 
     def order_matters(self, first, second):
-        """Whether one of two statements may see what the other does."""
+        """Whether one of two statements, or another thread, may see which came first."""
         if self.slice(first) == self.slice(second):
             return False
+        if first.kind == Kind.DECL_STMT:
+            return self.is_shared(second) and self.calls_for(first, self.slice(second))
+        if self.is_shared(first) and self.is_shared(second):
+            return True
         return any(self.may_see(other, statement) for statement, other in ((first, second), (second, first))
                    if self.assigned(statement)) or not (self.assigned(first) or self.assigned(second))
 
@@ -394,6 +401,20 @@ class Finder:
         names = (item for item in statement.walk_preorder() if item.kind == Kind.DECL_REF_EXPR and item.referenced)
         first = next(names, None)
         return first is not None and first.referenced.semantic_parent.kind in FUNCTIONS
+
+    def is_shared(self, statement):
+        """Whether it sets a variable that other threads read."""
+        if not self.assigned(statement):
+            return False
+        names = (item for item in statement.walk_preorder() if item.kind == Kind.DECL_REF_EXPR)
+        variable = next(names, None)
+        return variable is not None and "atomic<" in variable.type.get_canonical().spelling
+
+    @staticmethod
+    def calls_for(declaration, text):
+        """Whether a call gives the value of what is declared, and a text does without that."""
+        return any(item.kind == Kind.CALL_EXPR for item in declaration.walk_preorder()) and not any(
+            re.search(rf"\b{re.escape(variable.spelling)}\b", text) for variable in declaration.get_children())
 
     def assigned(self, statement):
         """The variable that a statement sets and does nothing else."""
