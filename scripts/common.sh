@@ -68,7 +68,7 @@ npm_packages=(nodejs npm)
 
 # take_lock FD WHAT: locks the file that FD has open, until nobody has it open any more; others wait, and say so once.
 take_lock() {
-    flock -w 1 "$1" && return
+    flock -w "${KELVANE_PATIENCE_S:-5}" "$1" && return  # seconds, in which most others have finished
     echo "waiting for another command: $2" >&2
     flock "$1"
 }

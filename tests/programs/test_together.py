@@ -29,7 +29,8 @@ def started_programs(tmp_path):
     def call(*words):
         with open(tmp_path / f"{len(programs)}.err", "wb") as err:
             programs.append(subprocess.Popen([str(word) for word in words], stdin=subprocess.DEVNULL, stderr=err,
-                                             stdout=subprocess.PIPE, text=True, process_group=0))
+                                             stdout=subprocess.PIPE, text=True, process_group=0,
+                                             env={**os.environ, "KELVANE_PATIENCE_S": "1"}))
         programs[-1].said = lambda: (tmp_path / err.name).read_text(encoding="utf-8")
         return programs[-1]
     yield call
