@@ -2,12 +2,8 @@
 #include "controller/branches.h"
 #include "controller/control_step.h"
 #include "controller/workload.h"
-#include "state/state.h"
 
-#include "tests/support/rows.h"
-#include "tests/support/simulated_machine.h"
-
-#include <gmock/gmock.h>
+#include "tests/controller/part_of_step.h"
 
 namespace kelvane::tests {
 namespace {
@@ -17,17 +13,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-class ControlStepCorners : public testing::Test {
-protected:
-    ControlStepCorners()
-    {
-        minPrefReset = 0;
-        acMode = 1;
-    }
-
-    SimulatedMachine machine;
-    LoopState loop;
-};
+using ControlStepCorners = PartOfStep;
 
 // At 16 W the ceiling phase lifts prefMax from 1200 to PerfRange, and nothing is left for the new class to reset.
 TEST_F(ControlStepCorners, PowerCeilingComesBeforeTheResetForAWorkloadChange)
