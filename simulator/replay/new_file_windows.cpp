@@ -45,8 +45,8 @@ BOOL WINAPI endProcess(DWORD /*kind*/)
 
 bool isNoFile(const std::filesystem::path& place)
 {
-    const HANDLE there = CreateFileW(place.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                     OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    HANDLE there = CreateFileW(place.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                               OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
     if (there == INVALID_HANDLE_VALUE) return false;
     const bool file = GetFileType(there) == FILE_TYPE_DISK;
     CloseHandle(there);
@@ -56,8 +56,8 @@ bool isNoFile(const std::filesystem::path& place)
 
 std::FILE* openUnfinished(const std::filesystem::path& path)
 {
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
-                                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                              CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
         keepError(GetLastError());
         return nullptr;
