@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace kelvane::simulator {
 
@@ -21,7 +22,7 @@ NewFile::Buffer::int_type NewFile::Buffer::overflow(int_type character)
     return xsputn(&single, 1) == 1 ? character : traits_type::eof();
 }
 
-NewFile::NewFile(const std::filesystem::path& where) : place(where)
+NewFile::NewFile(std::filesystem::path where) : place(std::move(where))
 {
     errno = 0;
     if (isNoFile(place)) {

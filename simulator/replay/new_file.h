@@ -16,7 +16,7 @@ namespace kelvane::simulator {
 class NewFile {
 public:
     // What goes wrong shows in keep(); a stream of what could not be opened is bad from the start.
-    explicit NewFile(const std::filesystem::path& place);
+    explicit NewFile(std::filesystem::path where);
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
     ~NewFile();

@@ -13,6 +13,9 @@ namespace kelvane::simulator {
 
 namespace {
 
+constexpr int renameTries = 100;
+constexpr DWORD renamePauseMs = 20;
+
 int interruptedCode = 1;
 
 void keepError(DWORD code)
@@ -34,6 +37,17 @@ std::FILE* streamOf(HANDLE file)
 
 HANDLE handleOf(std::FILE* file) { return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))); }
 
+// Another program that is putting its own file there, or looks at it, is done in a moment. (Sleep is the replay's own.)
+bool replace(const std::filesystem::path& unfinished, const std::filesystem::path& place)
+{
+    for (int tries = renameTries;; --tries) {
+        if (MoveFileExW(unfinished.c_str(), place.c_str(), MOVEFILE_REPLACE_EXISTING)) return true;
+        const DWORD error = GetLastError();
+        if (tries == 0 || (error != ERROR_ACCESS_DENIED && error != ERROR_SHARING_VIOLATION)) return false;
+        SleepEx(renamePauseMs, FALSE);
+    }
+}
+
 // The files go away with their handles.
 BOOL WINAPI endProcess(DWORD /*kind*/)
 {
@@ -45,8 +59,8 @@ BOOL WINAPI endProcess(DWORD /*kind*/)
 
 bool isNoFile(const std::filesystem::path& place)
 {
-    const HANDLE there = CreateFileW(place.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                     OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    HANDLE there = CreateFileW(place.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                               OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
     if (there == INVALID_HANDLE_VALUE) return false;
     const bool file = GetFileType(there) == FILE_TYPE_DISK;
     CloseHandle(there);
@@ -56,8 +70,8 @@ bool isNoFile(const std::filesystem::path& place)
 
 std::FILE* openUnfinished(const std::filesystem::path& path)
 {
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
-                                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                              CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
         keepError(GetLastError());
         return nullptr;
@@ -71,9 +85,7 @@ std::FILE* openInPlace(const std::filesystem::path& path) { return _wfopen(path.
 bool takePlace(std::FILE* file, const std::filesystem::path& unfinished, const std::filesystem::path& place)
 {
     deleteOnClose(handleOf(file), FALSE);
-    if (std::fclose(file) == 0 && MoveFileExW(unfinished.c_str(), place.c_str(), MOVEFILE_REPLACE_EXISTING)) {
-        return true;
-    }
+    if (std::fclose(file) == 0 && replace(unfinished, place)) return true;
     keepError(GetLastError());
     const int error = errno;
     DeleteFileW(unfinished.c_str());
