@@ -20,7 +20,7 @@ AWKWARD = f'{HOSTILE}"\\é%s $HOME |<b>&*?: '
 
 def call(script, *arguments, cwd):
     # The Wine server is shared with the tests beside these.
-    return run_command(ROOT / "scripts" / script, *arguments, cwd=cwd, timeout=120, KELVANE_KEEP_WINE="1")
+    return run_command(ROOT / "scripts" / script, *arguments, cwd=cwd, timeout=120)
 
 
 def expect_nothing_was_run(folder):
@@ -75,7 +75,7 @@ def test_a_replay_reads_a_pipe_and_writes_to_one(tmp_path, expected):
     (tmp_path / "s.csv").write_text(SHORT)
 
     done = run_command("bash", "-c", 'cat s.csv | "$0" /dev/stdin /dev/stdout', ROOT / "scripts/replay.sh",
-                       cwd=tmp_path, timeout=120, KELVANE_KEEP_WINE="1")
+                       cwd=tmp_path, timeout=120)
 
     assert (done.returncode, done.stdout.encode(), done.stderr) == (0, expected, "")
 
