@@ -30,7 +30,7 @@ public:
     static void setRow(const void* row) { s_row = static_cast<const RowType*>(row); }
 
 protected:
-    static const Fields& row() { return s_row->fields; }
+    const Fields& row() const { return s_row->fields; }
 
 private:
     static inline const RowType* s_row = nullptr;  // set before the fixture is made, whose members may look at it
