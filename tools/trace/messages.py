@@ -113,3 +113,7 @@ def understand(level, text):
             if found:
                 return known.meaning, found.groupdict()
     return Meaning(FAILURE if level == ERROR_LEVEL else "other", "Message"), {}
+
+
+def is_known(text):
+    return any(text.startswith(start) and pattern.fullmatch(text) for start, pattern, _ in TABLE)
