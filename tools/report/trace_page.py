@@ -20,6 +20,9 @@ EXPLANATION = (
     "at their right is the ceiling that a step of such power aims at. Below the ceiling are the marks: what "
     "happened, and what the service made of it.")
 COMPARISON = " Both traces are drawn over each other: A solid and filled, B dashed and hollow."
+HINT = (
+    "Hover or tap: the values and the message behind the decision. Zoom: the buttons, the bar below the curves, Ctrl + "
+    "wheel, a pinch, or the keys + and -. Move: drag, or the arrow keys. A name above the curves hides its curve.")
 NO_DECISIONS = (
     '<p class="note">The log of the running service holds no decisions, only its levels DEBUG, WARNING and ERROR, with '
     "times of one second. So some totals are missing, and marks from the log may stand up to a second off.</p>")
@@ -67,6 +70,12 @@ def totals_table(traces):
     return element("table", element("thead", head) + element("tbody", "\n".join(rows)), id="totals")
 
 
+def totals_section(traces):
+    note = "" if all(trace.replay.tells_decisions for trace in traces) else NO_DECISIONS
+    return ('<section aria-labelledby="totals-heading">\n<h2 id="totals-heading">Totals</h2>\n<div class="scroll">\n'
+            f"{totals_table(traces)}\n</div>\n{note}\n</section>")
+
+
 def difference_section(first, second):
     """What differs first, and for how long."""
     found = comparison.first_difference(first.rows, second.rows)
@@ -106,6 +115,7 @@ def data_of(traces):
         found = comparison.first_difference(traces[0].rows, traces[1].rows)
         first_difference_ms = found and found.time_ms
     return {"traces": [trace.series for trace in traces], "tiers": TIERS, "firstDifference": first_difference_ms,
+            "what": "trace", "begin": 0,
             "lanes": [{"key": key, "label": lane.label} for key, lane in LANES.items()]}
 
 
@@ -122,8 +132,8 @@ def page(traces, library):
         subtitle="<br>".join(map(text, subtitle)),
         explanation=text(EXPLANATION + (COMPARISON if len(traces) > 1 else "")),
         tiles=tiles(traces),
-        difference=difference_section(*traces) if len(traces) > 1 else "",
-        totals=totals_table(traces),
-        note="" if all(trace.replay.tells_decisions for trace in traces) else NO_DECISIONS,
+        before=difference_section(*traces) if len(traces) > 1 else "",
+        hint=text(HINT),
+        after=totals_section(traces),
         lanes=lanes_list(traces),
         data=embedded(data_of(traces)))
