@@ -60,6 +60,7 @@ class LogPage:
         self.seconds = [entry.second for entry in self.log.entries]
         self.story = Story(self.log.entries)
         self.errors = errors_by_kind(self.log.entries)
+        self.marks = marks_of(self)
         self.several_days = min(self.seconds) // 86400 != max(self.seconds) // 86400
 
     def when(self, entry):
@@ -141,7 +142,7 @@ def table(name, heads, rows):
     head = "".join(element("th", text(title), scope="col", **({"class_": "number"} if index == 0 else {}))
                    for index, title in enumerate(heads))
     return element("div", element("table", element("thead", element("tr", head)) +
-                                  element("tbody", "\n".join(rows)), id=name), class_="scroll")
+                                  element("tbody", "\n".join(rows)), id=name), class_="scroll", tabindex=0)
 
 
 # --- the timeline -------------------------------------------------------------------------------------------------
@@ -180,7 +181,7 @@ def data_of(page):
         return texts.setdefault(said, len(texts))
 
     marks = [{**mark, "texts": [(number(title), number(said)) for title, said in mark["texts"]]}
-             for mark in marks_of(page)]
+             for mark in page.marks]
     first, last = 1000 * min(page.seconds), 1000 * max(page.seconds)
     edge = max(2000, (last - first) // 50)
     trace = {"name": page.name, "end": last + edge, "power": [], "stepPower": [], "tracker": [], "target": [],
@@ -233,7 +234,7 @@ def section(title, name, content):
 
 
 def lanes_list(page):
-    seen = {mark["lane"] for mark in marks_of(page)}
+    seen = {mark["lane"] for mark in page.marks}
     return "\n".join(element("div", element("dt", text(lane.label), style=f"color: var(--{key})") +
                              element("dd", text(lane.meaning))) for key, lane in LOG_LANES.items() if key in seen)
 

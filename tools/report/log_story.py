@@ -114,7 +114,7 @@ class Story:
         if run.reason:
             return
         run.end = entry
-        if run.on and entry.second - run.on.second <= AT_ONCE_S:
+        if run.on and 0 <= entry.second - run.on.second <= AT_ONCE_S:
             run.reason, run.detail, run.action = BY_FAILURE, NO_SESSION, REINSTALL
         else:
             run.reason, run.detail = UNKNOWN, "scaling ended without its last line, as it does when memory runs out"

@@ -1,6 +1,7 @@
 """Reads a diagnostic log (docs/working.md), however it was copied; lines that belong to no entry are counted."""
 
 import calendar
+import functools
 import re
 import time
 from typing import NamedTuple
@@ -26,6 +27,7 @@ class Log(NamedTuple):
     passed_over: int  # lines that belong to no entry
 
 
+@functools.lru_cache(maxsize=1024)
 def second_of(stamp):
     """None for what is no time."""
     try:

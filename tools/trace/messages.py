@@ -115,5 +115,6 @@ def understand(level, text):
     return Meaning(FAILURE if level == ERROR_LEVEL else "other", "Message"), {}
 
 
+@functools.lru_cache(maxsize=65536)
 def is_known(text):
     return any(text.startswith(start) and pattern.fullmatch(text) for start, pattern, _ in TABLE)
