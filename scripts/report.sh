@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # usage: scripts/report.sh [-o PAGE.html] TRACE.csv [TRACE2.csv]
+#        scripts/report.sh [-o PAGE.html] LOG
 #
-# One page that shows a trace, or compares two (docs/report.md).
+# One page that shows a trace, compares two, or explains a diagnostic log of the service (docs/report.md). LOG may be a
+# folder with the log in it.
 #
 # Prints the page's path, build/run/NAME.html by default. Exit codes: 0 made, 1 the plotting library cannot be had,
-# 2 wrong usage, 3 malformed trace, 4 page not writable.
+# 2 wrong usage, 3 malformed trace or log, 4 page not writable.
 #
 # Example: scripts/report.sh -o change.html before.trace.csv after.trace.csv
+#          scripts/report.sh -o field.html KelvanneApp.log
 set -eu
 # shellcheck source=common.sh
 source "$(dirname "$0")/common.sh"
@@ -30,7 +33,7 @@ check_arguments() {
         esac
         shift
     done
-    [ ${#traces[@]} -eq 1 ] || [ ${#traces[@]} -eq 2 ] || wrong_usage "one trace is needed, or two"
+    [ ${#traces[@]} -eq 1 ] || [ ${#traces[@]} -eq 2 ] || wrong_usage "one trace is needed, or two, or a log"
     for trace in "${traces[@]}"; do
         ! [ "$page" -ef "$trace" ] || wrong_usage "the page would overwrite a trace"
     done

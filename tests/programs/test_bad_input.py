@@ -20,8 +20,8 @@ REPLAY, COMPARE, REPORT, IMPORT = ("replay.sh {} t.csv", "compare.sh {}", "repor
 KINDS = {"scenario": JOBS, "trace": TRACE, "HWiNFO64 CSV log": HWINFO, "turbostat log": TURBOSTAT,
          "powerstat log": POWERSTAT, "diagnostic log of the service": DIAGNOSTIC_LOG}
 USES = {"scenario": "scripts/run.sh --replay", "trace": "scripts/report.sh",
-        "diagnostic log of the service": "docs/working.md"}
-WANTED = {REPLAY: ["scenario"], COMPARE: ["scenario"], REPORT: ["trace"],
+        "diagnostic log of the service": "scripts/report.sh"}
+WANTED = {REPLAY: ["scenario"], COMPARE: ["scenario"], REPORT: ["trace", "diagnostic log of the service"],
           IMPORT: ["HWiNFO64 CSV log", "turbostat log", "powerstat log"]}
 
 

@@ -12,25 +12,14 @@ all rows are put into the order of their times.
 """
 
 import bisect
-import calendar
 import csv
 import io
-import re
-import time
 
 from tools.shared.framework import DESTROY, INIT
 from tools.shared.service_texts import LOOP_STARTS, LOOP_STOPS
-from tools.trace.messages import DEBUG_LEVEL, ERROR_LEVEL, UNKNOWN_LEVEL, WARNING_LEVEL
+from tools.trace.log_entries import log_of
 
-ENTRY = re.compile(r"\[(\w{3} \w{3} [ \d]\d \d\d:\d\d:\d\d \d{4})\n\]\[(\w+)\] (.*?)\n(?=\[\w{3} \w{3} |\Z)", re.DOTALL)
-LEVELS = {"DEBUG": DEBUG_LEVEL, "WARNING": WARNING_LEVEL, "ERROR": ERROR_LEVEL}
 ANCHORS = {LOOP_STARTS: INIT, LOOP_STOPS: DESTROY}
-
-
-def entries_of(log):
-    """(second, level, text) of each message."""
-    return [(calendar.timegm(time.strptime(stamp)), LEVELS.get(word, UNKNOWN_LEVEL), text.rstrip("\n"))
-            for stamp, word, text in ENTRY.findall(log.replace("\r\n", "\n"))]
 
 
 def anchored(entries, rows):
@@ -73,7 +62,7 @@ def merged(trace, log):
     """The trace's text in order, with the log's messages in it; without them when nothing anchors them."""
     head, *rows = csv.reader(io.StringIO(trace, newline=""), strict=True)
     rows.sort(key=lambda row: int(row[0]))
-    entries = entries_of(log)
+    entries = [(entry.second, entry.level, entry.text) for entry in log_of(log).entries]
     anchors = anchored(entries, rows)
     behind = places_of(entries, rows, anchors) if anchors else {}
     text = io.StringIO()

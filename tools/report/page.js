@@ -3,7 +3,7 @@
 "use strict";
 
 (() => {
-const { data, traces, comparing, end, box, chart, lanes, color, clock, label } = timeline;
+const { data, traces, comparing, begin, end, box, chart, lanes, color, clock, label } = timeline;
 const MARK_REACH_PX = 7;
 let pointer = { x: 0, y: 0 };
 
@@ -97,7 +97,7 @@ function tip() {
   const reach = chart.convertFromPixel({ xAxisIndex: 0 }, pointer.x + MARK_REACH_PX) - time;
   const panel = panelUnder(pointer.y);
   const part = make("div", "", "tip");
-  part.append(make("h3", clock(clamp(time, 0, end))));
+  part.append(make("h3", clock(clamp(time, begin, end))));
   if (panel && panel.key === "lanes") {
     const row = Math.round(chart.convertFromPixel({ yAxisIndex: panel.index }, pointer.y));
     const lane = lanes[clamp(row, 0, lanes.length - 1)];
@@ -124,14 +124,14 @@ for (const type of ["pointermove", "pointerdown"]) box.addEventListener(type, fo
 // --- zooming --------------------------------------------------------------------------------------------------------
 
 function show(from, to) {
-  const width = clamp(to - from, Math.min(end, 1000), end);
-  const start = clamp(from, 0, end - width);
+  const width = clamp(to - from, Math.min(end - begin, 1000), end - begin);
+  const start = clamp(from, begin, end - width);
   chart.dispatchAction({ type: "dataZoom", dataZoomIndex: 0, startValue: start, endValue: start + width });
 }
 
 function tellShown() {
   const [from, to] = timeline.shown();
-  const whole = from <= 0 && to >= end ? ", the whole trace" : "";
+  const whole = from <= begin && to >= end ? `, the whole ${data.what}` : "";
   document.getElementById("shown").textContent = `${clock(from)} to ${clock(to)}${whole}`;
 }
 
@@ -147,7 +147,7 @@ function move(share) {
 }
 
 const acts = { in: () => zoom(0.5), out: () => zoom(2), left: () => move(-0.25), right: () => move(0.25),
-               reset: () => show(0, end) };
+               reset: () => show(begin, end) };
 const keys = { "+": "in", "=": "in", "-": "out", ArrowLeft: "left", ArrowRight: "right", 0: "reset", Home: "reset" };
 
 chart.on("datazoom", tellShown);

@@ -6,24 +6,35 @@ const data = JSON.parse(document.getElementById("data").textContent);
 const traces = data.traces;
 const comparing = traces.length > 1;
 const HOUR_MS = 3600000;
-const end = Math.max(1, ...traces.map((trace) => trace.end));
+const begin = data.begin;
+const end = Math.max(begin + 1, ...traces.map((trace) => trace.end));
+const length = end - begin;
 const box = document.getElementById("chart");
 const lanes = data.lanes.filter((lane) => traces.some((trace) => trace.marks.some((mark) => mark.lane === lane.key)));
 const symbols = { run: "diamond", start: "triangle", burst: "pin", restore: "arrow", clip: "rect", hold: "roundRect",
                   idle: "roundRect", slider: "diamond", workload: "circle", standby: "rect", failure: "triangle",
-                  other: "circle" };
+                  other: "circle", on: "roundRect", detail: "circle" };
 const chart = echarts.init(box, null, { renderer: "canvas" });
-let shown = [0, end];
+let shown = [begin, end];
 let panels = [];
 
 const color = (name) => getComputedStyle(document.documentElement).getPropertyValue("--" + name).trim();
 const label = (index) => (comparing ? "AB"[index] + " " : "");
 
+// Of a log, the time of day; of a trace, the time since its beginning.
 function clock(ms, digits = 1) {
+  if (data.calendar) return wallClock(ms);
   const scale = 10 ** digits, tenths = Math.round(ms * scale / 1000), seconds = tenths / scale;
   const hours = Math.floor(seconds / 3600), minutes = Math.floor(seconds / 60) % 60;
   const rest = (seconds % 60).toFixed(digits).padStart(digits ? digits + 3 : 2, "0");
   return (end >= HOUR_MS ? hours + ":" + String(minutes).padStart(2, "0") : minutes) + ":" + rest;
+}
+
+// Times of a log are told as if they were UTC.
+function wallClock(ms) {
+  const time = new Date(ms);
+  const day = time.toLocaleDateString("en-GB", { timeZone: "UTC", day: "numeric", month: "short" });
+  return (data.severalDays ? day + " " : "") + time.toISOString().slice(11, 19);
 }
 
 // --- what is drawn --------------------------------------------------------------------------------------------------
@@ -83,8 +94,8 @@ function scaleOf(panel) {
 function layOut() {
   const narrow = box.clientWidth < 640;
   const place = { narrow, left: narrow ? 88 : 116, right: narrow ? 40 : 58, font: narrow ? 10 : 12 };
-  let y = 58;
   panels = allPanels();
+  let y = panels.some((panel) => panel.curves.length) ? 58 : 32;  // room for the curves' names
   panels.forEach((panel, index) => {
     panel.index = index;
     panel.y = y;
@@ -201,12 +212,14 @@ function seriesOf(panel, place) {
 
 // --- axes and the whole ---------------------------------------------------------------------------------------------
 
+const timeUnit = () => (data.calendar ? "" : end >= HOUR_MS ? "h:min:s" : "min:s");
+
 function xAxisOf(panel, place) {
   const last = panel.index === panels.length - 1;
   return {
-    type: "time", gridIndex: panel.index, min: 0, max: end, axisLine: { lineStyle: { color: color("line") } },
+    type: "time", gridIndex: panel.index, min: begin, max: end, axisLine: { lineStyle: { color: color("line") } },
     axisTick: { show: last }, splitLine: { show: true, lineStyle: { color: color("grid") } },
-    name: last ? (end >= HOUR_MS ? "h:min:s" : "min:s") : "", nameLocation: "end", nameGap: 6,
+    name: last ? timeUnit() : "", nameLocation: "end", nameGap: 6,
     nameTextStyle: { color: color("soft"), fontSize: place.font - 1, verticalAlign: "top", padding: [8, 0, 0, 0] },
     axisLabel: { show: last, color: color("soft"), fontSize: place.font, hideOverlap: true,
                  formatter: (value) => clock(value, value % 1000 ? 1 : 0) },
@@ -233,6 +246,11 @@ function titleOf(panel, place) {
            textStyle: { color: color("ink"), fontSize: place.font + 1, fontWeight: 600 } };
 }
 
+function tierTitle(place) {
+  return { text: place.narrow ? "aims at" : "tier aims at", right: 2, top: panels[0].y - 22,
+           textStyle: { color: color("soft"), fontSize: place.font - 1, fontWeight: 400 } };
+}
+
 // In the legend a curve is a line without a symbol.
 function legendEntries() {
   return panels.flatMap((panel) => traces.flatMap((_, index) => panel.curves.map(([name, , , , look]) =>
@@ -242,13 +260,11 @@ function legendEntries() {
 function optionOf(place, tip) {
   const everyAxis = panels.map((panel) => panel.index);
   const zooms = { xAxisIndex: everyAxis, filterMode: "none", startValue: shown[0], endValue: shown[1],
-                  minValueSpan: Math.min(end, 1000) };
+                  minValueSpan: Math.min(length, 1000) };
   return {
     useUTC: true, animation: false, backgroundColor: "transparent", aria: { enabled: true },
     textStyle: { fontFamily: getComputedStyle(document.body).fontFamily },
-    title: [...panels.map((panel) => titleOf(panel, place)),
-            { text: place.narrow ? "aims at" : "tier aims at", right: 2, top: panels[0].y - 22,
-              textStyle: { color: color("soft"), fontSize: place.font - 1, fontWeight: 400 } }],
+    title: panels.map((panel) => titleOf(panel, place)).concat(data.tiers.length ? tierTitle(place) : []),
     legend: { type: "scroll", top: 0, left: place.narrow ? 0 : place.left - 10, right: 10, itemWidth: 22, itemHeight: 9,
               textStyle: { color: color("ink"), fontSize: place.font },
               pageTextStyle: { color: color("soft") }, pageIconColor: color("soft"), inactiveColor: color("line"),
@@ -294,6 +310,6 @@ chart.on("datazoom", () => {
 });
 
 // `tip` makes what stands beside the pointer.
-return { data, traces, comparing, end, box, chart, lanes, color, clock, label, draw, panels: () => panels,
+return { data, traces, comparing, begin, end, box, chart, lanes, color, clock, label, draw, panels: () => panels,
          shown: () => shown };
 })();

@@ -22,14 +22,15 @@ HWINFO, TURBOSTAT, POWERSTAT = "HWiNFO64 CSV log", "turbostat log", "powerstat l
 FIRST_LINES = (
     (SCENARIO, re.compile(re.escape(SCENARIO_HEAD.strip()) + "$")),
     (TRACE, re.compile(",".join(TRACE_COLUMNS) + "$")),
-    (DIAGNOSTIC_LOG, re.compile(r"\[\w{3} \w{3} [ \d]\d \d\d:\d\d:\d\d \d{4}$")),
 )
-ANY_LINE = ((HWINFO, HWINFO_HEAD), (TURBOSTAT, TURBOSTAT_HEAD), (POWERSTAT, POWERSTAT_HEAD))
+LOG_STAMP = re.compile(r"\[\w{3} \w{3} [ \d]\d \d\d:\d\d:\d\d \d{4}$")
+ANY_LINE = ((HWINFO, HWINFO_HEAD), (TURBOSTAT, TURBOSTAT_HEAD), (POWERSTAT, POWERSTAT_HEAD),
+            (DIAGNOSTIC_LOG, LOG_STAMP))
 
 IMPORT = "scripts/import.sh makes a scenario of it"
 USES = {SCENARIO: "scripts/run.sh --replay plays it", TRACE: "scripts/report.sh shows it", HWINFO: IMPORT,
         TURBOSTAT: IMPORT, POWERSTAT: IMPORT,
-        DIAGNOSTIC_LOG: "docs/working.md explains it, and no command reads it"}
+        DIAGNOSTIC_LOG: "scripts/report.sh explains it"}
 
 UTF_16_MARKS = (codecs.BOM_UTF16_LE, codecs.BOM_UTF16_BE)
 
