@@ -16,8 +16,8 @@ out=$root/build/run
 
 # summarize TRACE NAME PICTURE
 summarize() {
-    data=${3%.new}.dat  # make_whole's own, for its end
-    trap 'rm -f -- "$data" "$3"' EXIT
+    picture=$3 data=${3%.new}.dat  # make_whole's own, for its end, where $3 is another one
+    trap 'rm -f -- "$data" "$picture"' EXIT
     run_tool trace.summarize "$1" "$data" || return
     gnuplot -c "$root/tools/trace/picture.gp" "$data" "$3" "$(run_tool trace.title "$2")" || return
     rm "$data"

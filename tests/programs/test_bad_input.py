@@ -68,7 +68,7 @@ def test_what_is_of_no_kind_is_told(tmp_path, command, content):
     (COMPARE, "none.csv", "cannot be read: No such file or directory"),
     (COMPARE, ".", "cannot be read: Is a directory"),
     (REPORT, "none.csv", "cannot be read: No such file or directory"),
-    (REPORT, ".", "cannot be read: Is a directory"),
+    (REPORT, ".", "cannot be read: this is a folder without a KelvanneApp.log"),
     (IMPORT, "none.csv", "1: the log cannot be read: No such file or directory"),
     (IMPORT, ".", "1: the log cannot be read: Is a directory"),
 ])

@@ -58,6 +58,7 @@ RUN = [*STARTED, (100, STOP), (101, DONE)]
     ([*STARTED, (100, DONE)], "unknown"),
     ([*STARTED, (-3600, DONE)], "unknown"),  # the clock was set back
     ([*STARTED, (100, BEGIN), (102, ON), (110, STOP), (111, DONE)], "unknown"),
+    ([*STARTED, (100, ON), (110, STOP), (111, DONE)], "unknown"),
     (STARTED, "still on"),
     ([(0, BEGIN)], "unknown"),
     ([(100, STOP), (101, DONE)], "control value"),

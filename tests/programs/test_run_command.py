@@ -70,6 +70,21 @@ def test_another_scenario_is_replayed_from_any_folder(tmp_path):
     assert "<h1>quiet evening</h1>" in (OUT / "quiet evening.html").read_text(encoding="utf-8")
 
 
+@pytest.mark.parametrize("kind", ["file", "folder"])
+def test_what_has_the_scenarios_bare_name_stays(tmp_path, kind):
+    (tmp_path / "evening.csv").write_text(HEADER + "0,power_mw,3200\n9000,stop,scaling\n")
+    bare = tmp_path / "evening"
+    if kind == "folder":
+        bare.mkdir()
+    else:
+        bare.write_text("mine")
+
+    result = run_script("--replay", "evening.csv", cwd=tmp_path)
+
+    assert (result.returncode, result.stderr) == (0, "")
+    assert bare.exists()
+
+
 def test_a_framework_that_cannot_be_initialised_makes_no_step(tmp_path):
     (tmp_path / "no-framework.csv").write_text(HEADER + "0,status,INIT=3000\n")
 

@@ -13,7 +13,7 @@ import os
 import pathlib
 import sys
 
-from tools.report.log_page import LogPage, MalformedLog, log_in, made_of
+from tools.report.log_page import LOG_NAME, LogPage, MalformedLog, log_in, made_of
 from tools.report.trace_page import Trace, page
 from tools.shared.exit_codes import MALFORMED, NOT_WRITABLE
 from tools.shared.file_kind import DIAGNOSTIC_LOG, kind_of
@@ -50,6 +50,8 @@ def arguments():
 
 
 def page_of(paths, names, library_file):
+    if os.path.isdir(paths[0]):
+        raise MalformedLog(f"{paths[0]}: cannot be read: this is a folder without a {LOG_NAME}")
     if paths[0].endswith(LOG_SUFFIX) and os.path.isfile(paths[0]) and not os.path.getsize(paths[0]):
         raise MalformedLog(f"{paths[0]}:1: the log is empty: scaling was not switched on since the service started")
     if kind_of(paths[0]) == DIAGNOSTIC_LOG:

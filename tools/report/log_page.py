@@ -108,8 +108,8 @@ def errors_table(page):
         return element("p", "The log holds no error.")
     rows = []
     for meaning, entries in page.errors:
-        first, last = entries[0], entries[-1]
-        times = page.when(first) if len(entries) == 1 else f"{page.when(first)} to {page.when(last)}"
+        first = entries[0]
+        times = " to ".join(dict.fromkeys((page.when(first), page.when(entries[-1]))))
         what = element("div", text(title_of(meaning, first))) + element("code", text(shown(first.text)))
         rows.append(row(len(entries), (what,), text(action_of(meaning)), text(times),
                         quiet=not asks_for_something(meaning)))

@@ -29,7 +29,7 @@ class Run:
     reason: str = ""  # one of those above, once it has ended
     detail: str = ""  # about the reason
     action: str = ""
-    complete: bool = False  # the engine can be started again, or ended with the service
+    complete: bool = False  # the engine has ended: it can be started again, unless the service ended too
 
     def first(self):
         return self.begin or self.on or self.standby or self.end
@@ -102,7 +102,7 @@ class Story:
         if meaning.scaling == OFF:
             run.reason = BY_STANDBY if run.standby else BY_VALUE
         elif meaning.scaling == SERVICE_STOP:
-            run.reason, run.complete = BY_SERVICE, True
+            run.reason = BY_SERVICE
         else:
             run.reason, run.detail, run.action = BY_FAILURE, meaning.title, meaning.action
 
