@@ -197,9 +197,10 @@ build_alone() {
 }
 
 # run_tool NAME [ARGUMENT...]: the package or module of that name in tools/. No module is looked for in the current
-# folder, and nothing is written beside the sources. It ends with the script, however that ends.
+# folder, and nothing is written beside the sources. It ends with the script, however that ends; Ctrl-C
+# would be a traceback until the tool is ready for it, and reaches it as the script's own TERM.
 run_tool() {
-    PYTHONPATH=$root setpriv --pdeathsig TERM /usr/bin/python3 -P -B -m tools "$@"
+    PYTHONPATH=$root env --ignore-signal=INT setpriv --pdeathsig TERM /usr/bin/python3 -P -B -m tools "$@"
 }
 
 # test_preset PRESET [CTEST ARGUMENT...]: runs its tests, while no other command builds or tests it; one that is skipped

@@ -48,7 +48,7 @@ def test_every_command_names_all_packages_at_once_and_ends_with_1(tmp_path, comm
     for name, says in {"dpkg-query": "exit 1", "id": "echo 1000"}.items():
         (tmp_path / name).write_text(f"#!/bin/sh\n{says}\n")
         (tmp_path / name).chmod(0o755)
-    for name in ("basename", "bash", "dirname", "flock", "git", "grep", "mkdir", "realpath", "sed"):
+    for name in ("basename", "bash", "dirname", "env", "flock", "git", "grep", "mkdir", "realpath", "sed", "setpriv"):
         (tmp_path / name).symlink_to(shutil.which(name))
     words = {"import.sh": ["log.csv"], "replay.sh": ["a.csv", "b.csv"], "report.sh": ["a.csv"]}.get(command, [])
 
