@@ -73,8 +73,10 @@ def test_every_kind_of_mark_stands_at_its_time_with_its_message(story):
         ("0:55.0", "Active Idle", f"Active Idle ends\n{IDLE_EXIT}"),
         ("1:00.0", "Power slider", f"The power slider moves\n{SLIDER}"),
         ("1:05.0", "Failure", "GET_RAPL_POWER is refused\nstatus 2600"),
-        ("1:10.0", "Standby", "The machine enters standby\nEntering MS-506"),
-        ("1:20.0", "Start and stop", "Scaling is switched off\nStop is called from the registry"),
+        ("1:10.0", "Standby",
+         "The machine enters standby; scaling ends, and does not come back by itself\nEntering MS-506"),
+        ("1:20.0", "Start and stop",
+         "Scaling is switched off, and the limits are restored\nStop is called from the registry"),
     ]
 
 

@@ -2,13 +2,15 @@
 
 import csv
 import io
+import itertools
 import re
 
 import pytest
-from report_page import ROOT
+from conftest import ROOT, run_command
 
 from tools.live import log_rows
-from tools.trace.messages import TABLE, understand
+from tools.trace.messages import (AFTER_BURST, DECISION, DECISION_LEVEL, DETAIL, ERROR_LEVEL, IDLE_STEP, LANES, LEVELS,
+                                  MESSAGES, PL1_WRITTEN, SCALING, STEP_TIER, TABLE, understand)
 
 LITERAL = re.compile(r'"((?:[^"\\]|\\.)*)"')
 
@@ -35,18 +37,23 @@ def sample(argument):
     return "".join(texts).encode().decode("unicode_escape") if texts else "7"
 
 
-def sample_messages():
-    """A message for each place of the sources that writes one whose text stands there."""
-    messages = set()
-    for folder in ("controller", "engine", "framework"):
+def sample_levels():
+    """{message: its level} for each place of the sources that writes one whose text stands there."""
+    levels = {}
+    for folder in ("controller", "engine", "framework", "service"):
         for path in (ROOT / folder).glob("*.cpp"):
             source = path.read_text(encoding="utf-8")
-            for call in re.finditer(r"\blog(?:Line\(log\w+,|Exception\()\s*(?=\")", source):
-                messages.add("".join(map(sample, call_arguments(source, call.end()))))
-            messages |= {text + ("" if text.endswith("done ==") else "7")
-                         for text in re.findall(r'"( \*{7} Max Perf Reset [^"]*)"', source)}
-            messages |= set(re.findall(r'"([^"]* EVENT Register)"', source))
-    return sorted(messages)
+            for call in re.finditer(r"\blogLine\(log(\w+),\s*(?=\")", source):
+                levels["".join(map(sample, call_arguments(source, call.end())))] = LEVELS[call[1].lower()]
+            tables = [text + ("" if text.endswith("done ==") else "7")
+                      for text in re.findall(r'"( \*{7} Max Perf Reset [^"]*)"', source)]
+            tables += re.findall(r'"([^"]* EVENT Register)"', source)
+            levels.update(dict.fromkeys(tables, DECISION_LEVEL))
+    return levels
+
+
+def sample_messages():
+    return sorted(sample_levels())
 
 
 def test_the_sources_write_messages_to_check():
@@ -60,9 +67,48 @@ def test_every_message_of_the_sources_is_known(message):
     assert understand("2", message)[0].kind != "other"
 
 
-def test_no_message_has_two_meanings():
-    for message in sample_messages():
-        assert len([1 for _, pattern, _ in TABLE if pattern.fullmatch(message)]) == 1, message
+def test_every_message_has_one_row_with_its_level():
+    for message, level in sample_levels().items():
+        assert [known.level for _, pattern, known in TABLE if pattern.fullmatch(message)] == [level], message
+
+
+@pytest.mark.parametrize("text, pattern", [(known.text, pattern) for _, pattern, known in TABLE])
+def test_every_row_is_a_message_of_the_sources(text, pattern):
+    assert any(pattern.fullmatch(message) for message in sample_messages()), text
+
+
+def test_a_written_message_is_known_by_its_beginning_alone():
+    """As a program in C++ does it."""
+    written = [known for known in MESSAGES if known.level != DECISION_LEVEL]
+    assert len(written) > 30
+    for message in (message for message, level in sample_levels().items() if level != DECISION_LEVEL):
+        found = [known.text for known in written
+                 if (message == known.text if known.is_whole() else message.startswith(known.start()))]
+        assert len(found) == 1, message
+
+
+def test_rows_say_what_the_programs_can_read():
+    assert {known.meaning.kind for known in MESSAGES} <= {*LANES, DECISION, DETAIL}
+    assert {known.meaning.scaling for known in MESSAGES} == {"", *SCALING}
+    assert [known.text for known in MESSAGES if not known.meaning.title] == []
+    assert [known.text for known in MESSAGES if known.level == ERROR_LEVEL and not known.meaning.action] == []
+    titles = {known.meaning.title for known in MESSAGES}
+    assert titles > {STEP_TIER, IDLE_STEP, AFTER_BURST, PL1_WRITTEN}
+
+
+def rows_for_operators():
+    """The table of docs/working.md: messages that are written; neighbours that mean the same share a row."""
+    written = [known for known in MESSAGES if known.level != DECISION_LEVEL]
+    for (title, action), alike in itertools.groupby(written, lambda known: (known.meaning.title, known.meaning.action)):
+        texts = [f"`{known.start()}{'' if known.is_whole() else '...'}`" for known in alike]
+        yield f"| {', '.join(texts)} | {title} |{' ' * bool(action)}{action} |"
+
+
+def test_the_page_for_operators_has_the_same_table():
+    page = (ROOT / "docs/working.md").read_text(encoding="utf-8")
+    table = page.split("| line | meaning | what to do |\n|---|---|---|\n")[1].split("\n\n")[0].strip()
+
+    assert table.split("\n") == list(rows_for_operators())
 
 
 @pytest.mark.parametrize(("text", "kind", "found"), [
@@ -85,6 +131,42 @@ def test_a_message_is_known_by_its_exact_text(text, kind, found):
 
 def test_an_unknown_error_is_a_failure():
     assert understand("4", "never heard of")[0].kind == "failure"
+
+
+# --- the header for programs in C++ ---------------------------------------------------------------------------------
+
+HEAD = "text,level,kind,announces,scaling,meaning,action\n"
+
+
+def header_of(folder, table):
+    """What CMake makes of a table, and what it says."""
+    (folder / "table.csv").write_text(table)
+    (folder / "make.cmake").write_text(
+        f"include({ROOT}/cmake/meanings.cmake)\n"
+        "kelvane_meanings_header(${CMAKE_CURRENT_LIST_DIR}/table.csv ${CMAKE_CURRENT_LIST_DIR}/header.h)\n")
+    done = run_command("cmake", "-P", folder / "make.cmake", cwd=folder)
+    header = folder / "header.h"
+    return header.read_text() if header.exists() else "", done.stderr
+
+
+def test_quotes_commas_and_signs_of_cmake_reach_the_header(tmp_path):
+    header, _ = header_of(tmp_path, HEAD + r"""
+"a ""b"", [c];\\ $d {rest*}",error,failure,,service-stop,"x, ""y""; \z",[w];
+left out,info,detail,,,m,
+last,debug,detail,yes,,m,
+""".lstrip())
+
+    rows = [line.strip() for line in header.splitlines() if "ScalingSign::" in line]
+    assert rows == [
+        r'{ "a \"b\", [c];\\ $d ", false, "ERROR", ScalingSign::serviceStop, "x, \"y\"; \\z", "[w];" },',
+        '{ "last", true, "DEBUG", ScalingSign::none, "m", "" },']
+
+
+@pytest.mark.parametrize("table", [HEAD.replace("level", "grade"), HEAD + '"open,error,failure,,,m,a\n', HEAD + "a,b"])
+def test_a_malformed_table_ends_the_build(tmp_path, table):
+    header, complaint = header_of(tmp_path, table)
+
+    assert header == "" and "table.csv" in complaint
 
 
 # --- the live service's log -----------------------------------------------------------------------------------------

@@ -60,12 +60,11 @@ def explained_on(page):
     return lambda text: any(text.startswith(span[:-3]) if span.endswith("...") else text == span for span in spans)
 
 
-def test_every_text_that_an_operator_may_meet_is_explained():
+def test_every_text_of_the_event_log_and_the_service_data_file_is_explained():
     product = "".join(path.read_text() for path in SOURCES if folder_of(path) in PRODUCT and path.suffix == ".cpp")
     texts = re.findall(r'reportServiceEvent\(L"([^"]+)"', product)
     texts += re.findall(r'writeServiceData\((?:std::string\()?"([^"]+)"', product)
-    texts += re.findall(r'\blog[A-Z]\w+\((?:log(?:Debug|Error), )?"([^"]+)"', product)
-    assert len(texts) > 55
+    assert len(texts) > 20
     explained = explained_on("docs/working.md")
     assert [text for text in texts if not explained(text)] == []
 
