@@ -95,13 +95,21 @@ def test_what_the_linked_libraries_ask_for_is_installed_beside_the_executable(pa
     assert installed.count(b"\r\n") == installed.count(b"\n") > 100
 
 
+def licence_of(package):
+    """The licence that stands first in what Debian says of the package."""
+    text = pathlib.Path(f"/usr/share/doc/{package}/copyright").read_text(encoding="utf-8")
+    lines = re.search(r"\n\nLicense: .*\n((?: .*\n)+)", text)[1]
+    return re.sub(r"(?m)^ \.?", "", lines)
+
+
 def test_the_notices_are_those_of_the_libraries_that_are_linked():
     words = " ".join((ROOT / "packaging/NOTICES.txt").read_text(encoding="ascii").split())
     threads = pathlib.Path("/usr/x86_64-w64-mingw32/include/pthread.h").read_text(encoding="utf-8")
     ours, lockless = re.findall(r"/\*(.*?)\*/", threads, re.DOTALL)[:2]
     compiler = pathlib.Path("/usr/share/doc/gcc-mingw-w64-base/copyright").read_text(encoding="utf-8")
     exception = re.search(r"GCC RUNTIME LIBRARY EXCEPTION\n.*?of the license of GCC\.", compiler, re.DOTALL)[0]
-    for notice in (ours, re.sub(r"\n \*", "\n", lockless), exception):
+    command_line, json = map(licence_of, ("libcli11-dev", "nlohmann-json3-dev"))
+    for notice in (ours, re.sub(r"\n \*", "\n", lockless), exception, command_line, json):
         assert len(notice) > 1000
         assert " ".join(notice.lstrip("* \n").split()) in words
 

@@ -1,0 +1,14 @@
+// kelvanectl/commands.h: what a person can ask for. Each returns the exit code.
+#pragma once
+
+#include <string>
+
+namespace kelvane {
+
+// Prints the diagnostic log, an entry a line; an empty name stands for the service's own.
+int logCommand(const std::wstring& file);
+
+// Prints what is known of the service, its surroundings and scaling.
+int statusCommand(bool json);
+
+}  // namespace kelvane
