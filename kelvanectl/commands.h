@@ -11,4 +11,7 @@ int logCommand(const std::wstring& file);
 // Prints what is known of the service, its surroundings and scaling.
 int statusCommand(bool json);
 
+// Prints a line for each thing that must be in place; fails if one is not.
+int verifyCommand(bool json);
+
 }  // namespace kelvane

@@ -41,7 +41,9 @@ void readConfiguration(SC_HANDLE handle, InstalledService& service)
     if (!QueryServiceConfigW(handle, config, static_cast<DWORD>(buffer.size()), &needed)) return;
     service.startType = config->dwStartType;
     if (config->lpServiceStartName) service.account = config->lpServiceStartName;
-    if (config->lpBinaryPathName) service.commandLine = config->lpBinaryPathName;
+    // The registry has what the next start takes; Wine's manager remembers what it was when it looked last.
+    service.commandLine = textOf(readValue(std::wstring(servicesKey) + serviceName, L"ImagePath"));
+    if (service.commandLine.empty() && config->lpBinaryPathName) service.commandLine = config->lpBinaryPathName;
     service.program = programOf(service.commandLine);
 }
 

@@ -9,6 +9,9 @@
 
 namespace kelvane {
 
+// The key that holds those of all services.
+inline constexpr wchar_t servicesKey[] = L"SYSTEM\\CurrentControlSet\\Services\\";
+
 struct InstalledService {
     Presence presence = Presence::unseen;
     DWORD state = 0;      // SERVICE_RUNNING, ...

@@ -45,6 +45,12 @@ CommandLine::CommandLine()
     describe(*status, "0 running, 3 not running, 4 not installed", "status --json");
     status->callback([this] { command = [this] { return statusCommand(json); }; });
 
+    CLI::App* const verify = app.add_subcommand(
+        "verify", "Checks what must be in place, a line for each thing: ok, FAILED with what to do, or unknown.");
+    verify->add_flag("--json", json, "Print JSON");
+    describe(*verify, "0 nothing failed, 1 something failed", "verify");
+    verify->callback([this] { command = [this] { return verifyCommand(json); }; });
+
     CLI::App* const log = app.add_subcommand("log", "Prints the diagnostic log, an entry a line, with its meaning.");
     log->add_option("FILE", file, "A log from any PC; the one of this PC's service if it is not given");
     describe(*log, "0 printed, 1 no log, 5 no right to read it", R"(log C:\Users\Ann\Desktop\KelvanneApp.log)");

@@ -13,6 +13,12 @@ from tools.wine.service import CAPABILITY_KEY, CONTROL_KEY, DRIVER_KEYS, SERVICE
 
 ON_AGAIN = "write 0, wait a second, write 2"
 SCALING_ENDS_S = 20
+SERVICE_KEY = rf"HKLM\SYSTEM\CurrentControlSet\Services\{SERVICE}"
+SOURCE_KEY = rf"HKLM\SYSTEM\CurrentControlSet\Services\EventLog\Application\{SERVICE}"
+RESTARTS = "80510100" "00000000" "00000000" "04000000" "14000000" + "0100000060EA0000" * 3 + "00" * 8
+CHECKS = ["service", "program", "account", "start type", "recovery", "version", "event source", "own key",
+          "driver orq_acpi", "driver orq_cpu", "companion's key", "control value", "core", "System log", "log",
+          "lost session"]
 
 
 class Command:
@@ -193,7 +199,7 @@ def test_log_says_what_it_cannot_read(kelvane, command):
 # --- usage ------------------------------------------------------------------------------------------------------------
 
 def test_each_command_explains_itself_with_an_example(command):
-    for words in ((), ("status",), ("log",)):
+    for words in ((), ("status",), ("verify",), ("log",)):
         code, text, errors = command.run(*words, "-h")
         assert (code, errors) == (0, "")
         assert re.search(r"\nExample: kelvanectl \w+", text)
@@ -205,3 +211,100 @@ def test_wrong_usage_is_one_sentence_and_2(command, arguments):
 
     assert (code, text) == (2, "")
     assert re.fullmatch(r"kelvanectl: [^\n]+: see kelvanectl -h\.\n", errors)
+
+
+# --- verify -----------------------------------------------------------------------------------------------------------
+
+def install_whole(kelvane):
+    """What the package enters beyond what the tests of the service need."""
+    kelvane.control_manager("delete", SERVICE)
+    kelvane.control_manager("create", SERVICE, "binPath=", r"C:\kv\kelvane.exe", "start=", "auto")
+    kelvane.registry("add", SERVICE_KEY, "/v", "FailureActions", "/t", "REG_BINARY", "/d", RESTARTS, "/f")
+    kelvane.registry("add", SOURCE_KEY, "/v", "EventMessageFile", "/t", "REG_EXPAND_SZ", "/d", r"C:\kv\kelvane.exe",
+                     "/f")
+
+
+def verify(command):
+    """(exit code, results by name), and by name what is said of those that failed."""
+    code, text, errors = command.run("verify", "--json")
+    assert errors == ""
+    checks = json.loads(text)["checks"]
+    assert all((check["action"] is not None) == (check["result"] == "FAILED") for check in checks)
+    return (code, {check["name"]: check["result"] for check in checks},
+            {check["name"]: check["found"] for check in checks if check["result"] == "FAILED"})
+
+
+def test_verify_finds_nothing_wrong_with_a_whole_installation(kelvane, command):
+    install_whole(kelvane)
+
+    assert verify(command) == (0, {**dict.fromkeys(CHECKS, "ok"), "System log": "unknown"}, {})
+    kelvane.start_scaling()
+    assert verify(command) == (0, {**dict.fromkeys(CHECKS, "ok"), "System log": "unknown"}, {})
+
+    code, text, errors = command.run("verify")
+    assert (code, errors, len(text.splitlines())) == (0, "", len(CHECKS))
+    assert "ok       control value: 2: scaling is wanted" in text.splitlines()
+
+
+def test_verify_without_the_service(kelvane, command):
+    kelvane.control_manager("delete", SERVICE)
+
+    code, results, failures = verify(command)
+
+    assert code == 1
+    assert list(results) == CHECKS
+    assert failures == {"service": "missing", "event source": "missing"}
+    assert [name for name, result in results.items() if result == "unknown"] == [
+        "program", "account", "start type", "recovery", "version", "System log"]
+
+
+def test_verify_names_each_thing_that_is_broken(kelvane, command):
+    install_whole(kelvane)
+    kelvane.registry("add", SERVICE_KEY, "/v", "FailureActions", "/t", "REG_BINARY", "/d", "00" * 28, "/f")
+    for key in (CAPABILITY_KEY, *DRIVER_KEYS):
+        kelvane.delete_key(key)
+    kelvane.write_control("2", kind="REG_SZ")
+    (kelvane.core_folder / "orqcore.dll").unlink()
+    (kelvane.home / "kelvane.exe").unlink()
+    (next(kelvane.drive.glob("users/*/AppData/Roaming")) / "KelvanneApp").mkdir()
+
+    code, _, failures = verify(command)
+
+    assert code == 1
+    assert set(failures) == {"program", "recovery", "version", "event source", "own key", "driver orq_acpi",
+                             "driver orq_cpu", "control value", "core", "log"}
+    assert failures["control value"] == "a text, which is never taken for 2"
+
+
+def test_verify_judges_the_control_value_and_its_key(kelvane, command):
+    kelvane.write_control("02", kind="REG_BINARY")
+    assert verify(command)[2]["control value"] == "shorter than four bytes"
+    kelvane.delete_control()
+    assert verify(command)[2]["control value"] == "missing"
+    kelvane.delete_key(CONTROL_KEY)
+    assert verify(command)[2]["companion's key"] == "missing"
+
+
+def test_verify_finds_a_link_in_the_cores_place_and_leaves_it(kelvane, command):
+    core = kelvane.core_folder / "orqcore.dll"
+    core.unlink()
+    core.symlink_to(kelvane.home, target_is_directory=True)
+
+    _, _, failures = verify(command)
+
+    assert failures["core"].endswith("is a link, which is removed")
+    assert core.is_symlink()
+
+
+def test_verify_finds_a_session_that_is_lost_because_2_stood_there_before(kelvane, command):
+    kelvane.write_control(2)
+    kelvane.start_to_wait()
+
+    assert verify(command)[2]["lost session"] == "the value is 2, and scaling is off"
+
+
+def test_verify_finds_a_path_that_has_blanks_and_no_quotes(kelvane, command):
+    kelvane.control_manager("delete", SERVICE)
+    kelvane.control_manager("create", SERVICE, "binPath=", r"C:\kv\a b\kelvane.exe")
+
+    assert verify(command)[2]["program"] == r"C:\kv\a b\kelvane.exe has blanks and no quotes"
