@@ -64,7 +64,7 @@ def test_the_package_is_for_the_whole_machine_and_64_bit(package):
     assert package.summary()["7"] == "x64;1033"
     assert package.properties()["ALLUSERS"] == "1"
     assert [(row["Component"], row["Attributes"]) for row in package.rows("Component")] == [
-        ("Service", "256"), ("Notices", "256")]
+        ("Service", "256"), ("Command", "256"), ("Notices", "256")]
 
 
 def test_the_package_bears_the_names_and_the_version_of_the_build(package):
@@ -82,6 +82,16 @@ def test_the_executable_goes_below_program_files_and_has_its_version(package):
     folders = {row["Directory"]: (row["Directory_Parent"], row["DefaultDir"]) for row in package.rows("Directory")}
     assert folders["INSTALLFOLDER"] == ("COMPANYFOLDER", "KELVANE|Tarvo(R) Kelvane")
     assert folders["COMPANYFOLDER"] == ("ProgramFiles64Folder", "Tarvo")
+
+
+def test_the_command_goes_beside_it_and_its_folder_on_the_machines_path(package):
+    assert package.row("File", File="KelvanectlExe") == {
+        "File": "KelvanectlExe", "Component_": "Command", "FileName": "KELVCTL.EXE|kelvanectl.exe",
+        "FileSize": str((ROOT / "build/release/kelvanectl.exe").stat().st_size),
+        "Version": VERSION, "Language": "1033", "Attributes": "512", "Sequence": "2"}
+    # Set, removed at uninstallation, for the machine; the value that is there stays in front.
+    assert package.rows("Environment") == [{"Environment": "CommandFolder", "Name": "=-*PATH",
+                                            "Value": "[~];[INSTALLFOLDER]", "Component_": "Command"}]
 
 
 def test_what_the_linked_libraries_ask_for_is_installed_beside_the_executable(package, tmp_path):
@@ -172,9 +182,9 @@ def test_the_switches_reach_the_elevated_half_of_the_installation(package):
 def test_the_steps_have_this_order(package):
     steps = ["FindRelatedProducts", "LaunchConditions", "CostInitialize", "FileCost", "CostFinalize", "InstallValidate",
              "InstallInitialize", "ProcessComponents", "StopServices", "DeleteServices", "RemoveRegistryValues",
-             "RemoveFiles", "RemoveFolders", "CreateFolders", "InstallFiles", "InstallServices", "WriteRegistryValues",
-             "StartServices", "InstallExecute", "RemoveExistingProducts", "RegisterProduct", "PublishFeatures",
-             "PublishProduct", "InstallFinalize"]
+             "RemoveEnvironmentStrings", "RemoveFiles", "RemoveFolders", "CreateFolders", "InstallFiles",
+             "WriteEnvironmentStrings", "InstallServices", "WriteRegistryValues", "StartServices", "InstallExecute",
+             "RemoveExistingProducts", "RegisterProduct", "PublishFeatures", "PublishProduct", "InstallFinalize"]
     assert [action for action in package.sequence() if action in steps] == steps
 
 
