@@ -4,6 +4,7 @@
 // process starts and once more when it is opened for good. Each line is flushed as it is written; there is no rotation.
 #include "diagnostics/ansi_text.h"
 #include "diagnostics/diagnostic_log.h"
+#include "diagnostics/log_names.h"
 
 #include <windows.h>
 
@@ -37,16 +38,16 @@ std::wstring roamingFolder()
 
 std::string DiagnosticLog::makeLogFile()
 {
-    std::wstring path = roamingFolder() + L"\\KelvanneApp\\";
+    std::wstring path = roamingFolder() + L"\\" + logHomeFolder + L"\\";
     // Deliberate: only the bare attribute counts as "is there". A folder with a further one is made again, which
     // harms nothing; a folder without its "logs" is not repaired, and the log stays closed.
     if (GetFileAttributesA(toAnsi(path).c_str()) == FILE_ATTRIBUTE_DIRECTORY) {
-        path += L"logs\\KelvanneApp.log";
+        path = path + logFolder + L"\\" + logFileName;
     } else {
         CreateDirectoryW(path.c_str(), nullptr);
-        path += L"logs\\";
+        path = path + logFolder + L"\\";
         CreateDirectoryW(path.c_str(), nullptr);
-        path += L"KelvanneApp.log";
+        path += logFileName;
     }
     std::string narrow = toAnsi(path);
     std::ofstream(narrow, std::ios::out | std::ios::trunc).close();

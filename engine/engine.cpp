@@ -15,6 +15,7 @@
 #include "engine/state.h"
 #include "framework/events.h"
 #include "framework/session.h"
+#include "state/names.h"
 #include "state/state.h"
 
 #include <comdef.h>

@@ -12,9 +12,6 @@
 
 namespace kelvane {
 
-const wchar_t standbyChannel[] = L"System";
-const wchar_t standbyQuery[] = L"(*[System[(EventID=\"506\") or (EventID=\"507\")]])";
-
 std::atomic<int> g_standbyExitCount = 0;
 
 namespace {

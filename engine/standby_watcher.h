@@ -12,9 +12,6 @@
 
 namespace kelvane {
 
-extern const wchar_t standbyChannel[];
-extern const wchar_t standbyQuery[];
-
 extern std::atomic<int> g_standbyExitCount;  // exits seen while no session was open; nobody reads it
 
 // The subscription's callback. Returns 0, or the status of a rendering that failed.

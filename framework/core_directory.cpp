@@ -29,10 +29,9 @@ void joinPath(char* path, const char* directory, const char* name)
     std::snprintf(path, pathCapacity, "%s%s%s", directory, "\\", name);
 }
 
-bool fileExists(const char* path)
-{
-    return removeReparsePoint(path) == 0 && GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES;
-}
+bool fileExists(const char* path) { return GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES; }
+
+bool fileExistsOnceGuarded(const char* path) { return removeReparsePoint(path) == 0 && fileExists(path); }
 
 // Walks the device IDs in `list`, never past its `size` bytes, to the first device with the framework's interface.
 CONFIGRET findFrameworkDevice(char* list, ULONG size, DEVINST* device)
@@ -77,6 +76,26 @@ unsigned long searchDeviceList(char* list, ULONG listSize, char* buffer, unsigne
     return found == CR_SUCCESS ? readInstallDirectory(device, buffer, size) : found;
 }
 
+const char* findCoreDirectory(const char* name, char* buffer, bool (*exists)(const char* path))
+{
+    unsigned long status = notFound;
+    if (locateInstallDirectory(buffer, pathCapacity) == 0) status = 0;
+    if (status == 0 && !hasSeparator(name)) {
+        char candidate[pathCapacity];
+        joinPath(candidate, buffer, name);
+        if (!exists(candidate)) status = notFound;
+    }
+    if (status == 0) return buffer;
+
+    const UINT length = GetSystemDirectoryA(buffer, pathCapacity);
+    if (length == 0 || length >= pathCapacity) {
+        buffer[0] = '\0';
+        return nullptr;
+    }
+    std::snprintf(buffer + length, pathCapacity - length, "%s", fallbackFolder);
+    return buffer;
+}
+
 }  // namespace
 
 unsigned long locateInstallDirectory(char* buffer, unsigned long size)
@@ -103,22 +122,14 @@ unsigned long removeReparsePoint(const char* path)
 
 const char* coreDirectory(const char* name, char* buffer)
 {
-    unsigned long status = notFound;
-    if (locateInstallDirectory(buffer, pathCapacity) == 0) status = 0;
-    if (status == 0 && !hasSeparator(name)) {
-        char candidate[pathCapacity];
-        joinPath(candidate, buffer, name);
-        if (!fileExists(candidate)) status = notFound;
-    }
-    if (status == 0) return buffer;
+    return findCoreDirectory(name, buffer, fileExistsOnceGuarded);
+}
 
-    const UINT length = GetSystemDirectoryA(buffer, pathCapacity);
-    if (length == 0 || length >= pathCapacity) {
-        buffer[0] = '\0';
-        return nullptr;
-    }
-    std::snprintf(buffer + length, pathCapacity - length, "%s", fallbackFolder);
-    return buffer;
+void lookForCore(const char* name, char* path)
+{
+    char directory[pathCapacity] = {};
+    path[0] = '\0';
+    if (findCoreDirectory(name, directory, fileExists)) joinPath(path, directory, name);
 }
 
 void formCorePath(const char* name, char* path)

@@ -24,6 +24,10 @@ unsigned long removeReparsePoint(const char* path);
 // buffer, when there is none.
 const char* coreDirectory(const char* name, char* buffer);
 
+// Puts the full path at which the library `name` would be looked for into `path` of pathCapacity bytes, and touches
+// nothing: a link in the library's place stays, and counts as the library. Empty when there is no directory.
+void lookForCore(const char* name, char* path);
+
 // Puts the full path of the library `name` into `path` of pathCapacity bytes. A name with a separator, or without a
 // directory to be found in, is taken as it is.
 void formCorePath(const char* name, char* path);

@@ -2,6 +2,7 @@
 #include "framework/core_library.h"
 
 #include "framework/status.h"
+#include "state/names.h"
 
 #include <algorithm>
 #include <atomic>
@@ -15,7 +16,6 @@ LoaderState g_loader;
 
 namespace {
 
-constexpr char coreLibraryName[] = "orqcore.dll";
 constexpr char exportName[] = "GetOrqInterface";
 constexpr std::size_t messageInsertsMax = 99;  // a text of the system's names its inserts %1 to %99
 

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """complete_tables.py MSI PRODUCT FILE_VERSION TIME: what wixl 0.101 cannot say, added to the package's tables.
 
-FILE_VERSION is the executable's, TIME the seconds since 1970 that stand for the time of the build. Afterwards equal
+FILE_VERSION is the executables', TIME the seconds since 1970 that stand for the time of the build. Afterwards equal
 contents make equal packages: the package code is derived from everything else.
 """
 
@@ -15,6 +15,8 @@ import uuid
 
 COMPONENT = "Service"
 EXECUTABLE = "KelvaneExe"
+COMMAND_COMPONENT = "Command"
+COMMAND = "KelvanectlExe"
 NAMESPACE = uuid.UUID("b7c05b6e-3a3c-4f60-9d5c-5b1f8e1f0a6d")
 SERVICES = r"SYSTEM\CurrentControlSet\Services"
 
@@ -91,13 +93,25 @@ def removal():
                      DirProperty=name, InstallMode=ON_UNINSTALL)
 
 
+def search_path():
+    """The machine's PATH gets the command's folder at its end, and loses it with an uninstallation."""
+    yield ("CREATE TABLE `Environment` (`Environment` CHAR(72) NOT NULL, `Name` CHAR(255) NOT NULL LOCALIZABLE, "
+           "`Value` CHAR(255) LOCALIZABLE, `Component_` CHAR(72) NOT NULL PRIMARY KEY `Environment`)")
+    yield insert("Environment", Environment="CommandFolder", Name="=-*PATH", Value="[~];[INSTALLFOLDER]",
+                 Component_=COMMAND_COMPONENT)
+    yield action("RemoveEnvironmentStrings", 3300)
+    yield action("WriteEnvironmentStrings", 5200)
+
+
 def statements(product, file_version):
     yield ("UPDATE `Property` SET `Value`='OTHERVERSION;NEWERVERSION;NOSTART;KEEPLOGS' "
            "WHERE `Property`='SecureCustomProperties'")
 
     # A file without a version would be taken for a document, which an upgrade leaves alone once it was changed.
-    yield f"UPDATE `File` SET `Version`='{file_version}', `Language`='1033' WHERE `File`='{EXECUTABLE}'"
-    yield f"DELETE FROM `MsiFileHash` WHERE `File_`='{EXECUTABLE}'"
+    for file in (EXECUTABLE, COMMAND):
+        yield f"UPDATE `File` SET `Version`='{file_version}', `Language`='1033' WHERE `File`='{file}'"
+        yield f"DELETE FROM `MsiFileHash` WHERE `File_`='{file}'"
+    yield f"UPDATE `File` SET `FileName`='KELVCTL.EXE|kelvanectl.exe' WHERE `File`='{COMMAND}'"
 
     # Without its service the installation has failed.
     yield "UPDATE `ServiceInstall` SET `ErrorControl`=32769"
@@ -108,6 +122,7 @@ def statements(product, file_version):
     for row, key, name, value in registry_values(product):
         yield insert("Registry", Registry=row, Root=2, Key=key, Name=name, Value=value, Component_=COMPONENT)
 
+    yield from search_path()
     yield from removal()
 
 

@@ -3,7 +3,7 @@
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-build_packages=(g++-mingw-w64-x86-64-posix cmake ninja-build wine64)
+build_packages=(g++-mingw-w64-x86-64-posix cmake libcli11-dev ninja-build nlohmann-json3-dev wine64)
 package_packages=(git msitools python3 uuid-runtime wixl)
 sign_packages=(openssl osslsigncode)
 native_packages=(clang cmake g++ googletest libclang-rt-dev ninja-build python3-pytest)

@@ -4,8 +4,8 @@
 # Builds the installer build/package/kelvane-VERSION-x64.msi and tells what it made. With VERSION and FOLDER: the same
 # in FOLDER, calling itself VERSION, at most 255.255.65535.65535; for trying upgrades.
 #
-# Beside the executable goes packaging/NOTICES.txt, what the authors of the libraries in it ask for.
-# Executable and installer are signed when KELVANE_SIGN_CERT names a certificate and KELVANE_SIGN_KEY its key, both PEM
+# Beside kelvane.exe and kelvanectl.exe goes packaging/NOTICES.txt, what the authors of the libraries in them ask for.
+# Programs and installer are signed when KELVANE_SIGN_CERT names a certificate and KELVANE_SIGN_KEY its key, both PEM
 # files. KELVANE_SIGN_PASS_FILE names a file with the key's pass phrase, KELVANE_SIGN_TIME_URL a time stamp service,
 # without which a signature lapses together with the certificate.
 # The same commit makes the same bytes, unless they are signed. SOURCE_DATE_EPOCH is the commit's time if it is not set.
@@ -59,7 +59,7 @@ product_code() {
     uuidgen --sha1 --namespace b7c05b6e-3a3c-4f60-9d5c-5b1f8e1f0a6d --name "$1" | tr '[:lower:]' '[:upper:]'
 }
 
-# make_package MSI VERSION: from the two files that lie in the same folder.
+# make_package MSI VERSION: from the files that lie in the same folder.
 make_package() {
     (cd "$stage" && silently wixl -a x64 -o "$1" -D "ProductCode=$(product_code "$2")" -D "Version=$2" \
         -D "NextVersion=$(next_version "$2")" -D "Company=${company:?}" -D "Product=${product:?}" \
@@ -94,7 +94,7 @@ is_signed || sign_packages=()
 install_packages "${build_packages[@]}" "${package_packages[@]}" "${sign_packages[@]}"
 SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git -C "$root" log -1 --format=%ct)}
 export SOURCE_DATE_EPOCH TZ=UTC
-build release kelvane
+build release kelvane kelvanectl
 # shellcheck source=/dev/null
 source "$root/build/release/generated/identity.sh"
 
@@ -109,10 +109,12 @@ dd if=/dev/zero of="$stage/space" bs=1M count=4 status=none || {
     exit 1
 }
 rm "$stage/space"
-cp "$root/build/release/kelvane.exe" "$stage"
-if is_signed; then sign "$stage/kelvane.exe"; fi
+for program in kelvane.exe kelvanectl.exe; do
+    cp "$root/build/release/$program" "$stage"
+    if is_signed; then sign "$stage/$program"; fi
+done
 sed 's/$/\r/' "$root/packaging/NOTICES.txt" >"$stage/NOTICES.txt"
-touch -d "@$SOURCE_DATE_EPOCH" "$stage/kelvane.exe" "$stage/NOTICES.txt"
+touch -d "@$SOURCE_DATE_EPOCH" "$stage"/*.exe "$stage/NOTICES.txt"
 
 package=kelvane-${1:-$version}-x64.msi
 make_package "$package" "${1:-$version}"

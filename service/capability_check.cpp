@@ -3,18 +3,13 @@
 
 #include "diagnostics/event_log.h"
 #include "diagnostics/service_data.h"
+#include "state/names.h"
 
 #include <exception>
 
 namespace kelvane {
 
 namespace {
-
-constexpr wchar_t acpiDriverKey[] = L"SYSTEM\\CurrentControlSet\\Services\\orq_acpi";
-constexpr wchar_t cpuDriverKey[] = L"SYSTEM\\CurrentControlSet\\Services\\orq_cpu";
-constexpr wchar_t capabilityKey[] = L"SOFTWARE\\Tarvo\\KV";
-constexpr DWORD driversPresent = 2;
-constexpr DWORD driversMissing = 1;
 
 bool openForReading(const wchar_t* subkey, HKEY* key)
 {
@@ -44,7 +39,7 @@ void writeCapability(const std::wstring& subkey, DWORD type, DWORD value)
         reportServiceEvent(L"KV Registry is not exists, Install the package again");
         return;
     }
-    if (RegSetValueExW(key, L"Capability", 0, type, reinterpret_cast<const BYTE*>(&value), sizeof value) !=
+    if (RegSetValueExW(key, capabilityValue, 0, type, reinterpret_cast<const BYTE*>(&value), sizeof value) !=
         ERROR_SUCCESS) {
         reportServiceEvent(L"KV Capability value is not present");
         return;  // Deliberate: the handle stays open.

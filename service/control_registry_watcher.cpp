@@ -6,6 +6,7 @@
 #include "diagnostics/event_log.h"
 #include "diagnostics/service_data.h"
 #include "service/service_host.h"
+#include "state/names.h"
 #include "state/state.h"
 
 #include <algorithm>
@@ -17,10 +18,8 @@ namespace kelvane {
 
 namespace {
 
-constexpr wchar_t controlKey[] = L"SYSTEM\\CurrentControlSet\\Services\\LITSSVC\\IC\\KV";
 constexpr DWORD anyChange =
     REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_ATTRIBUTES | REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_CHANGE_SECURITY;
-constexpr wchar_t scalingWanted = 2;
 
 constexpr DWORD initialSetting = 2;
 
@@ -60,7 +59,7 @@ DWORD readSetting(Watch& watch)
     DWORD type = 0;
     watch.size = std::min<DWORD>(watch.size, sizeof buffer);
     return remembered(
-        RegQueryValueExW(watch.key, L"CurrentSetting", nullptr, &type, reinterpret_cast<BYTE*>(&buffer), &watch.size));
+        RegQueryValueExW(watch.key, controlValue, nullptr, &type, reinterpret_cast<BYTE*>(&buffer), &watch.size));
 }
 
 void followSetting(Watch& watch)

@@ -194,5 +194,35 @@ TEST_F(CoreDirectory, IsNotSearchedForANameWithASeparator)
     EXPECT_THAT(system.calls, IsEmpty());
 }
 
+struct LookRow {
+    std::string installDir = "C:\\orq";  // empty: no device
+    std::string file = "C:\\orq\\orqcore.dll";
+    DWORD attributes = plainFile;
+    std::optional<UINT> systemAnswer = {};  // none: its length
+    std::string path = "C:\\orq\\orqcore.dll";
+};
+
+class CoreThatIsLookedFor : public WithRow<CoreDirectory, LookRow> {};
+
+TEST_ROWS(CoreThatIsLookedFor,
+          // where the service would load it from; a link in its place counts
+          ROW(.attributes = plainFile), ROW(.attributes = linkToFile), ROW(.attributes = linkToFolder),
+          ROW(.file = "C:\\other", .path = pathInFallback), ROW(.installDir = "", .path = pathInFallback),
+          ROW(.installDir = "", .systemAnswer = 0, .path = ""));
+
+TEST_ROW(CoreThatIsLookedFor, StaysAsItIs)
+{
+    if (!row().installDir.empty()) system.plugInFrameworkDevice(row().installDir);
+    system.files = { { row().file, row().attributes } };
+    system.systemDirectory = "C:\\windows\\system32";
+    system.systemDirectoryAnswer = row().systemAnswer;
+    const GuardedBlock path(260);
+
+    lookForCore("orqcore.dll", path.data());
+
+    EXPECT_STREQ(path.data(), row().path.c_str());
+    EXPECT_EQ(system.files.size(), 1U);
+}
+
 }  // namespace
 }  // namespace kelvane::tests

@@ -10,6 +10,7 @@ import pytest
 from conftest import PRODUCT, ROOT, VERSION, run_command
 
 EXECUTABLE = ROOT / "build/release/kelvane.exe"
+COMMAND = ROOT / "build/release/kelvanectl.exe"
 
 
 @pytest.fixture(scope="module", name="image")
@@ -28,17 +29,36 @@ def resource(image, kind):
     return image.get_data(place.OffsetToData, place.Size), languages[0].id
 
 
+def texts_of(image):
+    return {key.decode(): value.decode() for info in image.FileInfo[0] if info.Key == b"StringFileInfo"
+            for table in info.StringTable for key, value in table.entries.items()}
+
+
 def test_the_version_resource_names_company_product_and_version(image):
     fixed = image.VS_FIXEDFILEINFO[0]
-    texts = {key.decode(): value.decode() for info in image.FileInfo[0] if info.Key == b"StringFileInfo"
-             for table in info.StringTable for key, value in table.entries.items()}
 
-    assert texts == {"CompanyName": "Tarvo", "FileDescription": "Tarvo(R) Kelvane service", "FileVersion": VERSION,
-                     "InternalName": "kelvane", "OriginalFilename": "kelvane.exe", "ProductName": PRODUCT,
-                     "ProductVersion": VERSION}
+    assert texts_of(image) == {
+        "CompanyName": "Tarvo", "FileDescription": "Tarvo(R) Kelvane service", "FileVersion": VERSION,
+        "InternalName": "kelvane", "OriginalFilename": "kelvane.exe", "ProductName": PRODUCT,
+        "ProductVersion": VERSION}
     numbers = (1 << 16 | 0, 11406 << 16 | 42226)
     assert (fixed.FileVersionMS, fixed.FileVersionLS) == numbers
     assert (fixed.ProductVersionMS, fixed.ProductVersionLS) == numbers
+
+
+def test_the_command_names_itself_asks_for_no_rights_and_is_small():
+    with pefile.PE(str(COMMAND)) as image:
+        assert texts_of(image) == {
+            "CompanyName": "Tarvo", "FileDescription": "Tarvo(R) Kelvane command", "FileVersion": VERSION,
+            "InternalName": "kelvanectl", "OriginalFilename": "kelvanectl.exe", "ProductName": PRODUCT,
+            "ProductVersion": VERSION}
+        assert b'requestedExecutionLevel level="asInvoker"' in resource(image, "RT_MANIFEST")[0]
+        libraries = {entry.dll.decode().lower() for entry in image.DIRECTORY_ENTRY_IMPORT}
+    assert libraries == {"advapi32.dll", "cfgmgr32.dll", "kernel32.dll", "msvcrt.dll", "ole32.dll", "shell32.dll",
+                         "version.dll"}
+    content = COMMAND.read_bytes()
+    assert str(ROOT).encode() not in content
+    assert len(content) < 2_000_000
 
 
 def test_the_manifest_asks_for_no_rights_and_names_windows_10(image):

@@ -23,6 +23,7 @@ VERSIONS = (VERSION, OLDER, REBUILT)
 PACKAGES = ROOT / "build/package-tests/life"
 SERVICE_KEY = rf"HKLM\SYSTEM\CurrentControlSet\Services\{SERVICE}"
 SOURCE_KEY = rf"HKLM\SYSTEM\CurrentControlSet\Services\EventLog\Application\{SERVICE}"
+ENVIRONMENT_KEY = r"HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment"
 UNINSTALL_KEY = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall"
 FOLDER = r"C:\Program Files\Tarvo\Tarvo(R) Kelvane"
 WRITTEN_BY_STAND_INS = {"kv/told.txt", "windows/system32/Tarvo/ORQ/trace.csv"}
@@ -84,7 +85,8 @@ class PackagedKelvane(Kelvane):
                 head, *lines = block.strip().split("\n")
                 key = re.sub(r"\] \d+$", "]", head)
                 entries.add((hive.name, key, ""))
-                entries |= {(hive.name, key, line) for line in lines
+                # Of the machine's PATH Wine leaves the separator that came with a folder.
+                entries |= {(hive.name, key, re.sub(r'^("PATH"=.*);"$', r'\1"', line)) for line in lines
                             if not line.startswith("#time") and "DriverDate" not in line}  # the time of each boot
         return files, entries
 
@@ -126,6 +128,21 @@ def test_a_silent_installation_registers_and_starts_the_service(machine):
     assert service["FailureActionsOnNonCrashFailures"] == ("REG_DWORD", "0x1")
     assert service["FailureActions"] == (
         "REG_BINARY", "80510100" + "00" * 8 + "04000000" + "14000000" + "0100000060EA0000" * 3 + "00" * 8)
+
+
+def test_the_command_is_found_by_its_name_and_has_nothing_to_complain_about(machine):
+    machine.install()
+    machine.wait_for_service_data("Capability key is present")
+
+    assert machine.values(ENVIRONMENT_KEY)["PATH"][1].endswith(f";{FOLDER}\\")
+    verified = machine.run(r"C:\windows\system32\cmd.exe", "/c", "kelvanectl", "verify")
+    assert [line for line in verified.splitlines() if not line.startswith("ok ")] == [
+        "unknown  System log: the event log does not answer"]
+
+    machine.stop(STOP_S)
+    machine.uninstall()
+
+    assert "Tarvo" not in machine.values(ENVIRONMENT_KEY)["PATH"][1]
 
 
 def test_the_service_is_not_started_when_that_is_not_wanted(machine):

@@ -52,9 +52,10 @@ def test_the_package_is_signed(signed, signing):
     assert "CN=Test signer" in said
 
 
-def test_the_executable_in_the_package_is_signed_too(signed, signing, tmp_path):
+@pytest.mark.parametrize("name", ["kelvane.exe", "kelvanectl.exe"])
+def test_the_programs_in_the_package_are_signed_too(signed, signing, tmp_path, name):
     subprocess.run(["msiextract", "-C", tmp_path, OUT / NAME], capture_output=True, check=True)
-    [executable] = tmp_path.rglob("kelvane.exe")
+    [executable] = tmp_path.rglob(name)
 
     said, trusted = verification(executable, signing["KELVANE_SIGN_CERT"])
 

@@ -64,7 +64,7 @@ def test_the_package_is_for_the_whole_machine_and_64_bit(package):
     assert package.summary()["7"] == "x64;1033"
     assert package.properties()["ALLUSERS"] == "1"
     assert [(row["Component"], row["Attributes"]) for row in package.rows("Component")] == [
-        ("Service", "256"), ("Notices", "256")]
+        ("Service", "256"), ("Command", "256"), ("Notices", "256")]
 
 
 def test_the_package_bears_the_names_and_the_version_of_the_build(package):
@@ -84,6 +84,16 @@ def test_the_executable_goes_below_program_files_and_has_its_version(package):
     assert folders["COMPANYFOLDER"] == ("ProgramFiles64Folder", "Tarvo")
 
 
+def test_the_command_goes_beside_it_and_its_folder_on_the_machines_path(package):
+    assert package.row("File", File="KelvanectlExe") == {
+        "File": "KelvanectlExe", "Component_": "Command", "FileName": "KELVCTL.EXE|kelvanectl.exe",
+        "FileSize": str((ROOT / "build/release/kelvanectl.exe").stat().st_size),
+        "Version": VERSION, "Language": "1033", "Attributes": "512", "Sequence": "2"}
+    # Set, removed at uninstallation, for the machine; the value that is there stays in front.
+    assert package.rows("Environment") == [{"Environment": "CommandFolder", "Name": "=-*PATH",
+                                            "Value": "[~];[INSTALLFOLDER]", "Component_": "Command"}]
+
+
 def test_what_the_linked_libraries_ask_for_is_installed_beside_the_executable(package, tmp_path):
     subprocess.run(["msiextract", "-C", tmp_path, package.path], capture_output=True, check=True)
 
@@ -95,13 +105,21 @@ def test_what_the_linked_libraries_ask_for_is_installed_beside_the_executable(pa
     assert installed.count(b"\r\n") == installed.count(b"\n") > 100
 
 
+def licence_of(package):
+    """The licence that stands first in what Debian says of the package."""
+    text = pathlib.Path(f"/usr/share/doc/{package}/copyright").read_text(encoding="utf-8")
+    lines = re.search(r"\n\nLicense: .*\n((?: .*\n)+)", text)[1]
+    return re.sub(r"(?m)^ \.?", "", lines)
+
+
 def test_the_notices_are_those_of_the_libraries_that_are_linked():
     words = " ".join((ROOT / "packaging/NOTICES.txt").read_text(encoding="ascii").split())
     threads = pathlib.Path("/usr/x86_64-w64-mingw32/include/pthread.h").read_text(encoding="utf-8")
     ours, lockless = re.findall(r"/\*(.*?)\*/", threads, re.DOTALL)[:2]
     compiler = pathlib.Path("/usr/share/doc/gcc-mingw-w64-base/copyright").read_text(encoding="utf-8")
     exception = re.search(r"GCC RUNTIME LIBRARY EXCEPTION\n.*?of the license of GCC\.", compiler, re.DOTALL)[0]
-    for notice in (ours, re.sub(r"\n \*", "\n", lockless), exception):
+    command_line, json = map(licence_of, ("libcli11-dev", "nlohmann-json3-dev"))
+    for notice in (ours, re.sub(r"\n \*", "\n", lockless), exception, command_line, json):
         assert len(notice) > 1000
         assert " ".join(notice.lstrip("* \n").split()) in words
 
@@ -164,9 +182,9 @@ def test_the_switches_reach_the_elevated_half_of_the_installation(package):
 def test_the_steps_have_this_order(package):
     steps = ["FindRelatedProducts", "LaunchConditions", "CostInitialize", "FileCost", "CostFinalize", "InstallValidate",
              "InstallInitialize", "ProcessComponents", "StopServices", "DeleteServices", "RemoveRegistryValues",
-             "RemoveFiles", "RemoveFolders", "CreateFolders", "InstallFiles", "InstallServices", "WriteRegistryValues",
-             "StartServices", "InstallExecute", "RemoveExistingProducts", "RegisterProduct", "PublishFeatures",
-             "PublishProduct", "InstallFinalize"]
+             "RemoveEnvironmentStrings", "RemoveFiles", "RemoveFolders", "CreateFolders", "InstallFiles",
+             "WriteEnvironmentStrings", "InstallServices", "WriteRegistryValues", "StartServices", "InstallExecute",
+             "RemoveExistingProducts", "RegisterProduct", "PublishFeatures", "PublishProduct", "InstallFinalize"]
     assert [action for action in package.sequence() if action in steps] == steps
 
 

