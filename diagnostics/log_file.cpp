@@ -38,16 +38,16 @@ std::wstring roamingFolder()
 
 std::string DiagnosticLog::makeLogFile()
 {
-    std::wstring path = roamingFolder() + L"\\" + logHomeFolder + L"\\";
+    std::wstring path = roamingFolder() + logHomeFolder;
     // Deliberate: only the bare attribute counts as "is there". A folder with a further one is made again, which
     // harms nothing; a folder without its "logs" is not repaired, and the log stays closed.
     if (GetFileAttributesA(toAnsi(path).c_str()) == FILE_ATTRIBUTE_DIRECTORY) {
-        path = path + logFolder + L"\\" + logFileName;
+        path += logFileInHome;
     } else {
         CreateDirectoryW(path.c_str(), nullptr);
-        path = path + logFolder + L"\\";
+        path += L"logs\\";
         CreateDirectoryW(path.c_str(), nullptr);
-        path += logFileName;
+        path += L"KelvanneApp.log";
     }
     std::string narrow = toAnsi(path);
     std::ofstream(narrow, std::ios::out | std::ios::trunc).close();

@@ -4,8 +4,7 @@
 
 namespace kelvane {
 
-inline constexpr wchar_t logHomeFolder[] = L"KelvanneApp";
-inline constexpr wchar_t logFolder[] = L"logs";
-inline constexpr wchar_t logFileName[] = L"KelvanneApp.log";
+inline constexpr wchar_t logHomeFolder[] = L"\\KelvanneApp\\";
+inline constexpr wchar_t logFileInHome[] = L"logs\\KelvanneApp.log";
 
 }  // namespace kelvane

@@ -81,10 +81,7 @@ std::wstring roamingFolderOf(const std::wstring& account)
     return profile + L"\\AppData\\Roaming";
 }
 
-std::wstring logFileOf(const std::wstring& account)
-{
-    return roamingFolderOf(account) + L"\\" + logHomeFolder + L"\\" + logFolder + L"\\" + logFileName;
-}
+std::wstring logFileOf(const std::wstring& account) { return roamingFolderOf(account) + logHomeFolder + logFileInHome; }
 
 std::wstring serviceDataFile()
 {

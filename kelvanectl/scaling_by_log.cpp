@@ -20,8 +20,10 @@ void begin(ScalingByLog& scaling, const char* state, const std::string& time)
     scaling.canReturn = "unknown until the next stop";
 }
 
+// Of several reasons the first is the one: errors of the tear-down and the end of the service may follow it.
 void end(ScalingByLog& scaling, const char* why, const std::string& time)
 {
+    if (scaling.state == "off") return;
     scaling.state = "off";
     scaling.since = time;
     scaling.endedBy = why;
@@ -39,7 +41,7 @@ void follow(ScalingByLog& scaling, ScalingSign sign, const std::string& time, bo
     case ScalingSign::failed: return end(scaling, "failed start", time);
     case ScalingSign::complete:
         // Scaling that has not ended by then has never run: the framework's core could not be used.
-        if (scaling.state != "off") end(scaling, "failed start", time);
+        end(scaling, "failed start", time);
         scaling.canReturn = "yes";
         return;
     case ScalingSign::none: return;
@@ -57,7 +59,7 @@ ScalingByLog scalingByLog(const std::vector<LogEntry>& entries, bool serviceRuns
         if (known) follow(scaling, known->scaling, entry.time, standby);
     }
     if (!serviceRuns) {
-        if (scaling.state != "off") end(scaling, "service stop", "");
+        end(scaling, "service stop", "");
         scaling.canReturn = "yes";
         scaling.toGoOn = std::string("start the service, then ") + writeTwo;
     } else if (scaling.state == "off") {

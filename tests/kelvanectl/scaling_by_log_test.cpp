@@ -57,9 +57,13 @@ TEST_ROWS(ScalingByTheLog,
           ROW(.texts = { engine, noWmi }, .second = 1, .endedBy = "failed start", .toGoOn = restart, .canReturn = "no"),
           ROW(.texts = { engine, on, noCore, complete }, .second = 2, .endedBy = "failed start"),
           ROW(.texts = { engine, on, complete }, .second = 2, .endedBy = "failed start"),
+          // what follows an end is not its reason
+          ROW(.texts = { engine, on, restored, noWmi, complete }, .second = 2, .endedBy = "value"),
+          ROW(.texts = { engine, on, restored, complete, "KV Windows service is stopped " }, .runs = false, .second = 2,
+              .endedBy = "value", .toGoOn = "start the service, then write 0, wait a second, write 2"),
           // the end of the service, by its own word, and without one
           ROW(.texts = { engine, on, "KV Windows service is stopped ", "KV Windows Service is stopped" }, .runs = false,
-              .second = 3, .endedBy = "service stop",
+              .second = 2, .endedBy = "service stop",
               .toGoOn = "start the service, then write 0, wait a second, write 2"),
           ROW(.texts = { engine, on }, .runs = false, .endedBy = "service stop",
               .toGoOn = "start the service, then write 0, wait a second, write 2"));
