@@ -125,7 +125,7 @@ def checkout_without_prefixes(tmp_path_factory):
     """A checkout in which nothing has been run under Wine."""
     checkout = tmp_path_factory.mktemp("wine-checkout")
     (checkout / "cmake").mkdir()
-    for script in ("wine-run.sh", "wine-prefix.sh"):
+    for script in ("wine-boot.sh", "wine-run.sh", "wine-prefix.sh"):
         shutil.copy(ROOT / "cmake" / script, checkout / "cmake")
     yield checkout
     for prefix in ("wine", "wine-template.new"):
@@ -151,6 +151,19 @@ def test_prefixes_are_whole_also_after_a_first_run_that_was_killed(wine, start):
     assert not processes_of(wine / "build/wine-template.new")
     for prefix in ("wine", "wine-template"):
         assert (wine / "build" / prefix / "system.reg").stat().st_size > 100000
+
+
+def test_an_interruption_leaves_no_server_that_was_not_booted_to_its_end(wine, start):
+    wait_for(lambda: not processes_of(wine / "build/wine"), "the end of Wine's server", SERVER_ENDS_S)
+    interrupted = echo(start, wine, "never")
+    wait_for(lambda: processes_of(wine / "build/wine"), "the server's start")
+    os.killpg(interrupted.pid, signal.SIGINT)
+    interrupted.wait(20)
+
+    assert ends(echo(start, wine, "after it")) == (0, "after it\n")
+    (wine / "build/wine.booted").unlink()  # as when the boot itself is killed
+    assert ends(echo(start, wine, "anew")) == (0, "anew\n")
+    assert (wine / "build/wine.booted").exists()
 
 
 def test_the_shared_server_outlives_a_program_and_ends_by_itself(wine, start):
