@@ -20,7 +20,11 @@ using Texts = std::vector<std::string>;
 
 class EngineRun : public testing::Test {
 protected:
-    EngineRun() { noteLog(); }
+    EngineRun()
+    {
+        noteLog();
+        sinksAreNoted = true;
+    }
 
     // The notes after the one that begins with `start`.
     static Texts after(const std::string& start)

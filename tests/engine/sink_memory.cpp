@@ -8,6 +8,7 @@
 
 using kelvane::EventSink;
 using kelvane::tests::note;
+using kelvane::tests::sinksAreNoted;
 using kelvane::tests::watchedSink;
 
 namespace {
@@ -28,7 +29,7 @@ void giveBack(void* memory)
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 {
     void* const memory = allocated(size);
-    if (size == sizeof(EventSink)) {
+    if (sinksAreNoted && size == sizeof(EventSink)) {
         watchedSink = static_cast<EventSink*>(memory);
         note("new sink");
     }

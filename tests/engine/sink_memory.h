@@ -6,6 +6,7 @@
 
 namespace kelvane::tests {
 
-inline EventSink* watchedSink;  // that the engine has made last, or a test's own; null once it has been deleted
+inline bool sinksAreNoted = false;  // once a test has begun: sorting asks for as few bytes in the same way
+inline EventSink* watchedSink;      // that the engine has made last, or a test's own; null once it has been deleted
 
 }  // namespace kelvane::tests

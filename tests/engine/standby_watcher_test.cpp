@@ -17,6 +17,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 constexpr std::uint64_t noFrameworkSession = 0xFFFFFFFFFFFFFFFF;
 const auto standbyEvent = reinterpret_cast<EVT_HANDLE>(0xE7);  // 231
@@ -252,7 +253,7 @@ TEST_ROW(RenderBuffer, IsFreedAfterUseAndTheNextEventIsTakenAllTheSame)
 
     EXPECT_EQ(WatchedBuffer::asked, 1);
     EXPECT_EQ(WatchedBuffer::held, row().held);
-    EXPECT_EQ(noted().size(), row().calls);
+    EXPECT_THAT(noted(), SizeIs(row().calls));
     EXPECT_EQ(g_standbyExitCount, row().exits);
     eventService.renderError = 0;
     failCalls({});
